@@ -1,0 +1,33 @@
+# qlux_sources(OUT DIR): the library sources of DIR. Files ending in
+# _posix.cpp build only for Linux and _windows.cpp only for Windows; tests
+# (_test.cpp) are left out.
+function(qlux_sources out dir)
+  file(GLOB all CONFIGURE_DEPENDS ${dir}/*.cpp)
+  set(result)
+  foreach(f ${all})
+    if(f MATCHES "_test\\.cpp$")
+      continue()
+    elseif(f MATCHES "_posix\\.cpp$" AND WIN32)
+      continue()
+    elseif(f MATCHES "_windows\\.cpp$" AND NOT WIN32)
+      continue()
+    endif()
+    list(APPEND result ${f})
+  endforeach()
+  set(${out} ${result} PARENT_SCOPE)
+endfunction()
+
+# qlux_test_sources(OUT DIR): the unit tests of DIR, with the same platform rule.
+function(qlux_test_sources out dir)
+  file(GLOB all CONFIGURE_DEPENDS ${dir}/*_test.cpp)
+  set(result)
+  foreach(f ${all})
+    if(f MATCHES "_posix_test\\.cpp$" AND WIN32)
+      continue()
+    elseif(f MATCHES "_windows_test\\.cpp$" AND NOT WIN32)
+      continue()
+    endif()
+    list(APPEND result ${f})
+  endforeach()
+  set(${out} ${result} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,98 @@
+// PFileStream: a PStream on a file, named in UTF-8. PMMFileStream: a stream
+// over a mapped view of a file. Both have one body for POSIX and one for
+// Windows; the access and share masks and the modes are those of the
+// Windows file API on both systems.
+#ifndef QLUX_FOUNDATION_FILE_STREAM_H_
+#define QLUX_FOUNDATION_FILE_STREAM_H_
+
+#include <cstdint>
+
+#include "foundation/stream.h"
+
+namespace QUtils {
+
+const uint32_t kGenericRead = 0x80000000u;
+const uint32_t kGenericWrite = 0x40000000u;
+const uint32_t kShareRead = 1;
+const uint32_t kShareWrite = 2;
+// Mode, low two bits: 0 or 1 the file must exist; 2 open or make; 3 make
+// anew. Bit 2 hints sequential reading.
+const int kModeMustExist = 0;
+const int kModeOpenAlways = 2;
+const int kModeCreateAlways = 3;
+const int kModeSequential = 4;
+
+class PFileStream : public PStream {
+ public:
+  PFileStream();
+  ~PFileStream() override;
+
+  int open() override;
+  int close() override;
+  int flush() override;
+  int write(const void* buffer, uint32_t size, uint32_t* outCount) override;
+  int read(void* buffer, uint32_t size, uint32_t* outCount) override;
+  int seek(int64_t position) override;
+  int seekRelative(int64_t offset) override;
+  int seekFromEnd(int64_t offset) override;
+  int64_t size() override;
+  int setEnd() override;
+  int64_t position() override;
+  int atEnd() override;
+
+  virtual int openFile(const char* name, uint32_t access, uint32_t share, int mode);
+  // The length of a named file without opening it; -1 if it isn't there.
+  virtual int64_t fileSize(const char* name);
+  virtual int configure(const char* name, uint32_t access, uint32_t share, int mode);
+  // Opens for reading and writing with read sharing. Mode 1 opens or makes
+  // the file and goes to its end (appending); any other mode makes it anew.
+  virtual int create(const char* name, int mode);
+
+  const char* getName() const { return name; }
+
+ protected:
+  char* name;
+  uint32_t access;
+  uint32_t share;
+  int mode;
+  intptr_t handle;  // a file descriptor or a HANDLE; -1 while closed
+};
+
+class PMMFileStream : public PFileStream {
+ public:
+  PMMFileStream();
+  ~PMMFileStream() override;
+
+  // Maps `length` bytes from `offset` of the named file; position 0 is
+  // `offset`. Access as for PFileStream.
+  int mapFile(const char* fileName, uint32_t access, uint32_t share, int64_t offset, int64_t length);
+  const unsigned char* data() const { return base ? base + startOffset : nullptr; }
+
+  int open() override;
+  int close() override;
+  int flush() override;
+  int write(const void* buffer, uint32_t size, uint32_t* outCount) override;
+  int read(void* buffer, uint32_t size, uint32_t* outCount) override;
+  int seek(int64_t position) override;
+  int seekRelative(int64_t offset) override;
+  int seekFromEnd(int64_t offset) override;
+  int64_t size() override;
+  int setEnd() override { return -1; }
+  int64_t position() override;
+  int atEnd() override;
+  int64_t fileSize(const char*) override { return -1; }
+  int create(const char*, int) override { return -1; }
+
+ private:
+  unsigned char* base;
+  int64_t pos;
+  int64_t startOffset;
+  int64_t length;
+  int64_t mappedLength;
+  intptr_t mapping;  // the mapping object's HANDLE on Windows
+  bool writable;
+};
+
+}  // namespace QUtils
+
+#endif  // QLUX_FOUNDATION_FILE_STREAM_H_

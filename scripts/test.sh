@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Every test: builds both targets, runs the native tests with ctest, then the
+# Windows build's tests under Wine in a fresh prefix. Nothing of the machine
+# is touched: QLUX_ROOT, TMPDIR and WINEPREFIX point into one temporary
+# directory that is removed at the end, and the tests run from inside it.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+top=$(pwd)
+
+bash scripts/build.sh
+
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/qlux-test.XXXXXX")
+cleanup() {
+  if [ -n "${WINEPREFIX:-}" ]; then
+    /usr/lib/wine/wineserver64 -k >/dev/null 2>&1 || true
+  fi
+  cd /
+  rm -rf "$scratch"
+}
+trap cleanup EXIT
+
+mkdir -p "$scratch/tmp" "$scratch/root"
+export TMPDIR="$scratch/tmp"
+export QLUX_ROOT="$scratch/root"
+jobs=${QLUX_TEST_JOBS:-$(nproc)}
+cd "$scratch"
+
+echo "== native tests"
+native=0
+ctest --test-dir "$top/build" --output-on-failure -j "$jobs" || native=$?
+
+echo "== Windows tests under Wine"
+export WINEPREFIX="$scratch/wine"
+export WINEDEBUG=-all
+/usr/lib/wine/wine64 wineboot -i >/dev/null 2>&1
+windows=0
+ctest --test-dir "$top/build-win" --output-on-failure -j "$jobs" || windows=$?
+
+if [ "$native" -ne 0 ] || [ "$windows" -ne 0 ]; then
+  echo "FAILED: native=$native windows=$windows"
+  exit 1
+fi
+echo "All tests passed on both targets."
