@@ -1,0 +1,97 @@
+// The common start of every run, and the choice of role.
+#include "app/entry.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "app/messages.h"
+#include "foundation/files.h"
+#include "foundation/parameters.h"
+#include "foundation/text.h"
+#include "platform/host.h"
+#include "platform/installer_factory.h"
+#include "qlux_revision.h"
+
+namespace {
+
+const char kEscapeByte = static_cast<char>(0xAC);
+
+void openDebugLog(QUtils::PFileConsole* log) {
+  char path[QUtils::kMaxPath];
+  if (!QUtils::getTempDirectory(path, sizeof path)) QUtils::copyText(path, "C:", sizeof path);
+  QUtils::appendPath(path, "installer_debug.log", sizeof path);
+  if (log->open(path, 0) == 0) {
+    std::printf("Successfully created Installer debug log file:\n\t%s\n", path);
+    std::fflush(stdout);
+  }
+}
+
+void logArguments(QUtils::Parameters& parameters, QUtils::PFileConsole* log) {
+  log->printf("Insatllation was called with arguments:");
+  for (int i = 0; i < parameters.getCount(); i++) {
+    const QUtils::Parameter* p = parameters.get(i);
+    if (p->value && *p->value)
+      log->printf("  [ARG %02d] -%s=\"%s\"", i, p->name, p->value);
+    else
+      log->printf("  [ARG %02d] -%s", i, p->name);
+  }
+}
+
+}  // namespace
+
+void tellUser(const RunOptions& options, EntryMessage message) {
+  if (options.gui && Host::hasMessageBox()) {
+    const char* text = message == kMessageNoAdminRights ? QLUX_ADMIN_GRAPHICAL
+                       : message == kMessageBadBin      ? QLUX_BAD_BIN
+                                                        : QLUX_BAD_CHECKSUM;
+    Host::showMessageBox(text, QLUX_MESSAGE_TITLE,
+                         message == kMessageNoAdminRights ? Host::kIconWarning : Host::kIconError);
+    return;
+  }
+  if (message == kMessageNoAdminRights)
+    std::printf("%s", QLUX_ADMIN_CONSOLE);
+  else
+    std::printf("%s\n", message == kMessageBadBin ? QLUX_BAD_BIN : QLUX_BAD_CHECKSUM);
+  std::fflush(stdout);
+}
+
+int qluxEntry(int argc, char** argv) {
+  QUtils::setProgramPath(argc > 0 && argv ? argv[0] : "");
+
+  QUtils::CharString commandLine;
+  if (!Host::getCommandLine(argc, argv, &commandLine)) {
+    std::printf("ERROR: Command line couldn't be parsed. Exiting!\n");
+    return -1;
+  }
+  char narrow[4096];
+  QUtils::copyText(narrow, commandLine.getText(), sizeof narrow);
+  QUtils::Parameters parameters;
+  parameters.parseCommandLine(narrow, kEscapeByte);  // what was read up to an error counts
+
+  RunOptions options;
+  options.debug = readDebugOption(parameters);
+  QUtils::PFileConsole log;
+  if (options.debug) openDebugLog(&log);
+  log.printf("Installer version revision: %s", QLUX_REVISION);
+  log.printf("Parsing command line arguments");
+  if (options.debug) logArguments(parameters, &log);
+  readRunOptions(parameters, &options);
+  log.printf("Installation started");
+
+  Installer* engine = createPlatformInstaller(options.debug, options.gui, options.ignoreErrors, options.configFile);
+  engine->logConsole = &log;
+
+  int code = 0;
+  if (!Host::hasAdminRights()) {
+    tellUser(options, kMessageNoAdminRights);
+    code = -1;
+  } else if (options.uninstall) {
+    code = runFirstStage(options, &log);
+  } else if (options.uninstallFile) {
+    code = runSecondStage(engine, options, &log);
+  } else {
+    runInstallation(engine, options, &log);  // its result reaches only the log
+  }
+  delete engine;
+  return code;
+}

@@ -1,0 +1,33 @@
+// The program's entry: parses the command line, opens the debug log if
+// asked, makes the engine, tests the right to write into the program
+// directory, and plays one of four roles: installer, installer over a bare
+// package (`-bin`), first-stage uninstaller (`-uninstall`: copies itself and
+// the log to the temporary directory and starts the copy) and second-stage
+// uninstaller (`-uninstallFile`). Gives the process's exit code.
+#ifndef QLUX_APP_ENTRY_H_
+#define QLUX_APP_ENTRY_H_
+
+#include "app/options.h"
+#include "engine/installer.h"
+#include "foundation/console.h"
+
+int qluxEntry(int argc, char** argv);
+
+// Tells the user something before a front end exists: a message box in a
+// graphical run where the system has one, standard output otherwise.
+enum EntryMessage { kMessageNoAdminRights, kMessageBadBin, kMessageBadChecksum };
+void tellUser(const RunOptions& options, EntryMessage message);
+
+// The second-stage command line that the first stage starts: the program
+// copy, the log copy and the application's name, then -gui=0, -quiet=1 and
+// -debug=1 as the options ask. Cut at `size` - 1 bytes.
+void buildUninstallerCommandLine(char* out, int size, const char* programCopy, const char* logCopy,
+                                 const RunOptions& options);
+
+// The roles, each giving its result. The engine is made by the entry and
+// lives until it returns.
+int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
+int runFirstStage(const RunOptions& options, QUtils::PFileConsole* log);
+int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
+
+#endif  // QLUX_APP_ENTRY_H_

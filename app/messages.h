@@ -1,0 +1,15 @@
+// The texts the entry shows the user before a front end exists.
+#ifndef QLUX_APP_MESSAGES_H_
+#define QLUX_APP_MESSAGES_H_
+
+#define QLUX_MESSAGE_TITLE "Halvo Software installer"
+#define QLUX_ADMIN_GRAPHICAL                                              \
+  "This program requires Administrative privileges.\nPlease right-click " \
+  "the installer and select \"Run as Administrator...\""
+#define QLUX_ADMIN_CONSOLE "This program requires administrative privileges.\n"
+#define QLUX_BAD_BIN "The installer failed to initialize with the supplied binary file!"
+#define QLUX_BAD_CHECKSUM                                                      \
+  "The checksum of the installer doesn't match. This could indicate a broken " \
+  "download.\nPlease, try downloading again!"
+
+#endif  // QLUX_APP_MESSAGES_H_

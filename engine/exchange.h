@@ -1,0 +1,98 @@
+// InstallExchangeInfo: the engine's face toward the front ends. Front ends
+// read the wizard's records by index and ask the engine to move, to set and
+// read variables and to evaluate conditions through it, and through nothing
+// else. Every operation has a body here that finds nothing (-1 from text and
+// index getters, 0 from object, count and flag getters, 1 from the installer
+// directory pair, 2 from checkDialogCondition); the Installer gives the real
+// ones.
+#ifndef QLUX_ENGINE_EXCHANGE_H_
+#define QLUX_ENGINE_EXCHANGE_H_
+
+#include <cstdint>
+
+#include "engine/dialog_records.h"
+#include "foundation/lists.h"
+
+class InstallerUI;
+
+class InstallExchangeInfo {
+ public:
+  virtual ~InstallExchangeInfo() {}
+
+  // Product data; each 0, or -1 with an empty buffer when absent.
+  virtual int getProductName(char* buffer, int size) { return -1; }
+  virtual int getWindowTitle(char* buffer, int size) { return -1; }
+  virtual int getMajorVersion(char* buffer, int size) { return -1; }
+  virtual int getVersion(char* buffer, int size) { return -1; }
+  virtual int getWebsite(char* buffer, int size) { return -1; }
+  virtual int getSupportEmail(char* buffer, int size) { return -1; }
+  virtual int getInstallLogFile(char* buffer, int size) { return -1; }
+  virtual int getInstallBackupFile(char* buffer, int size) { return -1; }
+  virtual int getUninstallCmd(char* buffer, int size) { return -1; }
+  virtual int getUninstallXmlFile(char* buffer, int size) { return -1; }
+  virtual int getTempFileName(char* buffer, int size) { return -1; }
+  virtual int getHelpUrl(char* buffer, int size) { return -1; }
+  virtual bool isPreviousInstallation() { return false; }
+  virtual bool isActionLogRun() { return false; }
+  // The packed file's bytes; an empty array, with `outSize` untouched, for
+  // an unknown key.
+  virtual QUtils::RefArray<unsigned char> getFileData(const char* key, uint32_t* outSize) {
+    return QUtils::RefArray<unsigned char>();
+  }
+  virtual int getInstalledFilePath(const char* alias, char* buffer, int size) { return -1; }
+
+  // The wizard's records; subDialog -1 means the dialog itself.
+  virtual DIALOGINFO* getDialog(int dialog, int subDialog) { return nullptr; }
+  virtual int getDialogCount() { return 0; }
+  virtual int getDialogWidth(int dialog) { return 0; }
+  virtual int getDialogHeight(int dialog) { return 0; }
+  virtual int getSubDialogCount(int dialog) { return 0; }
+  virtual int getCurrentDialog() { return -1; }
+  virtual int getCurrentSubDialog() { return -1; }
+  virtual int variableChanged(const char* variable, int dialog, int subDialog) { return 0; }
+  virtual ELEMENTINFO* getElement(int dialog, int index, int subDialog) { return nullptr; }
+  virtual int getElementCount(int dialog, int subDialog) { return 0; }
+  virtual BUTTONINFO* getButton(int dialog, int index, int subDialog) { return nullptr; }
+  virtual int getButtonCount(int dialog, int subDialog) { return 0; }
+  virtual FIELDINFO* getField(int dialog, int index, int subDialog) { return nullptr; }
+  virtual int getTaskCount(int dialog) { return 0; }
+  virtual TASKINFO* getTask(int dialog, int index) { return nullptr; }
+  virtual int getFieldCount(int dialog, int subDialog) { return 0; }
+  virtual int isCancelled() { return 0; }
+  virtual int isFinished() { return 0; }
+  virtual int hasFailed() { return 0; }
+  virtual int setInstallerDir(const char* path) { return 1; }
+  virtual int getInstallerDir(char* buffer, int size) { return 1; }
+  virtual int checkDialogCondition(InstallerUI* ui) { return 2; }
+  virtual void setUiState(int state) {}
+  virtual int getUiState() { return 0; }
+
+  // Variables and conditions.
+  virtual int getVariableDefault(const char* name, char* buffer, int size) { return -1; }
+  virtual int getVariable(const char* name, char* buffer, int size) { return -1; }
+  virtual int setVariable(const char* name, const char* value) { return -1; }
+  virtual int evaluateCondition(const char* text) { return -1; }
+  virtual void runAction(InstallerUI* ui, const char* action) {}
+
+  // The walk.
+  virtual int shiftDialog(InstallerUI* ui, int count) { return -1; }
+  virtual void openHelp(InstallerUI* ui) {}
+  virtual int previousDialog(InstallerUI* ui, int count) { return -1; }
+  virtual int nextDialog(InstallerUI* ui, int count) { return -1; }
+  virtual void cancel(InstallerUI* ui) {}
+  virtual int enterDialog(int dialog, InstallerUI* ui) { return -1; }
+  virtual int enterSubDialog(int dialog, int subDialog, InstallerUI* ui) { return -1; }
+  virtual void fireTriggers(int event, int dialog, int subDialog) {}
+  virtual void updateTasks(InstallerUI* ui) {}
+  virtual void updateTask(InstallerUI* ui, int dialog, int task, int state) {}
+
+  // Colours.
+  virtual bool hasColourTheme() { return false; }
+  virtual uint32_t getThemeColour(int index) { return kNoColour; }
+  // The page's background and foreground; kNoColour twice when none.
+  virtual void getDialogColours(int dialog, int subDialog, uint32_t* background, uint32_t* foreground) {
+    *background = *foreground = kNoColour;
+  }
+};
+
+#endif  // QLUX_ENGINE_EXCHANGE_H_

@@ -1,0 +1,223 @@
+// The engine's life: construction, loading, the run from the loaded package
+// to the end of the wizard, and cleanup.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "engine/installer.h"
+#include "foundation/errors.h"
+#include "foundation/file_stream.h"
+#include "foundation/files.h"
+#include "foundation/stream.h"
+#include "foundation/text.h"
+#include "frontends/console/installer_ui.h"
+
+Installer::Installer()
+    : installTypes(5), fileSets(5), fileNames(5), variables(100), guiInstall(0), suspendRecalculation(0),
+      dialogs(16), errorList(new QUtils::Table<QUtils::CharString>(100)), ownsErrorList(true), currentDialog(-1),
+      currentSubDialog(-1), uiState(0), cancelled(0), finished(0), failed(0), previousInstallationFound(0),
+      olderInstallationsDone(0), postInstallDone(0), preUninstallDone(0), uninstallPrepared(0), copiedFiles(0),
+      excludes(100), usesColourTheme(0), logConsole(nullptr) {
+  std::memset(controlVariables, 0, sizeof controlVariables);
+  installerDir[0] = uninstallBackupFile[0] = installedBackupFile[0] = installedDirListFile[0] = 0;
+  for (int i = 0; i < kThemeColourCount; i++) theme[i] = kNoColour;
+  package.runFlags = 2;
+}
+
+Installer::~Installer() {
+  if (ownsErrorList) delete errorList;
+}
+
+void Installer::log(const char* format, ...) {
+  if (!logConsole) return;
+  char line[1024];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(line, sizeof line, format, args);
+  va_end(args);
+  logConsole->printf("%s", line);
+}
+
+void Installer::addError(const char* text) {
+  if (!errorList || !text) return;
+  char cut[1560];
+  QUtils::copyText(cut, text, sizeof cut);
+  errorList->add(QUtils::CharString(cut));
+}
+
+void Installer::shareErrorList(Installer* owner) {
+  if (ownsErrorList) delete errorList;
+  errorList = owner->errorList;
+  ownsErrorList = false;
+}
+
+int Installer::openPackage(const char* fileName, uint32_t offset, int flags) {
+  package.logConsole = logConsole;
+  return package.openPackage(fileName, offset, flags);
+}
+
+QUtils::RefArray<unsigned char> Installer::getFileData(const char* key, uint32_t* outSize) {
+  return package.getFileData(key, outSize);
+}
+
+int Installer::setInstallerDir(const char* path) {
+  if (!path) return 1;
+  QUtils::copyText(installerDir, path, sizeof installerDir);
+  return 0;
+}
+
+int Installer::getInstallerDir(char* buffer, int size) {
+  if (!buffer) return 1;
+  if (installerDir[0]) {
+    QUtils::copyText(buffer, installerDir, size);
+    return 0;
+  }
+  if (!QUtils::getModuleDirectory(buffer, size)) {
+    if (size > 0) buffer[0] = 0;
+    return 1;
+  }
+  return 0;
+}
+
+bool Installer::copyFile(const char* from, const char* to) {
+  FILE* in = QUtils::openFile(from, "rb");
+  if (!in) return false;
+  FILE* out = QUtils::openFile(to, "wb");
+  if (!out) {
+    std::fclose(in);
+    return false;
+  }
+  char block[1024];
+  size_t n;
+  while ((n = std::fread(block, 1, sizeof block, in)) > 0) {
+    if (std::fwrite(block, 1, n, out) != n) break;
+  }
+  bool ok = !std::ferror(in) && !std::ferror(out);
+  std::fclose(in);
+  if (std::fclose(out) != 0) ok = false;
+  return ok;
+}
+
+namespace {
+
+// Reads a whole file into `out` (with a NUL behind it). False on failure.
+bool readWholeFile(const char* path, QUtils::RefArray<unsigned char>& out, uint32_t* outSize) {
+  QUtils::PFileStream stream;
+  if (stream.openFile(path, QUtils::kGenericRead, QUtils::kShareRead, QUtils::kModeMustExist) != 0) return false;
+  int64_t size = stream.size();
+  if (size < 0 || size > 0x7FFFFFF0) return false;
+  QUtils::RefArray<unsigned char> data(static_cast<uint32_t>(size) + 1);
+  uint32_t got = 0;
+  if (size > 0 && (stream.read(data.get(), static_cast<uint32_t>(size), &got) != 0 || got != size)) return false;
+  data.get()[size] = 0;
+  out = data;
+  *outSize = static_cast<uint32_t>(size);
+  return true;
+}
+
+}  // namespace
+
+int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
+  logConsole = log;
+  package.logConsole = log;
+  if (!ui) {
+    this->log("No installer UI handler specified");
+    return -1;
+  }
+  guiInstall = ui->isGraphical() ? 1 : 0;
+
+  // The template's text: from the package, or for an uninstallation from the
+  // file that the action log's first line names.
+  QUtils::RefArray<unsigned char> text;
+  uint32_t textSize = 0;
+  if (!package.actionLogFile) {
+    this->log("Decompressing installation file");
+    int index = package.findFile("install.xml");
+    if (index < 0 || package.extractFile(index, &textSize, text, nullptr) != 0) {
+      this->log("ERROR: Decompressing installation file");
+      this->log("ERROR: Cannot continue due to error(s). Exiting!");
+      return -1;
+    }
+  } else {
+    this->log("Reading installation file name from action log");
+    char line[1560];
+    if (!std::fgets(line, sizeof line, package.actionLogFile)) {
+      this->log("ERROR: Could not obtain installation file from action log. Exiting!");
+      return -1;
+    }
+    this->log("Reading previous installation variables");
+    if (readActionLogVariables() != 0) this->log("ERROR: Failed to read variables from log");
+    size_t length = std::strlen(line);
+    while (length > 0 && (line[length - 1] == ' ' || line[length - 1] == '\t' || line[length - 1] == '\r' ||
+                          line[length - 1] == '\n'))
+      line[--length] = 0;
+    this->log("Reading installation file");
+    if (!readWholeFile(line, text, &textSize)) {
+      this->log("ERROR: Failed reading installation file");
+      this->log("ERROR: Cannot continue due to error(s). Exiting!");
+      return -1;
+    }
+  }
+
+  this->log("Parsing installation file");
+  QUtils::PBufStream stream;
+  stream.setBuffer(text.get(), textSize);
+  if (document.load(&stream) != 0) {
+    this->log("ERROR: Parsing installation file. Exiting!");
+    return -1;
+  }
+
+  this->log("Getting product description");
+  if (readProductDesc() != 0) return -1;
+  this->log("Getting file sets");
+  if (readFileSets() != 0) return -1;
+  if (guiInstall) {
+    this->log("Getting GUI colour theme info");
+    readColourTheme();
+  }
+  this->log("Getting UI dialogs");
+  if (readDialogs(package.actionLogFile != nullptr) != 0) return -1;
+  this->log("Getting control variables names");
+  if (readControlVariables() != 0)
+    this->log("WARNING: There are no control variable names provided in the installation xml!");
+  readExcludes();
+  if (guiInstall) {
+    this->log("Initializing GUI colour theme");
+    applyColourTheme();
+  }
+  this->log("Checking for previous installations");
+  checkPreviousInstallation();
+  if (previousInstallationFound) {
+    setControlVariable(kCtlShouldUninstall, "1");
+    this->log("Initializing previous install's variable values from log");
+    try {
+      readPreviousInstallationValues();
+    } catch (const QUtils::GenericError& e) {
+      this->log("%s", e.getMessage());
+    }
+  }
+  this->log("Initializing default values");
+  if (readDefaults() != 0) {
+    this->log("ERROR: Parsing XML Default values (This may indicate wrong configuration file format)");
+    return -1;
+  }
+  if (previousInstallationFound) setControlVariable(kCtlPreviousInstallation, "1");
+
+  this->log("Starting installation UI");
+  currentDialog = 0;
+  int result = ui->run();
+  this->log("Ending installation UI");
+  ui->finish();
+  if (result != 0) this->log("ERROR: There were errors during the installation");
+  return result;
+}
+
+int Installer::cleanup() {
+  package.release();
+  if (installedBackupFile[0]) QUtils::deleteFile(installedBackupFile);
+  if (installedDirListFile[0]) QUtils::deleteFile(installedDirListFile);
+  for (int i = 0; i < copiedFiles.getCount(); i++) {
+    if (copiedFiles[i].temporary.getText()) QUtils::deleteFile(copiedFiles[i].temporary.getText());
+  }
+  return 0;
+}

@@ -1,0 +1,85 @@
+// Test doubles for the engine's unit tests: an Installer with the platform
+// operations stubbed, which takes a template as text, and a front end that
+// records what it was asked to do.
+#ifndef QLUX_ENGINE_TEST_SUPPORT_H_
+#define QLUX_ENGINE_TEST_SUPPORT_H_
+
+#include <string>
+#include <vector>
+
+#include "engine/installer.h"
+#include "foundation/text.h"
+#include "frontends/console/installer_ui.h"
+
+class TestInstaller : public Installer {
+ public:
+  TestInstaller() { configFile[0] = 0; }
+  // Parses `xml` into the document, as runInstallation would.
+  void loadTemplate(const char* xml) { document.parse(xml); }
+  bool getConfigFile(char* buffer, int size) override {
+    QUtils::copyText(buffer, configFile, size);
+    return true;
+  }
+  const char* getToolkitPort() override { return "test"; }
+  // The value of a variable, or "<unset>".
+  std::string value(const char* name) {
+    char buffer[1560];
+    if (getVariable(name, buffer, sizeof buffer) == -1) return "<unset>";
+    return buffer;
+  }
+  char configFile[1560];
+};
+
+// A front end that answers like the console does (no confirmation, not
+// graphical) and records the lines and messages it was given.
+class RecordingUI : public InstallerUI {
+ public:
+  int run() override { return runResult; }
+  void finish() override { finished = true; }
+  void showDialog(int dialog) override { shown.push_back(dialog); }
+  void showSubDialog(int, int) override {}
+  void updateButtons(int, int) override {}
+  void refreshDialog(int, int, int, bool) override {}
+  void loadFields(int, int) override {}
+  void updateControlConditions() override {}
+  void showControls(int, int, bool) override {}
+  int leaveDialog(int) override { return 0; }
+  void leaveSubDialog(int, int) override {}
+  int storeFields(int) override { return 0; }
+  void storeSubDialogFields(int, int) override {}
+  void clearTasks() override {}
+  void destroySubDialog() override {}
+  void retainControl(const char*) override {}
+  bool confirmCancel() override { return confirm; }
+  void enableButtons(bool) override {}
+  void pumpEvents() override {}
+  void setOverallProgress(int percent) override { progress = percent; }
+  void setCurrentProgress(int) override {}
+  void setDestinationText(const char*) override {}
+  int pumpEventsQuietly() override { return 0; }
+  void addFileLine(const char* text, bool) override {
+    if (text) lines.push_back(text);
+  }
+  void clearFileLines() override {}
+  bool showMessage(const char* text, int) override {
+    messages.push_back(text);
+    return false;
+  }
+  int beginProgress() override { return 0; }
+  int endProgress() override { return 0; }
+  bool isGraphical() override { return graphical; }
+  int getIgnoreErrors() override { return 0; }
+  void setTaskState(const char*, const char*, int) override {}
+  void showHelp() override {}
+
+  int runResult = 0;
+  bool graphical = false;
+  bool confirm = false;
+  bool finished = false;
+  int progress = -1;
+  std::vector<int> shown;
+  std::vector<std::string> lines;
+  std::vector<std::string> messages;
+};
+
+#endif  // QLUX_ENGINE_TEST_SUPPORT_H_

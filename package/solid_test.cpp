@@ -1,0 +1,201 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "package/solid_compressor.h"
+#include "package/solid_decompressor.h"
+#include "package/test_writer.h"
+
+namespace {
+
+using testwriter::Stripe;
+
+// A blob that compresses: text with some noise in it.
+std::string sampleBlob(size_t size) {
+  std::string text;
+  while (text.size() < size) text += "file record " + std::to_string(text.size() % 977) + "; ";
+  text.resize(size);
+  std::string noise = testwriter::pseudoRandom(size / 4, 7);
+  text.replace(size / 2, noise.size(), noise);
+  return text;
+}
+
+// Runs the factory and the decompressor; gives the result and the output.
+int unpack(const std::string& block, std::string* out) {
+  std::string padded = block + std::string(20, '\0');  // the factory reads 20 bytes
+  SolidDecompressor* decompressor = createSolidDecompressor(reinterpret_cast<const unsigned char*>(padded.data()));
+  if (!decompressor) return 1;
+  unsigned char* data = nullptr;
+  int32_t size = -1;
+  int result = decompressor->decompress(reinterpret_cast<const unsigned char*>(block.data()),
+                                        static_cast<int32_t>(block.size()), &data, &size);
+  delete decompressor;
+  if (result == 0) {
+    out->assign(reinterpret_cast<char*>(data), static_cast<size_t>(size));
+    std::free(data);
+  } else {
+    EXPECT_EQ(nullptr, data);
+  }
+  return result;
+}
+
+// A block made by the compressor under test.
+std::string compressed(const std::string& blob, int stripes, int32_t* blobSize) {
+  SolidCompressor* compressor = createSolidCompressor(100);
+  EXPECT_EQ(0, compressor->init(stripes, 6));
+  // Fed in pieces, as the builder does record by record.
+  for (size_t at = 0; at < blob.size(); at += 7777) {
+    size_t piece = blob.size() - at < 7777 ? blob.size() - at : 7777;
+    EXPECT_EQ(0, compressor->addData(blob.data() + at, static_cast<int32_t>(piece)));
+  }
+  unsigned char* block = nullptr;
+  int32_t blockSize = 0;
+  EXPECT_EQ(0, compressor->compress(&block, &blockSize, blobSize));
+  delete compressor;
+  std::string bytes(reinterpret_cast<char*>(block), static_cast<size_t>(blockSize));
+  std::free(block);
+  return bytes;
+}
+
+TEST(SolidDecompressor, ReadsStripesInAnyOrderWithGaps) {
+  std::string blob = sampleBlob(50000);
+  struct Case {
+    int stripes;
+    std::vector<int> tableOrder;
+    int gap;
+    bool reversed;
+  };
+  std::vector<int> shuffled;
+  for (int i = 0; i < 256; i++) shuffled.push_back((i * 97) % 256);
+  const Case cases[] = {{1, {}, 0, false}, {3, {2, 0, 1}, 0, false}, {3, {1, 2, 0}, 13, true},
+                        {8, {}, 1, false}, {256, shuffled, 3, true}};
+  for (const Case& c : cases) {
+    std::string out;
+    ASSERT_EQ(0, unpack(testwriter::solidBlock(blob, c.stripes, c.tableOrder, c.gap, c.reversed), &out))
+        << c.stripes << " stripes";
+    EXPECT_TRUE(out == blob) << c.stripes << " stripes";
+  }
+  // Whatever stands behind the last stripe is ignored.
+  std::string out;
+  ASSERT_EQ(0, unpack(testwriter::solidBlock(blob, 2) + "v2sum: 0123456789abcdef", &out));
+  EXPECT_TRUE(out == blob);
+}
+
+TEST(SolidDecompressor, FactoryRecognisesOnlyReadableBlocks) {
+  auto recognised = [](const std::string& head) {
+    SolidDecompressor* d = createSolidDecompressor(reinterpret_cast<const unsigned char*>(head.data()));
+    delete d;
+    return d != nullptr;
+  };
+  EXPECT_TRUE(recognised(testwriter::solidHead(100, 0x20121111u, 1, {})));
+  EXPECT_TRUE(recognised(testwriter::solidHead(100, 0x20121111u, 256, {})));
+  EXPECT_FALSE(recognised(testwriter::solidHead(100, 0x20121111u, 0, {})));
+  EXPECT_FALSE(recognised(testwriter::solidHead(100, 0x20121111u, 257, {})));
+  EXPECT_FALSE(recognised(testwriter::solidHead(101, 0x20121111u, 1, {})));
+  EXPECT_FALSE(recognised(testwriter::solidHead(100, 0x20121112u, 1, {})));
+  std::string head = testwriter::solidHead(100, 0x20121111u, 1, {});
+  head[7] = 'x';  // the signature's NUL
+  EXPECT_FALSE(recognised(head));
+}
+
+// Each damage the reader checks for, with the code it gives. The blocks are
+// handed to a ZlibSolidDecompressor directly, as openPackage does once the
+// factory has said yes.
+TEST(SolidDecompressor, DamageCodes) {
+  std::string a = testwriter::deflate("first stripe");
+  std::string b = testwriter::deflate("second");
+  const int32_t la = 12, lb = 6, pa = 52, pb = 52 + static_cast<int32_t>(a.size());
+  const int32_t packed = static_cast<int32_t>(a.size()), packedB = static_cast<int32_t>(b.size());
+  auto block2 = [&](Stripe s1, Stripe s2) { return testwriter::solidHead(100, 0x20121111u, 2, {s1, s2}) + a + b; };
+  const Stripe goodA = {0, la, pa, packed}, goodB = {la, lb, pb, packedB};
+
+  struct Case {
+    const char* what;
+    std::string block;
+    int code;
+  };
+  std::string oneStripe = testwriter::solidHead(100, 0x20121111u, 1, {{0, la, 36, packed}}) + a;
+  const Case cases[] = {
+      {"head cut", oneStripe.substr(0, 19), kSolidTooShort},
+      {"table cut", oneStripe.substr(0, 35), kSolidTooShort},
+      {"version", testwriter::solidHead(100, 0x20121112u, 1, {{0, la, 36, packed}}) + a, kSolidBadVersion},
+      {"no stripes", testwriter::solidHead(100, 0x20121111u, 0, {}) + a, kSolidBadVersion},
+      {"257 stripes", testwriter::solidHead(100, 0x20121111u, 257, {}) + a, kSolidBadVersion},
+      {"stream in header", testwriter::solidHead(100, 0x20121111u, 1, {{0, la, 35, packed}}) + " " + a,
+       kSolidStripeInHeader},
+      {"negative place", block2({-1, la, pa, packed}, goodB), kSolidNegativeOffset},
+      {"same unpacked start", block2(goodA, {0, lb, pb, packedB}), kSolidOverlap},
+      {"packed overlap", block2(goodA, {la, lb, pa + 1, packedB}), kSolidOverlap},
+      {"hole in blob", block2(goodA, {la + 1, lb, pb, packedB}), kSolidNotTiled},
+      {"stream outside", block2(goodA, {la, lb, pb + 100, packedB}), kSolidStripeOutside},
+      {"last stream cut", block2(goodA, goodB).substr(0, pb + packedB - 1), kSolidStripeTruncated},
+      {"inflates to more", testwriter::solidHead(100, 0x20121111u, 1, {{0, la - 1, 36, packed}}) + a,
+       kSolidStripeFailed},
+      {"inflates to less", testwriter::solidHead(100, 0x20121111u, 1, {{0, la + 1, 36, packed}}) + a,
+       kSolidStripeFailed},
+      {"not zlib", testwriter::solidHead(100, 0x20121111u, 1, {{0, 4, 36, 4}}) + "junk", kSolidStripeFailed},
+  };
+  for (const Case& c : cases) {
+    ZlibSolidDecompressor decompressor;
+    unsigned char* out = reinterpret_cast<unsigned char*>(1);
+    int32_t size = 0;
+    EXPECT_EQ(c.code, decompressor.decompress(reinterpret_cast<const unsigned char*>(c.block.data()),
+                                              static_cast<int32_t>(c.block.size()), &out, &size))
+        << c.what;
+    EXPECT_EQ(nullptr, out) << c.what;
+  }
+  std::string out;
+  EXPECT_EQ(0, unpack(oneStripe, &out));  // stream at 36, the head's size for one stripe
+  EXPECT_EQ("first stripe", out);
+}
+
+TEST(SolidCompressor, InitAndLimits) {
+  EXPECT_EQ(nullptr, createSolidCompressor(101));
+  SolidCompressor* compressor = createSolidCompressor(100);
+  ASSERT_NE(nullptr, compressor);
+  EXPECT_EQ(-2, compressor->init(0, 9));
+  EXPECT_EQ(-1, compressor->reserved());
+  EXPECT_EQ(0, compressor->init(2, 9));
+  // Refused before anything is copied: the capacity would pass 1 GiB.
+  char small[1] = {0};
+  EXPECT_EQ(-2, compressor->addData(small, 0x40000001));
+  EXPECT_EQ(0, compressor->addData(small, 1));
+  delete compressor;
+
+  // 257 stripes make a block, but one that no reader takes.
+  int32_t blobSize = 0;
+  std::string block = compressed(sampleBlob(1000), 257, &blobSize);
+  EXPECT_EQ(nullptr, createSolidDecompressor(reinterpret_cast<const unsigned char*>(block.data())));
+}
+
+// The writer's blocks have the documented layout: stripe i covers i*L/n to
+// (i+1)*L/n, the streams follow the table back to back; and they read back.
+TEST(SolidCompressor, BlocksReadBack) {
+  for (int stripes : {1, 8, 256}) {
+    for (int64_t length : {100, 300000}) {
+      std::string blob = sampleBlob(static_cast<size_t>(length));
+      int32_t blobSize = 0;
+      std::string block = compressed(blob, stripes, &blobSize);
+      EXPECT_EQ(length, blobSize);
+      const unsigned char* record = reinterpret_cast<const unsigned char*>(block.data()) + 20;
+      int64_t packedEnd = 20 + 16 * stripes;
+      for (int i = 0; i < stripes; i++, record += 16) {
+        ASSERT_EQ(i * length / stripes, readU32(record));
+        ASSERT_EQ((i + 1) * length / stripes - i * length / stripes, readU32(record + 4));
+        ASSERT_EQ(packedEnd, readU32(record + 8));
+        packedEnd += readU32(record + 12);
+      }
+      EXPECT_EQ(static_cast<int64_t>(block.size()), packedEnd);
+      // A blob shorter than the stripe count gives empty stripes, which the
+      // reader's overlap test refuses; a real blob is never that short.
+      if (length < stripes) continue;
+      std::string out;
+      ASSERT_EQ(0, unpack(block, &out)) << stripes << " stripes of " << length;
+      EXPECT_TRUE(out == blob);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,49 @@
+// Host: the handful of system services that the entry program needs before
+// an engine or a front end exists. One body per system (host_linux.cpp,
+// host_windows.cpp); nothing above platform/ calls the system for these.
+//
+// On Linux every machine-wide place lives under $QLUX_ROOT (default "/"):
+// the program files directory is $QLUX_ROOT/opt, and the named events are
+// POSIX named semaphores.
+#ifndef QLUX_PLATFORM_HOST_H_
+#define QLUX_PLATFORM_HOST_H_
+
+#include "foundation/charstring.h"
+
+namespace Host {
+
+// The whole command line as one UTF-8 text, the program's name first, in the
+// syntax that Parameters parses. Windows asks the system for it; Linux
+// quotes argv back together. False if there is none.
+bool getCommandLine(int argc, char** argv, QUtils::CharString* out);
+
+// The system's directory for programs (Windows: the registry's
+// ProgramFilesDir; Linux: $QLUX_ROOT/opt), without a separator at its end.
+bool getProgramFilesDirectory(char* out, int size);
+
+// True only if a file can be made (and removed) in the program directory.
+bool hasAdminRights();
+
+// Signals the named event if somebody made it; an event nobody made is no
+// error.
+void signalNamedEvent(const char* name);
+
+// Starts `commandLine` in `workDirectory` without waiting for it. Gives 0,
+// or the system's error number.
+int startProcess(const char* commandLine, const char* workDirectory);
+
+// Copies a file whole, replacing the target. Gives 0, or the system's error
+// number. An executable copy stays executable.
+int copyFile(const char* from, const char* to);
+
+// True where the system has a message box to show before a front end exists.
+bool hasMessageBox();
+
+enum MessageIcon { kIconWarning, kIconError, kIconInformation };
+// A message box with no owner (Windows). Linux has no box before a front end
+// exists: the text goes to standard output with a line end.
+void showMessageBox(const char* text, const char* title, MessageIcon icon);
+
+}  // namespace Host
+
+#endif  // QLUX_PLATFORM_HOST_H_

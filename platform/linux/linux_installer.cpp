@@ -1,0 +1,67 @@
+#include "platform/linux/linux_installer.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "foundation/files.h"
+#include "foundation/text.h"
+#include "platform/installer_factory.h"
+
+extern char** environ;
+
+LinuxInstaller::LinuxInstaller(int debug, int gui, int ignoreErrors)
+    : debug(debug), gui(gui), ignoreErrors(ignoreErrors) {
+  configFile[0] = 0;
+}
+
+LinuxInstaller::~LinuxInstaller() {}
+
+void LinuxInstaller::setConfigFile(const char* path) {
+  if (path) QUtils::copyText(configFile, path, sizeof configFile);
+}
+
+bool LinuxInstaller::getConfigFile(char* buffer, int size) {
+  if (size >= 1) QUtils::copyText(buffer, configFile, size);
+  return true;
+}
+
+int LinuxInstaller::getTempFileName(char* buffer, int size) {
+  // A name in the temporary directory that no file has, different at each
+  // call of this process; nothing is created.
+  static unsigned counter = 0;
+  char directory[QUtils::kMaxPath];
+  if (!QUtils::getTempDirectory(directory, sizeof directory)) return -1;
+  for (int attempt = 0; attempt < 65536; attempt++) {
+    counter = (counter + 1) & 0xFFFF;
+    if (counter == 0) counter = 1;
+    char name[QUtils::kMaxPath];
+    QUtils::boundedFormat(name, sizeof name, "%s/qli%X%04X.tmp", directory,
+                          static_cast<unsigned>(getpid()) & 0xFFFF, counter);
+    if (!QUtils::fileExists(name)) {
+      QUtils::copyText(buffer, name, size);
+      return 0;
+    }
+  }
+  return -1;
+}
+
+void LinuxInstaller::openHelp(InstallerUI*) {
+  char url[4096];
+  if (getHelpUrl(url, sizeof url) != 0 || !url[0]) return;
+  const char* args[] = {"xdg-open", url, nullptr};
+  pid_t pid;
+  if (posix_spawnp(&pid, "xdg-open", nullptr, nullptr, const_cast<char**>(args), environ) == 0) {
+    // xdg-open hands the address to the browser and returns; don't leave it
+    // behind as a zombie.
+    waitpid(pid, nullptr, 0);
+  }
+}
+
+Installer* createPlatformInstaller(int debug, int gui, int ignoreErrors, const char* configFile) {
+  LinuxInstaller* installer = new LinuxInstaller(debug, gui, ignoreErrors);
+  installer->setConfigFile(configFile);
+  return installer;
+}

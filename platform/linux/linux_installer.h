@@ -1,0 +1,26 @@
+// LinuxInstaller: the engine on Linux. Every machine-wide place lives under
+// $QLUX_ROOT (see root.h); temporary names come from $TMPDIR, else /tmp; the
+// help address opens with xdg-open; WX_PORT is "gtk".
+#ifndef QLUX_PLATFORM_LINUX_LINUX_INSTALLER_H_
+#define QLUX_PLATFORM_LINUX_LINUX_INSTALLER_H_
+
+#include "engine/installer.h"
+
+class LinuxInstaller : public Installer {
+ public:
+  LinuxInstaller(int debug, int gui, int ignoreErrors);
+  ~LinuxInstaller() override;
+
+  void setConfigFile(const char* path);
+  bool getConfigFile(char* buffer, int size) override;
+  int getTempFileName(char* buffer, int size) override;
+  void openHelp(InstallerUI* ui) override;
+  const char* getToolkitPort() override { return "gtk"; }
+
+  char configFile[1560];
+  int debug;
+  int gui;
+  int ignoreErrors;
+};
+
+#endif  // QLUX_PLATFORM_LINUX_LINUX_INSTALLER_H_

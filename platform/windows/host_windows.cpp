@@ -1,0 +1,94 @@
+// Host services on Windows.
+#include "platform/host.h"
+
+#include <windows.h>
+
+#include <cstdio>
+
+#include "foundation/convert.h"
+#include "foundation/text.h"
+
+namespace Host {
+
+bool getCommandLine(int, char**, QUtils::CharString* out) {
+  const wchar_t* line = GetCommandLineW();
+  if (!line) return false;
+  QUtils::TextConverter converter(line);
+  out->assign(converter.narrow());
+  return out->getText() != nullptr;
+}
+
+bool getProgramFilesDirectory(char* out, int size) {
+  HKEY key;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion", 0, KEY_READ, &key) !=
+      ERROR_SUCCESS)
+    return false;
+  wchar_t value[QUtils::kMaxPath];
+  DWORD bytes = sizeof(value) - sizeof(wchar_t);
+  DWORD type = 0;
+  LONG result = RegQueryValueExW(key, L"ProgramFilesDir", nullptr, &type, reinterpret_cast<BYTE*>(value), &bytes);
+  RegCloseKey(key);
+  if (result != ERROR_SUCCESS || (type != REG_SZ && type != REG_EXPAND_SZ)) return false;
+  value[bytes / sizeof(wchar_t)] = 0;
+  QUtils::TextConverter converter(value);
+  converter.toNarrow(out, size);
+  QUtils::stripTrailingSeparators(out, size);
+  return true;
+}
+
+bool hasAdminRights() {
+  char path[QUtils::kMaxPath];
+  if (!getProgramFilesDirectory(path, sizeof path)) return false;
+  QUtils::appendText(path, "\\test$$$1234ajgtr.tmp", sizeof path);
+  QUtils::TextConverter name(path);
+  HANDLE file = CreateFileW(name.wide(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  CloseHandle(file);
+  DeleteFileW(name.wide());
+  return true;
+}
+
+void signalNamedEvent(const char* name) {
+  QUtils::TextConverter wideName(name);
+  HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, wideName.wide());
+  if (!event) return;
+  SetEvent(event);
+  CloseHandle(event);
+}
+
+int startProcess(const char* commandLine, const char* workDirectory) {
+  QUtils::TextConverter line(commandLine);
+  QUtils::TextConverter directory(workDirectory);
+  // CreateProcessW may write into the command line.
+  int length = line.wideLength();
+  wchar_t* writable = new wchar_t[length > 0 ? length : 1];
+  line.toWide(writable, length > 0 ? length : 1);
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  BOOL ok = CreateProcessW(nullptr, writable, nullptr, nullptr, FALSE, 0, nullptr,
+                           (workDirectory && *workDirectory) ? directory.wide() : nullptr, &startup, &process);
+  int error = ok ? 0 : static_cast<int>(GetLastError());
+  delete[] writable;
+  if (ok) {
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+  }
+  return error;
+}
+
+int copyFile(const char* from, const char* to) {
+  QUtils::TextConverter source(from);
+  QUtils::TextConverter target(to);
+  if (CopyFileW(source.wide(), target.wide(), FALSE)) return 0;
+  return static_cast<int>(GetLastError());
+}
+
+bool hasMessageBox() { return true; }
+
+void showMessageBox(const char* text, const char* title, MessageIcon icon) {
+  UINT type = MB_OK | (icon == kIconWarning ? MB_ICONWARNING : icon == kIconError ? MB_ICONERROR : MB_ICONINFORMATION);
+  MessageBoxA(nullptr, text, title, type);
+}
+
+}  // namespace Host

@@ -1,0 +1,87 @@
+#include "platform/windows/wini.h"
+
+#include <windows.h>
+
+#include <cstring>
+#include <cwchar>
+
+#include "foundation/convert.h"
+#include "foundation/text.h"
+#include "platform/installer_factory.h"
+
+Wini::Wini(int debug, int gui, int ignoreErrors) : debug(debug), gui(gui), ignoreErrors(ignoreErrors) {
+  configFile[0] = 0;
+}
+
+Wini::~Wini() {}
+
+void Wini::setConfigFile(const char* path) {
+  if (path) QUtils::copyText(configFile, path, sizeof configFile);
+}
+
+bool Wini::getConfigFile(char* buffer, int size) {
+  if (size >= 1) QUtils::copyText(buffer, configFile, size);
+  return true;
+}
+
+int Wini::getTempFileName(char* buffer, int size) {
+  // With a unique number that isn't 0 the system only builds the name.
+  static unsigned counter = 0;
+  counter = (counter + 1) & 0xFFFF;
+  if (counter == 0) counter = 1;
+  wchar_t directory[520];
+  if (GetTempPathW(520, directory) == 0) return -1;
+  wchar_t name[520];
+  if (GetTempFileNameW(directory, L"qlinstall", counter, name) == 0) return -1;
+  QUtils::TextConverter converter(name);
+  converter.toNarrow(buffer, size);
+  return 0;
+}
+
+void Wini::openHelp(InstallerUI*) {
+  char url[4096];
+  if (getHelpUrl(url, sizeof url) != 0 || !url[0]) return;
+  wchar_t type[520];
+  LONG typeSize = sizeof type;
+  if (RegQueryValueW(HKEY_CLASSES_ROOT, L".htm", type, &typeSize) != ERROR_SUCCESS) return;
+  if (RegQueryValueW(HKEY_CLASSES_ROOT, type, nullptr, nullptr) != ERROR_SUCCESS) return;
+  wchar_t key[600];
+  _snwprintf(key, 600, L"%ls\\shell\\open\\command", type);
+  key[599] = 0;
+  wchar_t command[520];
+  LONG commandSize = sizeof command;
+  if (RegQueryValueW(HKEY_CLASSES_ROOT, key, command, &commandSize) != ERROR_SUCCESS) return;
+
+  // The address takes the place of "%1", or goes behind a blank.
+  QUtils::TextConverter commandText(command);
+  QUtils::CharString line;
+  const char* text = commandText.narrow();
+  const char* mark = std::strstr(text, "%1");
+  if (mark) {
+    line.assignRange(text, static_cast<int>(mark - text));
+    line.append(url);
+    line.append(mark + 2);
+  } else {
+    line.assign(text);
+    line.append(" ");
+    line.append(url);
+  }
+  QUtils::TextConverter wideLine(line);
+  int length = wideLine.wideLength();
+  wchar_t* writable = new wchar_t[length];
+  wideLine.toWide(writable, length);
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (CreateProcessW(nullptr, writable, nullptr, nullptr, FALSE, 0x4000230, nullptr, nullptr, &startup, &process)) {
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+  }
+  delete[] writable;
+}
+
+Installer* createPlatformInstaller(int debug, int gui, int ignoreErrors, const char* configFile) {
+  Wini* installer = new Wini(debug, gui, ignoreErrors);
+  installer->setConfigFile(configFile);
+  return installer;
+}

@@ -1,0 +1,26 @@
+// Wini: the engine on Windows. Fills in the platform operations with the
+// Win32 calls: temporary names, the browser for help, and (in later units)
+// the registry, the environment, shell links, the firewall and processes.
+#ifndef QLUX_PLATFORM_WINDOWS_WINI_H_
+#define QLUX_PLATFORM_WINDOWS_WINI_H_
+
+#include "engine/installer.h"
+
+class Wini : public Installer {
+ public:
+  Wini(int debug, int gui, int ignoreErrors);
+  ~Wini() override;
+
+  void setConfigFile(const char* path);
+  bool getConfigFile(char* buffer, int size) override;
+  int getTempFileName(char* buffer, int size) override;
+  void openHelp(InstallerUI* ui) override;
+  const char* getToolkitPort() override { return "win"; }
+
+  char configFile[1560];
+  int debug;
+  int gui;
+  int ignoreErrors;
+};
+
+#endif  // QLUX_PLATFORM_WINDOWS_WINI_H_

@@ -1,0 +1,32 @@
+# Shared helpers of the end-to-end tests. Every test runs in its own sandbox:
+# QLUX_ROOT and TMPDIR point into a fresh directory that is removed at exit.
+set -u
+failures=0
+checks=0
+
+sandbox=$(mktemp -d "${TMPDIR:-/tmp}/qlux-e2e.XXXXXX")
+trap 'cd / && rm -rf "$sandbox"' EXIT
+cd "$sandbox"
+
+# new_sandbox NAME: fresh QLUX_ROOT and TMPDIR under the sandbox.
+new_sandbox() {
+  export QLUX_ROOT="$sandbox/$1/root"
+  export TMPDIR="$sandbox/$1/tmp"
+  mkdir -p "$QLUX_ROOT" "$TMPDIR"
+}
+
+check() {  # check DESCRIPTION COMMAND...
+  local what=$1
+  shift
+  checks=$((checks + 1))
+  if "$@"; then
+    return 0
+  fi
+  failures=$((failures + 1))
+  echo "FAILED: $what"
+}
+
+finish() {
+  echo "$((checks - failures)) passed, $failures failed"
+  [ "$failures" -eq 0 ]
+}
