@@ -64,7 +64,10 @@ class PMMFileStream : public PFileStream {
   ~PMMFileStream() override;
 
   // Maps `length` bytes from `offset` of the named file; position 0 is
-  // `offset`. Access as for PFileStream.
+  // `offset`, whatever the system's granularity. A length of 0 maps up to
+  // the file's end; a view that would pass the end is refused. Read access
+  // alone gives a read-only view. The stream counts as open once mapped;
+  // close() (or the destructor) unmaps.
   int mapFile(const char* fileName, uint32_t access, uint32_t share, int64_t offset, int64_t length);
   const unsigned char* data() const { return base ? base + startOffset : nullptr; }
 

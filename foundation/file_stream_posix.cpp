@@ -1,0 +1,259 @@
+// PFileStream and PMMFileStream on POSIX: a file descriptor, and mmap with
+// the page size as the granularity of a view's offset. Names go through
+// systemPath, so '\' works as a separator. The share masks have no POSIX
+// counterpart and are not enforced. Failures give errno.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "foundation/file_stream.h"
+#include "foundation/text.h"
+
+namespace QUtils {
+
+namespace {
+
+int lastError() { return errno != 0 ? errno : -1; }
+
+int openFlags(uint32_t access, int mode) {
+  int flags = O_CLOEXEC;
+  bool reads = (access & kGenericRead) != 0;
+  bool writes = (access & kGenericWrite) != 0;
+  if (reads && writes)
+    flags |= O_RDWR;
+  else if (writes)
+    flags |= O_WRONLY;
+  else
+    flags |= O_RDONLY;
+  switch (mode & 3) {
+    case kModeOpenAlways:
+      flags |= O_CREAT;
+      break;
+    case kModeCreateAlways:
+      flags |= O_CREAT | O_TRUNC;
+      break;
+    default:  // the file must exist
+      break;
+  }
+  return flags;
+}
+
+// Opens `fileName` and refuses a directory, as the Windows call does.
+int openDescriptor(const char* fileName, int flags, int* out) {
+  CharString path = systemPath(fileName);
+  int fd;
+  do {
+    fd = ::open(path.getText(), flags, 0666);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) return lastError();
+  struct stat info;
+  if (fstat(fd, &info) == 0 && S_ISDIR(info.st_mode)) {
+    ::close(fd);
+    return EISDIR;
+  }
+  *out = fd;
+  return 0;
+}
+
+int64_t pageSize() {
+  static const int64_t size = [] {
+    long value = sysconf(_SC_PAGESIZE);
+    return static_cast<int64_t>(value > 0 ? value : 4096);
+  }();
+  return size;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// PFileStream
+
+int PFileStream::open() {
+  if (handle != -1) close();
+  if (!name) return -1;
+  int fd = -1;
+  int result = openDescriptor(name, openFlags(access, mode), &fd);
+  if (result != 0) {
+    handle = -1;
+    return result;
+  }
+#ifdef POSIX_FADV_SEQUENTIAL
+  if (mode & kModeSequential) posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+#endif
+  handle = fd;
+  openCount++;
+  return 0;
+}
+
+int PFileStream::close() {
+  if (handle == -1) return EBADF;
+  int result = ::close(static_cast<int>(handle));
+  // Linux releases the descriptor even when close reports a failure.
+  handle = -1;
+  if (result != 0) return lastError();
+  if (openCount > 0) openCount--;
+  return 0;
+}
+
+int PFileStream::flush() {
+  if (handle == -1) return -1;
+  return fsync(static_cast<int>(handle)) == 0 ? 0 : -1;
+}
+
+// A regular file takes everything at once unless the disk is full; the loop
+// only covers signals and the kernel's cap on one call.
+int PFileStream::write(const void* buffer, uint32_t size, uint32_t* outCount) {
+  if (outCount) *outCount = 0;
+  if (handle == -1) return EBADF;
+  const char* from = static_cast<const char*>(buffer);
+  uint32_t done = 0;
+  while (done < size) {
+    ssize_t n = ::write(static_cast<int>(handle), from + done, size - done);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      if (outCount) *outCount = done;
+      return lastError();
+    }
+    if (n == 0) break;
+    done += static_cast<uint32_t>(n);
+  }
+  if (outCount) *outCount = done;
+  return 0;
+}
+
+// Reads until the request is met or the file ends, as one ReadFile would.
+int PFileStream::read(void* buffer, uint32_t size, uint32_t* outCount) {
+  if (outCount) *outCount = 0;
+  if (handle == -1) return EBADF;
+  char* to = static_cast<char*>(buffer);
+  uint32_t done = 0;
+  while (done < size) {
+    ssize_t n = ::read(static_cast<int>(handle), to + done, size - done);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      if (outCount) *outCount = done;
+      return lastError();
+    }
+    if (n == 0) break;
+    done += static_cast<uint32_t>(n);
+  }
+  if (outCount) *outCount = done;
+  return 0;
+}
+
+int PFileStream::seek(int64_t position) {
+  if (handle == -1) return EBADF;
+  return lseek(static_cast<int>(handle), static_cast<off_t>(position), SEEK_SET) < 0 ? lastError() : 0;
+}
+
+int PFileStream::seekRelative(int64_t offset) {
+  if (handle == -1) return EBADF;
+  return lseek(static_cast<int>(handle), static_cast<off_t>(offset), SEEK_CUR) < 0 ? lastError() : 0;
+}
+
+int PFileStream::seekFromEnd(int64_t offset) {
+  if (handle == -1) return EBADF;
+  return lseek(static_cast<int>(handle), static_cast<off_t>(offset), SEEK_END) < 0 ? lastError() : 0;
+}
+
+int64_t PFileStream::size() {
+  struct stat info;
+  if (handle == -1 || fstat(static_cast<int>(handle), &info) != 0) return -1;
+  return static_cast<int64_t>(info.st_size);
+}
+
+int PFileStream::setEnd() {
+  if (handle == -1) return EBADF;
+  off_t at = lseek(static_cast<int>(handle), 0, SEEK_CUR);
+  if (at < 0) return lastError();
+  return ftruncate(static_cast<int>(handle), at) == 0 ? 0 : lastError();
+}
+
+int64_t PFileStream::position() {
+  if (handle == -1) return -1;
+  off_t at = lseek(static_cast<int>(handle), 0, SEEK_CUR);
+  return at < 0 ? -1 : static_cast<int64_t>(at);
+}
+
+int64_t PFileStream::fileSize(const char* fileName) {
+  if (!fileName) return -1;
+  CharString path = systemPath(fileName);
+  struct stat info;
+  if (stat(path.getText(), &info) != 0 || S_ISDIR(info.st_mode)) return -1;
+  return static_cast<int64_t>(info.st_size);
+}
+
+// ---------------------------------------------------------------------------
+// PMMFileStream
+//
+// Read access alone gives a private (copy-on-write) mapping of read-only
+// pages; with write access the pages are shared with the file and writable.
+
+int PMMFileStream::mapFile(const char* fileName, uint32_t fileAccess, uint32_t fileShare, int64_t offset,
+                           int64_t wanted) {
+  close();
+  if (!fileName || offset < 0 || wanted < 0) return -1;
+  configure(fileName, fileAccess, fileShare, kModeMustExist);
+  bool writes = (fileAccess & kGenericWrite) != 0;
+  int fd = -1;
+  int result = openDescriptor(fileName, O_CLOEXEC | (writes ? O_RDWR : O_RDONLY), &fd);
+  if (result != 0) return result;
+
+  // A view must lie inside the file: pages behind its end fault when touched.
+  struct stat info;
+  if (fstat(fd, &info) != 0) {
+    result = lastError();
+    ::close(fd);
+    return result;
+  }
+  int64_t fileLength = static_cast<int64_t>(info.st_size);
+  if (wanted == 0) wanted = fileLength - offset;
+  if (offset >= fileLength || wanted <= 0 || wanted > fileLength - offset) {
+    ::close(fd);
+    return EINVAL;
+  }
+
+  int64_t aligned = offset - offset % pageSize();
+  int64_t viewLength = wanted + (offset - aligned);
+  void* view = mmap(nullptr, static_cast<size_t>(viewLength), writes ? PROT_READ | PROT_WRITE : PROT_READ,
+                    writes ? MAP_SHARED : MAP_PRIVATE, fd, static_cast<off_t>(aligned));
+  if (view == MAP_FAILED) {
+    result = lastError();
+    ::close(fd);
+    return result;
+  }
+  handle = fd;
+  base = static_cast<unsigned char*>(view);
+  startOffset = offset - aligned;
+  length = wanted;
+  mappedLength = viewLength;
+  writable = writes;
+  pos = 0;
+  openCount = 1;
+  return 0;
+}
+
+int PMMFileStream::flush() {
+  if (!base) return -1;
+  if (!writable) return 0;
+  return msync(base, static_cast<size_t>(mappedLength), MS_SYNC) == 0 ? 0 : -1;
+}
+
+int PMMFileStream::close() {
+  if (!base && handle == -1) return -1;
+  int result = flush();
+  if (base) munmap(base, static_cast<size_t>(mappedLength));
+  base = nullptr;
+  if (handle != -1) ::close(static_cast<int>(handle));
+  handle = -1;
+  mapping = -1;
+  pos = startOffset = length = mappedLength = 0;
+  writable = false;
+  openCount = 0;
+  return result;
+}
+
+}  // namespace QUtils

@@ -1,0 +1,226 @@
+// PFileStream and PMMFileStream on Windows: CreateFileW with the access and
+// share masks as given, and file mappings whose view offsets are aligned to
+// the system's allocation granularity. Names are UTF-8 and go to the system
+// as UTF-16. Failures give GetLastError().
+#include <windows.h>
+
+#include "foundation/convert.h"
+#include "foundation/file_stream.h"
+#include "foundation/text.h"
+
+namespace QUtils {
+
+namespace {
+
+int lastError() {
+  DWORD code = GetLastError();
+  return code != 0 ? static_cast<int>(code) : -1;
+}
+
+HANDLE toHandle(intptr_t value) { return reinterpret_cast<HANDLE>(value); }
+
+DWORD disposition(int mode) {
+  switch (mode & 3) {
+    case kModeOpenAlways:
+      return OPEN_ALWAYS;
+    case kModeCreateAlways:
+      return CREATE_ALWAYS;
+    default:  // the file must exist
+      return OPEN_EXISTING;
+  }
+}
+
+HANDLE openHandle(const char* fileName, DWORD access, DWORD share, DWORD how, DWORD flags) {
+  CharString path = systemPath(fileName);
+  TextConverter wide(path);
+  return CreateFileW(wide.wide(), access, share, nullptr, how, flags, nullptr);
+}
+
+int64_t allocationGranularity() {
+  static const int64_t granularity = [] {
+    SYSTEM_INFO info;
+    GetSystemInfo(&info);
+    return static_cast<int64_t>(info.dwAllocationGranularity ? info.dwAllocationGranularity : 65536);
+  }();
+  return granularity;
+}
+
+int moveTo(intptr_t handle, int64_t offset, DWORD method) {
+  if (handle == -1) return ERROR_INVALID_HANDLE;
+  LARGE_INTEGER distance;
+  distance.QuadPart = offset;
+  return SetFilePointerEx(toHandle(handle), distance, nullptr, method) ? 0 : lastError();
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// PFileStream
+
+int PFileStream::open() {
+  if (handle != -1) close();
+  if (!name) return -1;
+  DWORD flags = FILE_ATTRIBUTE_NORMAL | ((mode & kModeSequential) ? FILE_FLAG_SEQUENTIAL_SCAN : 0);
+  HANDLE file = openHandle(name, access, share, disposition(mode), flags);
+  if (file == INVALID_HANDLE_VALUE) {
+    handle = -1;
+    return lastError();
+  }
+  handle = reinterpret_cast<intptr_t>(file);
+  openCount++;
+  return 0;
+}
+
+// The handle is cleared in any case: a failed CloseHandle leaves nothing to
+// retry with.
+int PFileStream::close() {
+  if (handle == -1) return ERROR_INVALID_HANDLE;
+  BOOL closed = CloseHandle(toHandle(handle));
+  handle = -1;
+  if (!closed) return lastError();
+  if (openCount > 0) openCount--;
+  return 0;
+}
+
+int PFileStream::flush() {
+  if (handle == -1) return -1;
+  return FlushFileBuffers(toHandle(handle)) ? 0 : -1;
+}
+
+int PFileStream::write(const void* buffer, uint32_t size, uint32_t* outCount) {
+  if (outCount) *outCount = 0;
+  if (handle == -1) return ERROR_INVALID_HANDLE;
+  DWORD written = 0;
+  BOOL ok = WriteFile(toHandle(handle), buffer, size, &written, nullptr);
+  if (outCount) *outCount = written;
+  return ok ? 0 : lastError();
+}
+
+int PFileStream::read(void* buffer, uint32_t size, uint32_t* outCount) {
+  if (outCount) *outCount = 0;
+  if (handle == -1) return ERROR_INVALID_HANDLE;
+  DWORD got = 0;
+  BOOL ok = ReadFile(toHandle(handle), buffer, size, &got, nullptr);
+  if (outCount) *outCount = got;
+  return ok ? 0 : lastError();
+}
+
+int PFileStream::seek(int64_t position) { return moveTo(handle, position, FILE_BEGIN); }
+
+int PFileStream::seekRelative(int64_t offset) { return moveTo(handle, offset, FILE_CURRENT); }
+
+int PFileStream::seekFromEnd(int64_t offset) { return moveTo(handle, offset, FILE_END); }
+
+int64_t PFileStream::size() {
+  LARGE_INTEGER value;
+  if (handle == -1 || !GetFileSizeEx(toHandle(handle), &value)) return -1;
+  return value.QuadPart;
+}
+
+int PFileStream::setEnd() {
+  if (handle == -1) return ERROR_INVALID_HANDLE;
+  return SetEndOfFile(toHandle(handle)) ? 0 : lastError();
+}
+
+int64_t PFileStream::position() {
+  if (handle == -1) return -1;
+  LARGE_INTEGER zero, at;
+  zero.QuadPart = 0;
+  if (!SetFilePointerEx(toHandle(handle), zero, &at, FILE_CURRENT)) return -1;
+  return at.QuadPart;
+}
+
+int64_t PFileStream::fileSize(const char* fileName) {
+  if (!fileName) return -1;
+  CharString path = systemPath(fileName);
+  TextConverter wide(path);
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!GetFileAttributesExW(wide.wide(), GetFileExInfoStandard, &data)) return -1;
+  if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return -1;
+  return (static_cast<int64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+// ---------------------------------------------------------------------------
+// PMMFileStream
+//
+// Read access alone gives a copy-on-write mapping seen through a read-only
+// view; with write access the mapping and the view are read and write. The
+// file is shared only when sharing is asked for, and then only in the ways
+// that match the access.
+
+int PMMFileStream::mapFile(const char* fileName, uint32_t fileAccess, uint32_t fileShare, int64_t offset,
+                           int64_t wanted) {
+  close();
+  if (!fileName || offset < 0 || wanted < 0) return -1;
+  configure(fileName, fileAccess, fileShare, kModeMustExist);
+  bool writes = (fileAccess & kGenericWrite) != 0;
+  DWORD shareMode = 0;
+  if (fileShare != 0) {
+    if (fileAccess & kGenericRead) shareMode |= FILE_SHARE_READ;
+    if (writes) shareMode |= FILE_SHARE_WRITE;
+  }
+  HANDLE file = openHandle(fileName, fileAccess, shareMode, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
+  if (file == INVALID_HANDLE_VALUE) return lastError();
+
+  LARGE_INTEGER fileLength;
+  if (!GetFileSizeEx(file, &fileLength)) {
+    int result = lastError();
+    CloseHandle(file);
+    return result;
+  }
+  if (wanted == 0) wanted = fileLength.QuadPart - offset;
+  if (offset >= fileLength.QuadPart || wanted <= 0 || wanted > fileLength.QuadPart - offset) {
+    CloseHandle(file);
+    return ERROR_INVALID_PARAMETER;
+  }
+
+  HANDLE map = CreateFileMappingA(file, nullptr, writes ? PAGE_READWRITE : PAGE_WRITECOPY, 0, 0, nullptr);
+  if (!map) {
+    int result = lastError();
+    CloseHandle(file);
+    return result;
+  }
+  int64_t aligned = offset - offset % allocationGranularity();
+  int64_t viewLength = wanted + (offset - aligned);
+  void* view = MapViewOfFile(map, writes ? FILE_MAP_WRITE : FILE_MAP_READ, static_cast<DWORD>(aligned >> 32),
+                             static_cast<DWORD>(aligned & 0xFFFFFFFF), static_cast<SIZE_T>(viewLength));
+  if (!view) {
+    int result = lastError();
+    CloseHandle(map);
+    CloseHandle(file);
+    return result;
+  }
+  handle = reinterpret_cast<intptr_t>(file);
+  mapping = reinterpret_cast<intptr_t>(map);
+  base = static_cast<unsigned char*>(view);
+  startOffset = offset - aligned;
+  length = wanted;
+  mappedLength = viewLength;
+  writable = writes;
+  pos = 0;
+  openCount = 1;
+  return 0;
+}
+
+int PMMFileStream::flush() {
+  if (!base) return -1;
+  if (!writable) return 0;
+  return FlushViewOfFile(base, static_cast<SIZE_T>(mappedLength)) ? 0 : -1;
+}
+
+int PMMFileStream::close() {
+  if (!base && handle == -1) return -1;
+  int result = flush();
+  if (base) UnmapViewOfFile(base);
+  base = nullptr;
+  if (mapping != -1) CloseHandle(toHandle(mapping));
+  mapping = -1;
+  if (handle != -1) CloseHandle(toHandle(handle));
+  handle = -1;
+  pos = startOffset = length = mappedLength = 0;
+  writable = false;
+  openCount = 0;
+  return result;
+}
+
+}  // namespace QUtils

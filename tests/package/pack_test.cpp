@@ -1,0 +1,211 @@
+// qlux-pack and the loader together: installers built by the real builder
+// from a template and a source tree, then run and loaded.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "package/checksum.h"
+#include "package/md5.h"
+#include "package/test_writer.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const char kTemplate[] =
+    "<?xml version=\"1.0\"?>\n"
+    "<HalvoWorksInstallation>\n"
+    "  <!-- <FN>commented/out.txt</FN> is no entry -->\n"
+    "  <Installation>\n"
+    "    <FileSet Name=\"Main\">\n"
+    "      <FN Dest=\"[INSTALLDIR]/bin\" Executable=\"1\">bin/app.bin</FN>\n"
+    "      <FN Dest=\"[INSTALLDIR]\" Alias=\"readme\">docs/readme.txt</FN>\n"
+    "      <FN>gui/logo.png</FN>\n"
+    "      <FN>gui\\Photo.JPG</FN>\n"
+    "      <FN>//gui/sky.hdr</FN>\n"
+    "      <FN>empty.dat</FN>\n"
+    "      <FN OkIfMissing=\"1\">optional/extra.dll</FN>\n"
+    "      <FN Dest=\"[INSTALLDIR]\">setup/install.xml</FN>\n"
+    "    </FileSet>\n"
+    "    <FileSet Name=\"Docs\">\n"
+    "      <FN Dest=\"[INSTALLDIR]/doc\" Alias=\"readme\">docs/readme.txt</FN>\n"
+    "      <FN>MISSING_ENTRY</FN>\n"
+    "    </FileSet>\n"
+    "    <Other><FN>not/in/a/fileset.txt</FN></Other>\n"
+    "  </Installation>\n"
+    "</HalvoWorksInstallation>\n";
+
+std::string md5Hex(const std::string& data) {
+  unsigned char digest[kMD5DigestSize];
+  MD5::digest(data.data(), data.size(), digest);
+  static const char digits[] = "0123456789abcdef";
+  std::string text;
+  for (unsigned char c : digest) (text += digits[c >> 4]) += digits[c & 15];
+  return text;
+}
+
+struct CommandResult {
+  int status;
+  std::string output;
+};
+
+CommandResult run(const std::string& command) {
+  CommandResult result{-1, ""};
+  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+  if (!pipe) return result;
+  char block[4096];
+  size_t got;
+  while ((got = std::fread(block, 1, sizeof(block), pipe)) > 0) result.output.append(block, got);
+  int status = pclose(pipe);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return result;
+}
+
+class PackTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = ::testing::TempDir() + "qlux_pack_XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(&pattern[0]));
+    root = pattern;
+    source = root + "/source";
+    out = root + "/out";
+    fs::create_directories(source + "/bin");
+    fs::create_directories(source + "/docs");
+    fs::create_directories(source + "/gui");
+    fs::create_directories(out);
+    std::string text;
+    while (text.size() < 50000) text += "Read me, line " + std::to_string(text.size()) + ".\n";
+    // key -> bytes, and where each file stands in the source tree
+    sources = {{"binapp.bin", testwriter::pseudoRandom(200000, 1)},
+               {"readme", text},
+               {"guilogo.png", testwriter::pseudoRandom(3000, 2)},
+               {"guiPhoto.JPG", testwriter::pseudoRandom(1000, 3)},
+               {"guisky.hdr", "#?RADIANCE\n"},
+               {"empty.dat", ""}};
+    const std::map<std::string, std::string> paths = {
+        {"binapp.bin", "bin/app.bin"},     {"readme", "docs/readme.txt"},  {"guilogo.png", "gui/logo.png"},
+        {"guiPhoto.JPG", "gui/Photo.JPG"}, {"guisky.hdr", "gui/sky.hdr"}, {"empty.dat", "empty.dat"}};
+    for (const auto& p : paths) ASSERT_TRUE(testwriter::writeFile(source + "/" + p.second, sources[p.first]));
+    // The template stands outside the source tree, and lists itself.
+    templatePath = root + "/install.xml";
+    std::string valid = kTemplate;
+    valid.replace(valid.find("      <FN>MISSING_ENTRY</FN>\n"), 29, "");
+    sources["setupinstall.xml"] = sources["install.xml"] = valid;
+    ASSERT_TRUE(testwriter::writeFile(templatePath, valid));
+  }
+  void TearDown() override { fs::remove_all(root); }
+
+  CommandResult pack(const std::string& arguments, const std::string& environment = "") {
+    return run(environment + " " + QLUX_PACK + " --template " + templatePath + " --source " + source + " -o " + out +
+               "/setup " + arguments);
+  }
+
+  // Runs the stub program on `installer` (its own file when that is the
+  // packed stub): the checksum and the offset it reports, then every key
+  // with its size, image flag and the MD5 of the bytes it extracted, which
+  // must be those of the source.
+  void expectLoads(const std::string& installer, const std::string& argument, const std::string& head) {
+    CommandResult result = run(installer + " " + argument);
+    ASSERT_EQ(0, result.status) << result.output;
+    ASSERT_EQ(head + "open 0\n", result.output.substr(0, head.size() + 7)) << result.output;
+    for (const auto& s : sources) {
+      bool image = s.first == "guilogo.png" || s.first == "guiPhoto.JPG" || s.first == "guisky.hdr";
+      std::string md5 = md5Hex(s.second);
+      std::string line = s.first + "\t" + std::to_string(s.second.size()) + (image ? "\t1\t" : "\t0\t") + md5 +
+                         "\t" + md5 + "\n";
+      EXPECT_NE(std::string::npos, result.output.find(line)) << line << result.output;
+    }
+    // One record per key, the template's last so that it is the one found.
+    EXPECT_EQ(sources.size() + 3, static_cast<size_t>(std::count(result.output.begin(), result.output.end(), '\n')));
+    size_t lastLine = result.output.rfind('\n', result.output.size() - 2) + 1;
+    EXPECT_EQ(0, result.output.compare(lastLine, 12, "install.xml\t")) << result.output;
+  }
+  // The packed stub finds its own package and passes its own checksum.
+  void expectInstallerRuns(const std::string& installer) {
+    expectLoads(installer, "", "checksum ok\noffset " + std::to_string(fs::file_size(QLUX_PACK_STUB)) + "\n");
+  }
+
+  void expectNoOutput() { EXPECT_TRUE(fs::is_empty(out)) << fs::directory_iterator(out)->path(); }
+
+  std::string root, source, out, templatePath;
+  std::map<std::string, std::string> sources;  // key -> bytes
+};
+
+TEST_F(PackTest, InstallersLoadWithEveryFileIntact) {
+  const char* variants[] = {"", "--stripes 1 --level 9", "--stripes 256 --level 0", "--not-solid"};
+  for (const char* variant : variants) {
+    SCOPED_TRACE(variant);
+    CommandResult result = pack(std::string("--stub ") + QLUX_PACK_STUB + " " + variant);
+    ASSERT_EQ(0, result.status) << result.output;
+    std::string installer = out + "/setup";
+    EXPECT_TRUE(verifyPackageChecksum(installer.c_str()));
+    EXPECT_EQ("v2sum: ", testwriter::readFile(installer).substr(fs::file_size(installer) - 23, 7));
+    EXPECT_TRUE((fs::status(installer).permissions() & fs::perms::owner_exec) != fs::perms::none);
+    expectInstallerRuns(installer);
+    fs::remove(installer);
+  }
+}
+
+TEST_F(PackTest, OldChecksumRecordAndBarePackage) {
+  CommandResult result = pack(std::string("--stub ") + QLUX_PACK_STUB, "OLD_CHECKSUMMING=1");
+  ASSERT_EQ(0, result.status) << result.output;
+  std::string installer = out + "/setup";
+  EXPECT_EQ("MD5SUM: ", testwriter::readFile(installer).substr(fs::file_size(installer) - 24, 8));
+  expectInstallerRuns(installer);
+
+  result = pack("--bare");
+  ASSERT_EQ(0, result.status) << result.output;
+  std::string bare = testwriter::readFile(installer);
+  EXPECT_EQ(std::string("\x27\x63\x27\x63", 4), bare.substr(0, 4));
+  EXPECT_EQ(std::string::npos, bare.find("v2sum: "));
+  // The unpatched stub reads a bare package given to it at offset 0.
+  expectLoads(QLUX_PACK_STUB, installer, "checksum failed\noffset 0\n");
+}
+
+// A failure says what and where, exits 1, and leaves nothing behind.
+TEST_F(PackTest, ErrorsLeaveNoOutput) {
+  std::string stub = std::string("--stub ") + QLUX_PACK_STUB;
+  ASSERT_TRUE(testwriter::writeFile(templatePath, kTemplate));
+  CommandResult result = pack(stub);
+  EXPECT_EQ(1, result.status);
+  EXPECT_NE(std::string::npos, result.output.find(source + "/MISSING_ENTRY")) << result.output;
+  EXPECT_NE(std::string::npos, result.output.find("line 17")) << result.output;
+  expectNoOutput();
+
+  // Two different files under one key: the engine could only reach one.
+  std::string conflicting = kTemplate;
+  conflicting.replace(conflicting.find("<FN>MISSING_ENTRY"), 17, "<FN Alias=\"readme\">gui/logo.png");
+  ASSERT_TRUE(testwriter::writeFile(templatePath, conflicting));
+  result = pack(stub);
+  EXPECT_EQ(1, result.status);
+  EXPECT_NE(std::string::npos, result.output.find("key \"readme\"")) << result.output;
+  expectNoOutput();
+
+  result = run(std::string(QLUX_PACK) + " " + stub + " --template " + root + "/absent.xml --source " + source +
+               " -o " + out + "/setup");
+  EXPECT_EQ(1, result.status);
+  EXPECT_NE(std::string::npos, result.output.find("absent.xml")) << result.output;
+  expectNoOutput();
+
+  ASSERT_TRUE(testwriter::writeFile(templatePath, sources["install.xml"]));
+  ASSERT_TRUE(testwriter::writeFile(root + "/plain", testwriter::pseudoRandom(9000, 5)));
+  result = pack("--stub " + root + "/plain");
+  EXPECT_EQ(1, result.status);
+  EXPECT_NE(std::string::npos, result.output.find("no package offset field")) << result.output;
+  expectNoOutput();
+
+  for (const char* bad : {"--stripes 0", "--stripes 257", "--level 10", "--frobnicate"}) {
+    result = pack(stub + " " + bad);
+    EXPECT_EQ(1, result.status) << bad;
+    expectNoOutput();
+  }
+}
+
+}  // namespace
