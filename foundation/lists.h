@@ -97,7 +97,7 @@ class Table {
       while (newCapacity < newCount) newCapacity *= 2;
     }
     T* block = new T[newCapacity];
-    for (int i = 0; i < count; i++) block[i] = items[i];
+    for (int i = 0; items && i < count && i < newCapacity; i++) block[i] = items[i];
     delete[] items;
     items = block;
     capacity = newCapacity;

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # The entry program's roles, messages and exit codes, run for real.
-source "$(dirname "$0")/lib.sh"
-setup=$1
+here=$(cd "$(dirname "$0")" && pwd)
+setup=$(realpath "$1")
+[ $# -ge 2 ] && pack=$(realpath "$2")
+source "$here/lib.sh"
 
 # Without a writable program directory every role stops with the message and
 # -1 (255), graphical runs included: Linux has no message box to show.

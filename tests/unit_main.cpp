@@ -3,38 +3,43 @@
 // does with a relative path can reach the source tree.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
-#include <cstdlib>
+#include <random>
 #include <string>
 
 #ifdef _WIN32
 #include <direct.h>
-#include <io.h>
+#include <process.h>
+#define QLUX_MKDIR(path) _mkdir(path)
+#define QLUX_CHDIR(path) _chdir(path)
+#define QLUX_RMDIR(path) _rmdir(path)
+#define QLUX_PID() _getpid()
 #else
 #include <sys/stat.h>
 #include <unistd.h>
+#define QLUX_MKDIR(path) mkdir(path, 0700)
+#define QLUX_CHDIR(path) chdir(path)
+#define QLUX_RMDIR(path) rmdir(path)
+#define QLUX_PID() getpid()
 #endif
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   std::string base = ::testing::TempDir();
-  std::string directory = base + "qlux-unit-" + std::to_string(std::rand()) + "-" +
-                          std::to_string(reinterpret_cast<uintptr_t>(&base) & 0xFFFFF);
-#ifdef _WIN32
-  bool entered = _mkdir(directory.c_str()) == 0 && _chdir(directory.c_str()) == 0;
-#else
-  bool entered = mkdir(directory.c_str(), 0700) == 0 && chdir(directory.c_str()) == 0;
-#endif
+  std::mt19937 random(static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
+                      static_cast<unsigned>(QLUX_PID()));
+  std::string directory;
+  bool entered = false;
+  for (int attempt = 0; attempt < 100 && !entered; attempt++) {
+    directory = base + "qlux-unit-" + std::to_string(QLUX_PID()) + "-" + std::to_string(random() % 1000000);
+    entered = QLUX_MKDIR(directory.c_str()) == 0 && QLUX_CHDIR(directory.c_str()) == 0;
+  }
   if (!entered) {
     std::fprintf(stderr, "cannot enter a scratch directory under %s\n", base.c_str());
     return 1;
   }
   int result = RUN_ALL_TESTS();
-#ifdef _WIN32
-  _chdir(base.c_str());
-  _rmdir(directory.c_str());
-#else
-  if (chdir(base.c_str()) == 0) rmdir(directory.c_str());
-#endif
+  if (QLUX_CHDIR(base.c_str()) == 0) QLUX_RMDIR(directory.c_str());
   return result;
 }

@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# qlux-pack onto the real installer program: the installer verifies its own
+# file and loads the package behind its image; damage is refused with the
+# user's message; a bare package loads through -bin.
+here=$(cd "$(dirname "$0")" && pwd)
+setup=$(realpath "$1")
+[ $# -ge 2 ] && pack=$(realpath "$2")
+source "$here/lib.sh"
+data="$here/data/tiny"
+
+new_sandbox "pack"
+mkdir -p "$QLUX_ROOT/opt"
+installer="$sandbox/tiny-setup"
+"$pack" --stub "$setup" --template "$data/install.xml" --source "$data" -o "$installer"
+check "qlux-pack exits 0" test $? -eq 0
+check "the installer keeps the stub's mode" test -x "$installer"
+
+out=$("$installer" -gui=0 -debug=1); code=$?
+log="$TMPDIR/installer_debug.log"
+check "installer exits 0, got $code" test "$code" -eq 0
+check "no message for a whole file" test -z "$(grep -v 'installer_debug.log\|Successfully created' <<<"$out")"
+check "checksum verified" grep -q "Checksum successfuly verified" "$log"
+check "offset logged" grep -q "Initializing with file=\"$installer\", offset=$(stat -c %s "$setup")" "$log"
+check "package unpacked" grep -q "Finished file headers initialization." "$log"
+
+# One flipped byte behind offset 5000 fails the checksum.
+damaged="$sandbox/damaged-setup"
+cp "$installer" "$damaged"
+size=$(stat -c %s "$damaged")
+printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
+out=$("$damaged" -gui=0 -debug=1); code=$?
+check "damaged installer still exits 0, got $code" test "$code" -eq 0
+check "damage told to the user" grep -qF "The checksum of the installer doesn't match. This could indicate a broken download." <<<"$out"
+check "damage logged" grep -q "ERROR: The installer checksum failed!" "$log"
+check "nothing loaded" test "$(grep -c 'Finished file headers' "$log")" -eq 0
+
+# A bare package through -bin, and a file that isn't one.
+bare="$sandbox/tiny.bin"
+"$pack" --stub "$setup" --template "$data/install.xml" --source "$data" -o "$bare" --bare
+out=$("$setup" -gui=0 -debug=1 -bin="$bare"); code=$?
+check "bare package loads" grep -q "Finished file headers initialization." "$log"
+echo "not a package" >"$sandbox/junk.bin"
+out=$("$setup" -gui=0 -debug=1 -bin="$sandbox/junk.bin")
+check "bad bare package told" grep -qF "The installer failed to initialize with the supplied binary file!" <<<"$out"
+check "bad bare package logged" grep -q "ERROR: Initialization with bin file failed with result: -5" "$log"
+
+finish
