@@ -2,21 +2,25 @@
 # The Windows program under Wine: a package that the Linux qlux-pack writes
 # onto qlux-setup.exe verifies and loads; the debug log has CR LF lines.
 # Needs WINEPREFIX set to a prefix that wineboot has made.
+# Wine keeps its server's socket under $TMPDIR: every Wine command here runs
+# with the TMPDIR that the prefix was made with, or a second server would
+# start on the same prefix.
+wine_tmp=${TMPDIR:-/tmp}
 here=$(cd "$(dirname "$0")" && pwd)
 setup=$(realpath "$1")
 [ $# -ge 2 ] && pack=$(realpath "$2")
 source "$here/lib.sh"
 data="$here/data/tiny"
-wine=/usr/lib/wine/wine64
+runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
 
-new_sandbox "wine"
 installer="$sandbox/tiny-setup.exe"
 "$pack" --stub "$setup" --template "$data/install.xml" --source "$data" -o "$installer"
 check "qlux-pack onto the Windows stub exits 0" test $? -eq 0
 
 logs() { find "$WINEPREFIX/drive_c/users" -name installer_debug.log 2>/dev/null | head -n 1; }
 rm -f "$(logs)"
-out=$(WINEDEBUG=-all "$wine" "$installer" -gui=0 -debug=1 2>/dev/null | tr -d '\r'); code=$?
+runwine "$installer" -gui=0 -debug=1 >"$sandbox/out.txt" 2>/dev/null; code=$?
+out=$(tr -d '\r' <"$sandbox/out.txt")
 log=$(logs)
 check "installer exits 0 under Wine, got $code" test "$code" -eq 0
 check "debug log written" test -n "$log"
@@ -28,7 +32,7 @@ damaged="$sandbox/damaged.exe"
 cp "$installer" "$damaged"
 size=$(stat -c %s "$damaged")
 printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
-out=$(WINEDEBUG=-all "$wine" "$damaged" -gui=0 2>/dev/null | tr -d '\r')
+out=$(runwine "$damaged" -gui=0 2>/dev/null | tr -d '\r')
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match." <<<"$out"
 
 finish
