@@ -11,6 +11,28 @@
 #include "foundation/text.h"
 #include "frontends/console/installer_ui.h"
 
+// A console that keeps every line it is given, without prefix.
+class LinesConsole : public QUtils::PConsole {
+ public:
+  LinesConsole() { flags = 0; }
+  int write(const char* text, int length) override {
+    pending.append(text, static_cast<size_t>(length));
+    size_t end;
+    while ((end = pending.find("\r\n")) != std::string::npos) {
+      lines.push_back(pending.substr(0, end));
+      pending.erase(0, end + 2);
+    }
+    return 0;
+  }
+  bool has(const std::string& line) const {
+    for (const std::string& l : lines)
+      if (l == line) return true;
+    return false;
+  }
+  std::vector<std::string> lines;
+  std::string pending;
+};
+
 class TestInstaller : public Installer {
  public:
   TestInstaller() { configFile[0] = 0; }
