@@ -1,14 +1,261 @@
 // Default values and previous installations.
 //
-// This unit so far checks only that the template has its DefValues section
-// (a run without one must stop before the wizard); it reads no values, finds
-// no previous installation and reads no action log's values yet.
+// Before the first page shows, every variable gets its value. The strongest
+// source is read first: the action log of the installation being removed or
+// replaced; then the template's DefValues; then, in an installation, the
+// configuration file of a replayed run, which is itself a DefValues
+// document. Each DefValues is walked twice with recalculation suspended, so
+// that every entry sees the values exactly as the entries before it left
+// them: the order of the entries is part of the template's meaning.
+//
+// A Value entry names a variable and says where its value comes from
+// (DataType): an expression with $NAME references ("value"), the registry
+// ("registry"), a variable of another product's action log ("installvar"),
+// or whether a program runs ("checkproc"). UseOld keeps a value that an
+// earlier source gave; Recalculate lets a "value" entry go on following its
+// expression while nobody has changed the variable.
+#include <cstring>
+
 #include "engine/installer.h"
+#include "foundation/errors.h"
+#include "foundation/text.h"
+#include "frontends/console/installer_ui.h"
 
-int Installer::readDefaults() { return document.findNext("DefValues", -1) < 0 ? -1 : 0; }
+namespace {
 
-void Installer::checkPreviousInstallation() { previousInstallationFound = 0; }
+// The room for one value while the entries are worked out.
+const int kValueSize = 1024;
+// Registry data read as text.
+const int kRegistryValueSize = 8192;
 
-int Installer::readActionLogVariables() { return -1; }
+const char kLegacyPath[] = "/HalvoWorksInstallation/ProductDesc/LegacyApplication";
 
-void Installer::readPreviousInstallationValues() {}
+enum DataType { kTypeNone, kTypeValue, kTypeRegistry, kTypeInstallVar, kTypeCheckProc };
+
+// The main pass knows a type by its name's first characters, without regard
+// to case: "registryX" reads as registry, "values" as value.
+DataType typeByPrefix(const char* text) {
+  if (!text) return kTypeNone;
+  if (QUtils::compareNoCase(text, "registry", 8) == 0) return kTypeRegistry;
+  if (QUtils::compareNoCase(text, "checkproc", 9) == 0) return kTypeCheckProc;
+  if (QUtils::compareNoCase(text, "installvar", 10) == 0) return kTypeInstallVar;
+  if (QUtils::compareNoCase(text, "value", 5) == 0) return kTypeValue;
+  return kTypeNone;
+}
+
+// A flag attribute (UseOld, Recalculate): absent, empty or starting with '0'
+// is off, any other first character on.
+bool isFlagSet(const char* text) { return text && text[0] && text[0] != '0'; }
+
+// The text of an element as the entries use it: an element without text
+// reads as empty.
+const char* textOf(const QUtils::PXML& source, int element) {
+  const char* text = source.getValue(element);
+  return text ? text : "";
+}
+
+// The Value children of `defValues`, in document order.
+void valueEntries(const QUtils::PXML& source, int defValues, QUtils::PList<int>* out) {
+  QUtils::PList<int> children(16);
+  source.getChildren(defValues, &children);
+  for (int i = 0; i < children.getCount(); i++) {
+    if (QUtils::compareNoCase(source.getName(children[i]), "Value") == 0) out->add(children[i]);
+  }
+}
+
+// Two values are the same when they are the same path: blanks at the ends,
+// the kind and the doubling of separators don't count.
+bool sameCleanPath(const char* a, const char* b) {
+  char left[QUtils::kMaxPath];
+  char right[QUtils::kMaxPath];
+  QUtils::copyText(left, a, sizeof left);
+  QUtils::copyText(right, b, sizeof right);
+  QUtils::cleanPath(left);
+  QUtils::cleanPath(right);
+  QUtils::collapseSeparators(left);
+  QUtils::collapseSeparators(right);
+  return std::strcmp(left, right) == 0;
+}
+
+}  // namespace
+
+int Installer::readDefaults(InstallerUI* ui) {
+  int result = readDefValues(document);
+  // An uninstallation takes its values from its log and the template only:
+  // a configuration file describes an installation.
+  if (package.actionLogFile || result != 0) return result;
+
+  char path[QUtils::kMaxPath];
+  path[0] = 0;
+  getConfigFile(path, sizeof path);
+  if (!path[0]) return 0;
+
+  QUtils::PXML config;
+  int loaded = config.load(path);
+  if (loaded != 0) {
+    char message[2048];
+    QUtils::boundedFormat(message, sizeof message,
+                          "Error loading configuration file \"%s\" (%i). Installation cannot continue.", path, loaded);
+    log("%s", message);
+    if (ui) ui->showMessage(message, kMessageNotice);
+    return -1;
+  }
+  return readDefValues(config);
+}
+
+int Installer::readDefValues(const QUtils::PXML& source) {
+  suspendRecalculation = 1;
+  int defValues = source.findNext("DefValues", -1);
+  if (defValues < 0) {
+    suspendRecalculation = 0;
+    return -1;
+  }
+  QUtils::PList<int> entries(16);
+  valueEntries(source, defValues, &entries);
+
+  // Declaration: a variable whose old value counts for nothing starts empty
+  // now, so that an old value from a log can't survive, and a $NAME to it
+  // from an earlier entry still expands.
+  for (int i = 0; i < entries.getCount(); i++) {
+    int entry = entries[i];
+    if (isFlagSet(source.getAttribute(entry, "UseOld"))) continue;
+    const char* name = source.getAttribute(entry, "Name");
+    const char* type = source.getAttribute(entry, "DataType");
+    const char* defaultValue = source.getValue(entry);
+    if (type && QUtils::compareNoCase(type, "registry") == 0) {
+      defaultValue = source.getAttribute(entry, "Default");
+    } else if (type && QUtils::compareNoCase(type, "checkproc") == 0) {
+      defaultValue = "0";
+    }
+    if (name && defaultValue) defineVariable(name, "", "", 0, defaultValue);
+  }
+
+  // Evaluation, in document order; a later entry that applies wins.
+  for (int i = 0; i < entries.getCount(); i++) {
+    int entry = entries[i];
+    const char* name = source.getAttribute(entry, "Name");
+    const char* typeText = source.getAttribute(entry, "DataType");
+    if (!name || !typeText) continue;
+    const char* condition = source.getAttribute(entry, "Condition");
+    if (condition && *condition && evaluateCondition(condition) == 0) continue;
+
+    char old[kValueSize];
+    bool exists = getVariable(name, old, sizeof old) != -1;
+    bool useOld = isFlagSet(source.getAttribute(entry, "UseOld"));
+    // Without `replace` an entry only updates the default and the
+    // expression: the value that an earlier source gave stays.
+    bool replace = !exists || !useOld;
+    const char* text = textOf(source, entry);
+
+    switch (typeByPrefix(typeText)) {
+      case kTypeRegistry: {
+        const char* place = source.getAttribute(entry, "RegPlace");
+        const char* key = source.getAttribute(entry, "RegKey");
+        if (!place || !key) break;
+        char data[kRegistryValueSize];
+        int read = std::strchr(key, '*') ? findRegistryValue(place, key, text, data, sizeof data,
+                                                             source.getAttribute(entry, "PreferredKey"), '*')
+                                         : readRegistryValue(place, key, text, data, sizeof data, false);
+        if (read == 0) {
+          defineVariable(name, nullptr, nullptr, 0, data);
+          if (replace) setVariable(name, data);
+          break;
+        }
+        const char* fallback = source.getAttribute(entry, "Default");
+        if (fallback && !old[0]) {
+          defineVariable(name, nullptr, nullptr, 0, fallback);
+          if (replace) setVariable(name, fallback);
+        }
+        break;
+      }
+      case kTypeInstallVar: {
+        const char* application = source.getAttribute(entry, "AppName");
+        if (!application) break;
+        char logPath[QUtils::kMaxPath];
+        char value[kValueSize];
+        if (!getApplicationLogFile(application, logPath, sizeof logPath)) break;
+        if (readLogVariable(logPath, text, value, sizeof value) != 1) break;
+        defineVariable(name, nullptr, nullptr, 0, value);
+        if (replace) setVariable(name, value);
+        break;
+      }
+      case kTypeValue: {
+        char result[kValueSize];
+        if (!expandDollars(text, result, sizeof result)) break;
+        // A kept value goes on following its expression only while it is
+        // what the expression gives: a value the user changed stays as is.
+        int recalculate = 0;
+        if (isFlagSet(source.getAttribute(entry, "Recalculate")))
+          recalculate = (replace || sameCleanPath(result, old)) ? 1 : 0;
+        defineVariable(name, replace ? result : nullptr, text, recalculate, result);
+        break;
+      }
+      case kTypeCheckProc:
+        // Whether a program runs is a fact of this start, never an old value.
+        setVariable(name, isAppRunning(text, nullptr) ? "1" : "0");
+        break;
+      case kTypeNone:
+        break;
+    }
+  }
+  suspendRecalculation = 0;
+  return 0;
+}
+
+int Installer::checkPreviousInstallation() {
+  // Once the older installation was removed, its registration says nothing
+  // about this run any more.
+  if (olderInstallationsDone) return -1;
+  if (package.actionLogFile) return 0;
+  previousInstallationFound = 0;
+  for (int e = document.findPath(kLegacyPath, -1); e >= 0; e = document.findPath(kLegacyPath, e)) {
+    const char* legacy = document.getValue(e);
+    if (legacy && *legacy && isApplicationRegistered(legacy)) previousInstallationFound = 1;
+  }
+  char product[512];
+  if (getProductName(product, sizeof product) != 0) return -1;
+  if (isApplicationRegistered(product)) previousInstallationFound = 1;
+  if (previousInstallationFound) setControlVariable(kCtlPreviousInstallation, "1");
+  return 0;
+}
+
+void Installer::readPreviousInstallationValues() { loadLogVariables(nullptr); }
+
+int Installer::removeOlderInstallations(InstallerUI* ui) {
+  // The removal runs once: a second entry of the page would find the old
+  // log gone and fail.
+  if (olderInstallationsDone) return 0;
+  olderInstallationsDone = 1;
+
+  const char* control = getControlVariable(kCtlShouldUninstall);
+  if (control[0]) {
+    char answer[kValueSize];
+    int32_t number = 1;
+    if (getVariable(control, answer, sizeof answer) != -1) {
+      QUtils::trimText(answer);
+      // The user chose to keep the old installation.
+      if (QUtils::parseInteger(&number, answer) && number == 0) return 0;
+    }
+  }
+
+  char product[512];
+  if (getProductName(product, sizeof product) != 0)
+    throw QUtils::InstallerError("ERROR: Could not obtain Application name");
+
+  int result = 0;
+  for (int e = document.findPath(kLegacyPath, -1); e >= 0; e = document.findPath(kLegacyPath, e)) {
+    const char* legacy = document.getValue(e);
+    if (!legacy || !*legacy || !isApplicationRegistered(legacy)) continue;
+    int removed = uninstallApplication(ui, legacy);
+    if (removed != 0) result = removed;
+    // A legacy name is never registered again, so its entry goes now; the
+    // product's own entry is written anew by this installation.
+    unregisterApplication(legacy);
+  }
+  if (isApplicationRegistered(product)) {
+    int removed = uninstallApplication(ui, product);
+    if (removed != 0) result = removed;
+  }
+  if (result != 0) setControlVariable(kCtlUninstallError, "1");
+  return result;
+}

@@ -23,6 +23,7 @@
 #include "engine/dialog_records.h"
 #include "engine/exchange.h"
 #include "engine/records.h"
+#include "engine/registry_access.h"
 #include "foundation/console.h"
 #include "foundation/lists.h"
 #include "foundation/xml.h"
@@ -154,16 +155,161 @@ class Installer : public InstallExchangeInfo {
   void getDialogColours(int dialog, int subDialog, uint32_t* background, uint32_t* foreground) override;
 
   // ---- Default values and previous installations (defaults.cpp) ----
-  int readDefaults();
-  void checkPreviousInstallation();
+  // The template's DefValues, then, in an installation, those of the
+  // configuration file; a file that can't be loaded is shown to `ui` (may be
+  // null). 0, or non-zero: no DefValues, or a bad configuration file.
+  int readDefaults(InstallerUI* ui);
+  // The two passes over the first DefValues element of `source`: declare the
+  // variables whose old values count for nothing, then work out each entry
+  // in document order. 0, or -1 without DefValues.
+  int readDefValues(const QUtils::PXML& source);
+  // Sets previousInstallationFound when this product or one of its legacy
+  // names is registered. 0; -1 once older installations were removed, or
+  // when the product has no name.
+  int checkPreviousInstallation();
   bool isPreviousInstallation() override { return previousInstallationFound != 0; }
-  // Reads the values block of the open action log into the variables.
+  // Reads the values block of the open action log (action_log.cpp). 0, or
+  // -1 when it couldn't be read.
   int readActionLogVariables();
   // Reads the values of the installed product's action log (a previous
   // installation); throws GenericError when that log can't be read.
   void readPreviousInstallationValues();
 
+  // ---- Registry (registry.cpp), over the platform's RegistryAccess ----
+  int readRegistryValue(const char* place, const char* path, const char* name, char* out, int size, bool view32);
+  int findRegistryValue(const char* place, const char* path, const char* name, char* out, int size,
+                        const char* firstPath, char wildcard);
+  int setRegistryValue(const char* place, const char* path, const char* type, const char* name, const char* data,
+                       int* outCreated);
+  int createRegistryKeys(const char* place, const char* path);
+  int deleteRegistryKeys(const char* place, const char* path, int count);
+  int deleteRegistryValue(const char* place, const char* path, const char* name);
+
+  // ---- Action log (action_log.cpp) ----
+  // The action log: two header lines (the template copy, the backup file),
+  // the variable block (NUMVARS TAB count, then VAR TAB name TAB value), and
+  // one line per undoable action, its fields separated by TAB. Tags and the
+  // words of the action forms:
+  static constexpr char kLogTab = '\t';
+  static constexpr const char* kLogNumVars = "NUMVARS";
+  static constexpr const char* kLogVar = "VAR";
+  static constexpr const char* kLogDir = "DIR";
+  static constexpr const char* kLogFile = "FILE";
+  static constexpr const char* kLogEnv = "ENV";
+  static constexpr const char* kLogIni = "INI";
+  static constexpr const char* kLogModifyFile = "MODIFYFILE";
+  static constexpr const char* kLogShortcut = "SHORTCUT";
+  static constexpr const char* kLogFirewall = "FIREWALL";
+  static constexpr const char* kLogRegKey = "REGKEY";
+  static constexpr const char* kLogRegVal = "REGVAL";
+  static constexpr const char* kLogCreate = "CREATE";      // FILE, ENV, INI, SHORTCUT
+  static constexpr const char* kLogOver = "OVER";          // FILE
+  static constexpr const char* kLogReplace = "REPLACE";    // ENV, INI
+  static constexpr const char* kLogAdd = "ADD";            // ENV
+  static constexpr const char* kLogNone = "NONE";          // ENV, INI
+  static constexpr const char* kLogAddAfter = "ADDAFTER";  // MODIFYFILE
+  static constexpr const char* kLogApp = "APP";            // FIREWALL
+  static constexpr const char* kLogPort = "PORT";          // FIREWALL
+  // Line limits of the readers, terminator included.
+  static const int kLogLineSize = 2604;       // the uninstaller, readLogVariable
+  static const int kLogBlockLineSize = 2048;  // readLogVariables, the rewrite
+
+  // Opens actionLogWriter on a new temporary file and writes the header and
+  // the variable block. `tempLog` receives the log's temporary name and
+  // `tempBackup` a second temporary name, reserved for the backup file.
+  // 0, or -1 with nothing left open.
+  int openActionLog(char* tempLog, int tempLogSize, char* tempBackup, int tempBackupSize);
+  // Closes the writer and puts the temporary log at getInstallLogFile's path,
+  // replacing what is there (renamed, or copied across volumes). 0 or -1.
+  int placeActionLog(const char* tempLog);
+  // For actions after the log was placed: opens the log at its final path
+  // for appending unless the writer is open. 1 if it was opened now (give
+  // that to endActionLogGroup), 0 if it was open, -1 if it can't be opened
+  // (the actions then run unlogged).
+  int beginActionLogGroup();
+  void endActionLogGroup(int opened);
+  // Action lines. DIR and REGKEY lines with a count below 1 aren't written;
+  // logAction writes "tag TAB rest" for the forms that build their own rest.
+  void logAction(const char* tag, const char* rest);
+  void logDirAction(int created, const char* directory);
+  void logFileAction(const char* mode, const char* path);
+  void logFirewallAction(const char* kind, const char* text);
+  void logRegKeyAction(int created, const char* place, const char* path);
+  void logRegValAction(const char* place, const char* path, const char* name);
+  // The count line and one VAR line per variable that may go to the log.
+  int writeVariableBlock(QUtils::PConsole* console);
+  // Replaces the variable block of the placed log with the current values,
+  // through "templog.log" beside it. Throws InstallerError.
+  void rewriteVariableBlock();
+  // Sets every variable of the block of an open log. Throws InstallerError;
+  // 1 if some VAR line didn't parse, else 0.
+  int readLogVariables(FILE* file);
+  // readLogVariables on the log at `path`, or with null on this product's
+  // registered log. Throws InstallerError.
+  void loadLogVariables(const char* path);
+  // One variable of a log that isn't open: 1 and the value (cut to size - 1)
+  // if found, else 0. Never throws.
+  int readLogVariable(const char* path, const char* name, char* out, int size);
+  // Reads one line of at most size - 1 bytes, line end included; the rest
+  // of a longer line is passed over. False at the end of the file.
+  static bool readLogLine(FILE* file, char* buffer, int size);
+  // Removes white space (line ends, TABs, blanks) from the end of a line.
+  static void stripLogLine(char* line);
+  // True if `line` begins with `tag` (case-sensitive; no TAB needed behind).
+  static bool hasLogTag(const char* line, const char* tag);
+  // The field behind the next run of TABs, or the end of the text.
+  static const char* nextLogField(const char* field);
+  // Positions an open log at its first action line: behind the variable
+  // block, or at the start when no intact block is found. True if found.
+  static bool seekActionLines(FILE* file);
+
+  // ---- Dialog flow (dialog_flow.cpp) ----
+  // The walk over the wizard's pages, `count` pages forward or back. Work
+  // happens as a side effect of entering pages with certain names.
+  int nextDialog(InstallerUI* ui, int count) override;
+  int previousDialog(InstallerUI* ui, int count) override;
+  int shiftDialog(InstallerUI* ui, int count) override;
+  int enterDialog(int dialog, InstallerUI* ui) override;
+  int enterSubDialog(int dialog, int subDialog, InstallerUI* ui) override;
+  // The work of the page `record` at (dialog, subDialog), chosen by its name.
+  // 1 if the page goes on by itself (AutoNext, PostInstall), else 0.
+  int handleSpecialDialog(int dialog, int subDialog, InstallerUI* ui, DIALOGINFO* record);
+  int checkDialogCondition(InstallerUI* ui) override;
+  void cancel(InstallerUI* ui) override;
+  void updateTask(InstallerUI* ui, int dialog, int task, int state) override;
+  void updateTasks(InstallerUI* ui) override;
+  // The work that pages start. removeOlderInstallations is in defaults.cpp;
+  // until the units of the others are built in, their bodies
+  // (pending_work.cpp) log that they are missing and fail.
+  virtual int removeOlderInstallations(InstallerUI* ui);
+  virtual int installFiles(InstallerUI* ui);
+  virtual int uninstall(InstallerUI* ui, const char* backupPath);
+  virtual int revertInstallation(InstallerUI* ui);
+  virtual int PrepareUninstall(InstallerUI* ui, const char* backupPath);
+  // Entering and removing this product in the system's list of installed
+  // programs. A platform gives the bodies; the base ones (pending_work.cpp)
+  // fail.
+  virtual bool registerApplication();
+  virtual bool unregisterApplication(const char* name);
+
+  // ---- Configuration export (config_export.cpp) ----
+  // The work of the "PostInstall" page: the PostInstall action section, the
+  // action log's variable block, and for a console run that wasn't itself
+  // replayed from a file, config.xml beside the program. Runs once; 0.
+  virtual int runPostInstall(InstallerUI* ui);
+  // Writes the variables that a configuration file may hold, in store order,
+  // as a DefValues document. 0, or non-zero when it couldn't be written.
+  int writeConfigFile(const char* path);
+
   // ---- Platform operations: a subclass per system gives the bodies ----
+  // Whether a program with this executable name (with extension, compared
+  // without case) runs; with a directory, only one whose path contains it.
+  virtual bool isAppRunning(const char* name, const char* directory) { return false; }
+  // Ends the first process running that executable; with asService its
+  // program is first asked to stop itself. True if one was ended.
+  virtual bool terminateApp(const char* name, bool asService) { return false; }
+  // The system's registry; null where there is none (every read fails).
+  virtual RegistryAccess* getRegistry() { return nullptr; }
   int getTempFileName(char* buffer, int size) override { return -1; }
   void openHelp(InstallerUI* ui) override {}
   // The configuration file's path; empty when there is none. Always true.
@@ -172,6 +318,14 @@ class Installer : public InstallExchangeInfo {
   virtual const char* getToolkitPort() { return "win"; }
   // Copies a file whole. True if both opened and nothing failed.
   virtual bool copyFile(const char* from, const char* to);
+  // Whether an application of this name (null: this product) is entered in
+  // the system's list of installed programs.
+  virtual bool isApplicationRegistered(const char* name) { return false; }
+  // The path of a registered application's action log. False without one.
+  virtual bool getApplicationLogFile(const char* application, char* buffer, int size) { return false; }
+  // Removes one registered older installation in this process, through a
+  // second engine object. 0, or non-zero on failure; may throw GenericError.
+  virtual int uninstallApplication(InstallerUI* ui, const char* application) { return -1; }
 
   // ---- Members ----
   Package package;  // packageData, files, runFlags, actionLogFile
@@ -208,6 +362,8 @@ class Installer : public InstallExchangeInfo {
   ColourMap themeGroups;
   unsigned char usesColourTheme;
   QUtils::PConsole* logConsole;
+  // The one running-programs condition that every "RunningApps" page shares.
+  std::shared_ptr<DlgCondition> runningApps;
 };
 
 #endif  // QLUX_ENGINE_INSTALLER_H_

@@ -198,7 +198,7 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
     }
   }
   this->log("Initializing default values");
-  if (readDefaults() != 0) {
+  if (readDefaults(ui) != 0) {
     this->log("ERROR: Parsing XML Default values (This may indicate wrong configuration file format)");
     return -1;
   }

@@ -43,6 +43,8 @@ struct TemplateRun {
     writeBarePackage("package.bin", {file("install.xml", templateText)});
     EXPECT_EQ(0, engine.openPackage("package.bin", 0, 2));
     result = engine.runInstallation(&ui, &log);
+    engine.cleanup();
+    std::remove("package.bin");
   }
   TestInstaller engine;
   RecordingUI ui;
@@ -118,6 +120,8 @@ TEST(RunSequenceTest, APackageWithoutTemplateStops) {
   EXPECT_EQ("ERROR: Cannot continue due to error(s). Exiting!", log.lines.back());
   EXPECT_EQ(-1, engine.runInstallation(nullptr, &log));
   EXPECT_EQ("No installer UI handler specified", log.lines.back());
+  engine.cleanup();
+  std::remove("other.bin");
 }
 
 TEST(RunSequenceTest, AnUninstallationReadsTheTemplateNamedByItsLog) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/installer.h"
+#include "engine/memory_registry.h"
 #include "foundation/text.h"
 #include "frontends/console/installer_ui.h"
 
@@ -43,6 +44,7 @@ class TestInstaller : public Installer {
     return true;
   }
   const char* getToolkitPort() override { return "test"; }
+  RegistryAccess* getRegistry() override { return &registry; }
   // The value of a variable, or "<unset>".
   std::string value(const char* name) {
     char buffer[1560];
@@ -50,6 +52,7 @@ class TestInstaller : public Installer {
     return buffer;
   }
   char configFile[1560];
+  MemoryRegistry registry;
 };
 
 // A front end that answers like the console does (no confirmation, not
@@ -58,20 +61,23 @@ class RecordingUI : public InstallerUI {
  public:
   int run() override { return runResult; }
   void finish() override { finished = true; }
-  void showDialog(int dialog) override { shown.push_back(dialog); }
-  void showSubDialog(int, int) override {}
-  void updateButtons(int, int) override {}
+  void showDialog(int dialog) override {
+    shown.push_back(dialog);
+    note("showDialog " + std::to_string(dialog));
+  }
+  void showSubDialog(int dialog, int subDialog) override { note("showSubDialog " + pair(dialog, subDialog)); }
+  void updateButtons(int dialog, int subDialog) override { note("updateButtons " + pair(dialog, subDialog)); }
   void refreshDialog(int, int, int, bool) override {}
   void loadFields(int, int) override {}
   void updateControlConditions() override {}
-  void showControls(int, int, bool) override {}
+  void showControls(int dialog, int subDialog, bool) override { note("showControls " + pair(dialog, subDialog)); }
   int leaveDialog(int) override { return 0; }
   void leaveSubDialog(int, int) override {}
   int storeFields(int) override { return 0; }
   void storeSubDialogFields(int, int) override {}
   void clearTasks() override {}
   void destroySubDialog() override {}
-  void retainControl(const char*) override {}
+  void retainControl(const char* name) override { note(std::string("retainControl ") + name); }
   bool confirmCancel() override { return confirm; }
   void enableButtons(bool) override {}
   void pumpEvents() override {}
@@ -79,10 +85,11 @@ class RecordingUI : public InstallerUI {
   void setCurrentProgress(int) override {}
   void setDestinationText(const char*) override {}
   int pumpEventsQuietly() override { return 0; }
-  void addFileLine(const char* text, bool) override {
+  void addFileLine(const char* text, bool flush) override {
     if (text) lines.push_back(text);
+    note(std::string("addFileLine ") + (text ? text : "<null>") + (flush ? " flush" : ""));
   }
-  void clearFileLines() override {}
+  void clearFileLines() override { note("clearFileLines"); }
   bool showMessage(const char* text, int) override {
     messages.push_back(text);
     return false;
@@ -91,7 +98,9 @@ class RecordingUI : public InstallerUI {
   int endProgress() override { return 0; }
   bool isGraphical() override { return graphical; }
   int getIgnoreErrors() override { return 0; }
-  void setTaskState(const char*, const char*, int) override {}
+  void setTaskState(const char* name, const char* text, int state) override {
+    note(std::string("setTaskState ") + name + " " + std::to_string(state) + " " + text);
+  }
   void showHelp() override {}
 
   int runResult = 0;
@@ -102,6 +111,10 @@ class RecordingUI : public InstallerUI {
   std::vector<int> shown;
   std::vector<std::string> lines;
   std::vector<std::string> messages;
+  // The calls that shape a page, in order, as "name arguments".
+  std::vector<std::string> calls;
+  void note(const std::string& call) { calls.push_back(call); }
+  static std::string pair(int a, int b) { return std::to_string(a) + " " + std::to_string(b); }
 };
 
 #endif  // QLUX_ENGINE_TEST_SUPPORT_H_

@@ -4,6 +4,7 @@
 
 #include "engine/test_support.h"
 #include "foundation/console.h"
+#include "foundation/test_env.h"
 #include "gtest/gtest.h"
 
 namespace {
@@ -19,17 +20,7 @@ class CaptureConsole : public QUtils::PConsole {
   std::string lines;
 };
 
-void setEnvironment(const char* name, const char* value) {
-#ifdef _WIN32
-  _putenv_s(name, value ? value : "");
-#else
-  if (value) {
-    setenv(name, value, 1);
-  } else {
-    unsetenv(name);
-  }
-#endif
-}
+using QUtils::setEnvironment;
 
 std::string expanded(Installer& engine, const char* text) {
   char buffer[2048];

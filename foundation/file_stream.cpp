@@ -1,7 +1,7 @@
 // The parts of PFileStream and PMMFileStream that need no system call: the
-// stored settings, create's choice of disposition, and the view arithmetic
-// of a mapped file. The calls themselves are in file_stream_posix.cpp and
-// file_stream_windows.cpp.
+// stored settings, create's choice of disposition, and the making, checking,
+// arithmetic and closing of a mapped view. The calls themselves are in
+// file_stream_posix.cpp and file_stream_windows.cpp.
 #include "foundation/file_stream.h"
 
 #include <cstring>
@@ -62,6 +62,59 @@ PMMFileStream::PMMFileStream()
     : base(nullptr), pos(0), startOffset(0), length(0), mappedLength(0), mapping(-1), writable(false) {}
 
 PMMFileStream::~PMMFileStream() { close(); }
+
+int PMMFileStream::mapFile(const char* fileName, uint32_t fileAccess, uint32_t fileShare, int64_t offset,
+                           int64_t wanted) {
+  close();
+  if (!fileName || offset < 0 || wanted < 0) return -1;
+  configure(fileName, fileAccess, fileShare, kModeMustExist);
+  bool writes = (fileAccess & kGenericWrite) != 0;
+  int64_t fileLength = 0;
+  int result = openMappedFile(writes, &fileLength);
+  if (result != 0) return result;
+
+  // A view must lie inside the file: pages behind its end fault when touched.
+  if (wanted == 0) wanted = fileLength - offset;
+  if (offset >= fileLength || wanted <= 0 || wanted > fileLength - offset) {
+    close();
+    return kViewOutsideFile;
+  }
+  // The view starts at the granularity below the offset; position 0 is the
+  // offset itself.
+  int64_t aligned = offset - offset % viewGranularity();
+  int64_t viewLength = wanted + (offset - aligned);
+  result = mapView(writes, aligned, viewLength);
+  if (result != 0) {
+    close();
+    return result;
+  }
+  startOffset = offset - aligned;
+  length = wanted;
+  mappedLength = viewLength;
+  writable = writes;
+  pos = 0;
+  openCount = 1;
+  return 0;
+}
+
+int PMMFileStream::flush() {
+  if (!base) return -1;
+  if (!writable) return 0;
+  return syncView();
+}
+
+int PMMFileStream::close() {
+  if (!base && handle == -1) return -1;
+  int result = flush();
+  releaseView();
+  base = nullptr;
+  handle = -1;
+  mapping = -1;
+  pos = startOffset = length = mappedLength = 0;
+  writable = false;
+  openCount = 0;
+  return result;
+}
 
 // The view is made by mapFile; open only counts another user of it.
 int PMMFileStream::open() {

@@ -87,6 +87,22 @@ class PMMFileStream : public PFileStream {
   int create(const char*, int) override { return -1; }
 
  private:
+  // What each system supplies for a view; mapFile(), flush() and close()
+  // hold the rest. Opens the configured file for a view and gives its
+  // length; sets `handle` only on success.
+  int openMappedFile(bool writes, int64_t* fileLength);
+  // Maps `viewLength` bytes from `alignedOffset` and sets `base` (and
+  // `mapping` where the system has one); leaves nothing behind on failure.
+  int mapView(bool writes, int64_t alignedOffset, int64_t viewLength);
+  // Writes a writable view's changed pages to its file; 0 or -1.
+  int syncView();
+  // Unmaps the view and closes what mapFile() opened, as far as it got.
+  void releaseView();
+  // What a view's start in its file must be a multiple of.
+  static int64_t viewGranularity();
+  // The error for a view that doesn't lie inside its file.
+  static const int kViewOutsideFile;
+
   unsigned char* base;
   int64_t pos;
   int64_t startOffset;

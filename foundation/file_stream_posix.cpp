@@ -58,6 +58,33 @@ int openDescriptor(const char* fileName, int flags, int* out) {
   return 0;
 }
 
+// Reads into or writes from `buffer` until `size` bytes are moved or the file
+// ends, retrying a call that a signal cut short. The count is what was
+// moved, also when a call fails.
+int transfer(intptr_t handle, char* buffer, uint32_t size, uint32_t* outCount, bool writing) {
+  if (outCount) *outCount = 0;
+  if (handle == -1) return EBADF;
+  int fd = static_cast<int>(handle);
+  uint32_t done = 0;
+  while (done < size) {
+    ssize_t n = writing ? ::write(fd, buffer + done, size - done) : ::read(fd, buffer + done, size - done);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      if (outCount) *outCount = done;
+      return lastError();
+    }
+    if (n == 0) break;
+    done += static_cast<uint32_t>(n);
+  }
+  if (outCount) *outCount = done;
+  return 0;
+}
+
+int moveTo(intptr_t handle, int64_t offset, int whence) {
+  if (handle == -1) return EBADF;
+  return lseek(static_cast<int>(handle), static_cast<off_t>(offset), whence) < 0 ? lastError() : 0;
+}
+
 int64_t pageSize() {
   static const int64_t size = [] {
     long value = sysconf(_SC_PAGESIZE);
@@ -106,58 +133,20 @@ int PFileStream::flush() {
 // A regular file takes everything at once unless the disk is full; the loop
 // only covers signals and the kernel's cap on one call.
 int PFileStream::write(const void* buffer, uint32_t size, uint32_t* outCount) {
-  if (outCount) *outCount = 0;
-  if (handle == -1) return EBADF;
-  const char* from = static_cast<const char*>(buffer);
-  uint32_t done = 0;
-  while (done < size) {
-    ssize_t n = ::write(static_cast<int>(handle), from + done, size - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      if (outCount) *outCount = done;
-      return lastError();
-    }
-    if (n == 0) break;
-    done += static_cast<uint32_t>(n);
-  }
-  if (outCount) *outCount = done;
-  return 0;
+  // write(2) only reads from the buffer.
+  return transfer(handle, const_cast<char*>(static_cast<const char*>(buffer)), size, outCount, true);
 }
 
 // Reads until the request is met or the file ends, as one ReadFile would.
 int PFileStream::read(void* buffer, uint32_t size, uint32_t* outCount) {
-  if (outCount) *outCount = 0;
-  if (handle == -1) return EBADF;
-  char* to = static_cast<char*>(buffer);
-  uint32_t done = 0;
-  while (done < size) {
-    ssize_t n = ::read(static_cast<int>(handle), to + done, size - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      if (outCount) *outCount = done;
-      return lastError();
-    }
-    if (n == 0) break;
-    done += static_cast<uint32_t>(n);
-  }
-  if (outCount) *outCount = done;
-  return 0;
+  return transfer(handle, static_cast<char*>(buffer), size, outCount, false);
 }
 
-int PFileStream::seek(int64_t position) {
-  if (handle == -1) return EBADF;
-  return lseek(static_cast<int>(handle), static_cast<off_t>(position), SEEK_SET) < 0 ? lastError() : 0;
-}
+int PFileStream::seek(int64_t position) { return moveTo(handle, position, SEEK_SET); }
 
-int PFileStream::seekRelative(int64_t offset) {
-  if (handle == -1) return EBADF;
-  return lseek(static_cast<int>(handle), static_cast<off_t>(offset), SEEK_CUR) < 0 ? lastError() : 0;
-}
+int PFileStream::seekRelative(int64_t offset) { return moveTo(handle, offset, SEEK_CUR); }
 
-int PFileStream::seekFromEnd(int64_t offset) {
-  if (handle == -1) return EBADF;
-  return lseek(static_cast<int>(handle), static_cast<off_t>(offset), SEEK_END) < 0 ? lastError() : 0;
-}
+int PFileStream::seekFromEnd(int64_t offset) { return moveTo(handle, offset, SEEK_END); }
 
 int64_t PFileStream::size() {
   struct stat info;
@@ -191,69 +180,40 @@ int64_t PFileStream::fileSize(const char* fileName) {
 //
 // Read access alone gives a private (copy-on-write) mapping of read-only
 // pages; with write access the pages are shared with the file and writable.
+// A view's offset is aligned to the page size.
 
-int PMMFileStream::mapFile(const char* fileName, uint32_t fileAccess, uint32_t fileShare, int64_t offset,
-                           int64_t wanted) {
-  close();
-  if (!fileName || offset < 0 || wanted < 0) return -1;
-  configure(fileName, fileAccess, fileShare, kModeMustExist);
-  bool writes = (fileAccess & kGenericWrite) != 0;
+const int PMMFileStream::kViewOutsideFile = EINVAL;
+
+int64_t PMMFileStream::viewGranularity() { return pageSize(); }
+
+int PMMFileStream::openMappedFile(bool writes, int64_t* fileLength) {
   int fd = -1;
-  int result = openDescriptor(fileName, O_CLOEXEC | (writes ? O_RDWR : O_RDONLY), &fd);
+  int result = openDescriptor(name, O_CLOEXEC | (writes ? O_RDWR : O_RDONLY), &fd);
   if (result != 0) return result;
-
-  // A view must lie inside the file: pages behind its end fault when touched.
   struct stat info;
   if (fstat(fd, &info) != 0) {
     result = lastError();
     ::close(fd);
     return result;
   }
-  int64_t fileLength = static_cast<int64_t>(info.st_size);
-  if (wanted == 0) wanted = fileLength - offset;
-  if (offset >= fileLength || wanted <= 0 || wanted > fileLength - offset) {
-    ::close(fd);
-    return EINVAL;
-  }
-
-  int64_t aligned = offset - offset % pageSize();
-  int64_t viewLength = wanted + (offset - aligned);
-  void* view = mmap(nullptr, static_cast<size_t>(viewLength), writes ? PROT_READ | PROT_WRITE : PROT_READ,
-                    writes ? MAP_SHARED : MAP_PRIVATE, fd, static_cast<off_t>(aligned));
-  if (view == MAP_FAILED) {
-    result = lastError();
-    ::close(fd);
-    return result;
-  }
+  *fileLength = static_cast<int64_t>(info.st_size);
   handle = fd;
-  base = static_cast<unsigned char*>(view);
-  startOffset = offset - aligned;
-  length = wanted;
-  mappedLength = viewLength;
-  writable = writes;
-  pos = 0;
-  openCount = 1;
   return 0;
 }
 
-int PMMFileStream::flush() {
-  if (!base) return -1;
-  if (!writable) return 0;
-  return msync(base, static_cast<size_t>(mappedLength), MS_SYNC) == 0 ? 0 : -1;
+int PMMFileStream::mapView(bool writes, int64_t alignedOffset, int64_t viewLength) {
+  void* view = mmap(nullptr, static_cast<size_t>(viewLength), writes ? PROT_READ | PROT_WRITE : PROT_READ,
+                    writes ? MAP_SHARED : MAP_PRIVATE, static_cast<int>(handle), static_cast<off_t>(alignedOffset));
+  if (view == MAP_FAILED) return lastError();
+  base = static_cast<unsigned char*>(view);
+  return 0;
 }
 
-int PMMFileStream::close() {
-  if (!base && handle == -1) return -1;
-  int result = flush();
+int PMMFileStream::syncView() { return msync(base, static_cast<size_t>(mappedLength), MS_SYNC) == 0 ? 0 : -1; }
+
+void PMMFileStream::releaseView() {
   if (base) munmap(base, static_cast<size_t>(mappedLength));
-  base = nullptr;
   if (handle != -1) ::close(static_cast<int>(handle));
-  handle = -1;
-  mapping = -1;
-  pos = startOffset = length = mappedLength = 0;
-  writable = false;
-  openCount = 0;
-  return result;
 }
 
 }  // namespace QUtils

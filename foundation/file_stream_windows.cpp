@@ -146,81 +146,53 @@ int64_t PFileStream::fileSize(const char* fileName) {
 // Read access alone gives a copy-on-write mapping seen through a read-only
 // view; with write access the mapping and the view are read and write. The
 // file is shared only when sharing is asked for, and then only in the ways
-// that match the access.
+// that match the access. A view's offset is aligned to the allocation
+// granularity.
 
-int PMMFileStream::mapFile(const char* fileName, uint32_t fileAccess, uint32_t fileShare, int64_t offset,
-                           int64_t wanted) {
-  close();
-  if (!fileName || offset < 0 || wanted < 0) return -1;
-  configure(fileName, fileAccess, fileShare, kModeMustExist);
-  bool writes = (fileAccess & kGenericWrite) != 0;
+const int PMMFileStream::kViewOutsideFile = ERROR_INVALID_PARAMETER;
+
+int64_t PMMFileStream::viewGranularity() { return allocationGranularity(); }
+
+int PMMFileStream::openMappedFile(bool writes, int64_t* fileLength) {
   DWORD shareMode = 0;
-  if (fileShare != 0) {
-    if (fileAccess & kGenericRead) shareMode |= FILE_SHARE_READ;
+  if (share != 0) {
+    if (access & kGenericRead) shareMode |= FILE_SHARE_READ;
     if (writes) shareMode |= FILE_SHARE_WRITE;
   }
-  HANDLE file = openHandle(fileName, fileAccess, shareMode, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
+  HANDLE file = openHandle(name, access, shareMode, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
   if (file == INVALID_HANDLE_VALUE) return lastError();
-
-  LARGE_INTEGER fileLength;
-  if (!GetFileSizeEx(file, &fileLength)) {
+  LARGE_INTEGER size;
+  if (!GetFileSizeEx(file, &size)) {
     int result = lastError();
     CloseHandle(file);
     return result;
   }
-  if (wanted == 0) wanted = fileLength.QuadPart - offset;
-  if (offset >= fileLength.QuadPart || wanted <= 0 || wanted > fileLength.QuadPart - offset) {
-    CloseHandle(file);
-    return ERROR_INVALID_PARAMETER;
-  }
-
-  HANDLE map = CreateFileMappingA(file, nullptr, writes ? PAGE_READWRITE : PAGE_WRITECOPY, 0, 0, nullptr);
-  if (!map) {
-    int result = lastError();
-    CloseHandle(file);
-    return result;
-  }
-  int64_t aligned = offset - offset % allocationGranularity();
-  int64_t viewLength = wanted + (offset - aligned);
-  void* view = MapViewOfFile(map, writes ? FILE_MAP_WRITE : FILE_MAP_READ, static_cast<DWORD>(aligned >> 32),
-                             static_cast<DWORD>(aligned & 0xFFFFFFFF), static_cast<SIZE_T>(viewLength));
-  if (!view) {
-    int result = lastError();
-    CloseHandle(map);
-    CloseHandle(file);
-    return result;
-  }
+  *fileLength = size.QuadPart;
   handle = reinterpret_cast<intptr_t>(file);
-  mapping = reinterpret_cast<intptr_t>(map);
-  base = static_cast<unsigned char*>(view);
-  startOffset = offset - aligned;
-  length = wanted;
-  mappedLength = viewLength;
-  writable = writes;
-  pos = 0;
-  openCount = 1;
   return 0;
 }
 
-int PMMFileStream::flush() {
-  if (!base) return -1;
-  if (!writable) return 0;
-  return FlushViewOfFile(base, static_cast<SIZE_T>(mappedLength)) ? 0 : -1;
+int PMMFileStream::mapView(bool writes, int64_t alignedOffset, int64_t viewLength) {
+  HANDLE map = CreateFileMappingA(toHandle(handle), nullptr, writes ? PAGE_READWRITE : PAGE_WRITECOPY, 0, 0, nullptr);
+  if (!map) return lastError();
+  void* view = MapViewOfFile(map, writes ? FILE_MAP_WRITE : FILE_MAP_READ, static_cast<DWORD>(alignedOffset >> 32),
+                             static_cast<DWORD>(alignedOffset & 0xFFFFFFFF), static_cast<SIZE_T>(viewLength));
+  if (!view) {
+    int result = lastError();
+    CloseHandle(map);
+    return result;
+  }
+  mapping = reinterpret_cast<intptr_t>(map);
+  base = static_cast<unsigned char*>(view);
+  return 0;
 }
 
-int PMMFileStream::close() {
-  if (!base && handle == -1) return -1;
-  int result = flush();
+int PMMFileStream::syncView() { return FlushViewOfFile(base, static_cast<SIZE_T>(mappedLength)) ? 0 : -1; }
+
+void PMMFileStream::releaseView() {
   if (base) UnmapViewOfFile(base);
-  base = nullptr;
   if (mapping != -1) CloseHandle(toHandle(mapping));
-  mapping = -1;
   if (handle != -1) CloseHandle(toHandle(handle));
-  handle = -1;
-  pos = startOffset = length = mappedLength = 0;
-  writable = false;
-  openCount = 0;
-  return result;
 }
 
 }  // namespace QUtils

@@ -1,14 +1,20 @@
 // The parts of the thread pool that don't touch the system: the sequences,
-// the message list, the dealing of threads over nodes, and the default
-// thread count.
+// the message list, the dealing of threads over nodes, the default thread
+// count, and the pool itself: taking threads and latches, the order of a job
+// and of a procedure, a worker's message loop, and ending the threads. The
+// system calls beneath them are in thread_manager_posix.cpp and
+// thread_manager_windows.cpp.
 #include "foundation/thread_manager.h"
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "foundation/errors.h"
+#include "foundation/files.h"
 
 namespace QUtils {
 
@@ -208,5 +214,302 @@ bool threadAffinityWanted() {
 }
 
 void deleteThreadManager(ThreadManager* manager) { delete manager; }
+
+// ---------------------------------------------------------------------------
+// The pool
+
+namespace {
+
+// How long terminateThreads() gives each thread to end.
+const int kTerminateTimeoutMs = 2000;
+// The caller of run() wakes at this step to report, pump and check.
+const int kWaitStepMs = 200;
+
+void sleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+}  // namespace
+
+void ThreadLock::enter() {
+  const int kSpinTries = 1500;
+  const int kYieldingTries = 1500;
+  for (int i = 0; i < kSpinTries; i++) {
+    if (tryEnter()) return;
+  }
+  for (int i = 0; i < kYieldingTries; i++) {
+    if (tryEnter()) return;
+    yieldProcessor();
+  }
+  enterBlocking();
+}
+
+void ThreadLatch::reset(int32_t threads) {
+  count = threads;
+  if (threads > 0) {
+    opened.reset();
+  } else {
+    opened.set();
+  }
+}
+
+void ThreadLatch::countDown() {
+  if (count.fetch_sub(1) == 1) opened.set();
+}
+
+PooledThread::PooledThread(PooledThreadManager* owner, const char* traceName, const ThreadSlot& slot)
+    : job(nullptr), stopCode(nullptr), progress(0), threadIndex(0), state(kThreadStarting), handle(0), started(false),
+      latch(nullptr), threadCount(0), manager(owner), procedure(nullptr), argument(nullptr), priority(0),
+      wakeEvent(false), references(2), slot(slot), traceName(traceName) {}
+
+void PooledThread::post(int32_t message) {
+  {
+    ThreadLockGuard guard(queueLock);
+    messages.push(message);
+  }
+  wakeEvent.set();
+}
+
+// The event is cleared under the queue lock, so a post that comes after the
+// queue was seen empty sets it again and the wait ends at once.
+int32_t PooledThread::take() {
+  for (;;) {
+    {
+      ThreadLockGuard guard(queueLock);
+      int32_t message = 0;
+      if (messages.pop(&message)) return message;
+      wakeEvent.reset();
+    }
+    wakeEvent.wait(-1);
+  }
+}
+
+void PooledThread::release() {
+  if (references.fetch_sub(1) == 1) delete this;
+}
+
+void PooledThread::main(PooledThread* self) {
+  self->slot.set(self);
+  self->state = kThreadTaken;
+  for (;;) {
+    int32_t message = self->take();
+    if (message == kMessageRunJob) {
+      self->state = kThreadRunning;
+      setCurrentThreadPriority(self->priority);
+      MultiThreaded* job = self->job;
+      ThreadLatch* latch = self->latch;
+      if (job->stopCode.load() == 0) {
+        nameCurrentThread(job->getThreadName());
+        job->run(&job->stopCode, &self->progress, self->threadIndex, self->threadCount);
+      }
+      // Back in the pool before the latch opens, so that the caller's next
+      // job finds this thread free again.
+      self->state = kThreadIdle;
+      latch->countDown();
+    } else if (message == kMessageRunProcedure) {
+      self->state = kThreadRunning;
+      setCurrentThreadPriority(self->priority);
+      nameCurrentThread(self->procedure->getThreadName());
+      self->procedure->run(self->argument);
+      self->state = kThreadIdle;
+    } else if (message == kMessageTerminate) {
+      debugPrint("[%s] Thread is terminating\n", self->traceName);
+      break;
+    }
+  }
+  self->state = kThreadTerminated;
+  self->release();
+}
+
+PooledThreadManager::PooledThreadManager(const char* traceName)
+    : traceName(traceName), threads(sizeof(PooledThread*), 10), latches(sizeof(ThreadLatch*), 10), priority(0),
+      stackSize(0) {
+  debugPrint("[%s] Constructor.\n", traceName);
+  slot.make();
+}
+
+// terminateThreads() calls only the system's free primitives, never the
+// virtual placement, so it is safe here after the system's part is gone.
+PooledThreadManager::~PooledThreadManager() {
+  debugPrint("[%s] Destructor.\n", traceName);
+  terminateThreads(0);
+  slot.destroy();
+}
+
+PooledThread* PooledThreadManager::takeThread(ThreadCallback* callback) {
+  PooledThread* worker = nullptr;
+  {
+    ThreadLockGuard guard(poolLock);
+    for (int i = 0; i < threads.getCount(); i++) {
+      PooledThread* pooled = *static_cast<PooledThread**>(threads.get(i));
+      int32_t idle = kThreadIdle;
+      if (pooled && pooled->state.compare_exchange_strong(idle, kThreadTaken)) return pooled;
+    }
+    PooledThread** entry = static_cast<PooledThread**>(threads.append());
+    worker = new PooledThread(this, traceName, slot);
+    *entry = worker;
+  }
+  if (!worker->wakeEvent.isReady() || !startPooledThread(worker, stackSize)) {
+    debugPrint("[%s] Could not start a thread\n", traceName);
+    // The thread's own reference goes with it; the record stays in the pool,
+    // terminated, until the pool is emptied.
+    worker->references--;
+    worker->state = kThreadTerminated;
+    return nullptr;
+  }
+  worker->started = true;
+  if (callback && callback->wantsMessagePump()) {
+    while (worker->state.load() == kThreadStarting) {
+      callback->pumpMessages();
+      sleepMs(1);
+    }
+  }
+  return worker;
+}
+
+ThreadLatch* PooledThreadManager::takeLatch(int32_t count) {
+  ThreadLockGuard guard(poolLock);
+  ThreadLatch* latch = nullptr;
+  for (int i = 0; i < latches.getCount() && !latch; i++) {
+    ThreadLatch* pooled = *static_cast<ThreadLatch**>(latches.get(i));
+    if (!pooled->inUse) latch = pooled;
+  }
+  if (!latch) {
+    ThreadLatch** entry = static_cast<ThreadLatch**>(latches.append());
+    latch = new ThreadLatch();
+    *entry = latch;
+  }
+  latch->inUse = true;
+  latch->reset(count);
+  return latch;
+}
+
+void PooledThreadManager::releaseLatch(ThreadLatch* latch) {
+  ThreadLockGuard guard(poolLock);
+  latch->inUse = false;
+}
+
+int32_t PooledThreadManager::run(int threadCount, MultiThreaded* job, ThreadCallback* callback, int reportProgress) {
+  if (!job) return 0;
+  if (threadCount <= 0) threadCount = getDefaultThreadCount();
+  job->stopCode = 0;
+  job->progressBase = 0;
+  if (callback) {
+    callback->message(kThreadMessageLevel, kThreadMessageId, "Setting up %i thread(s)\n", threadCount);
+    callback->beginWait();
+  }
+  ThreadLatch* latch = takeLatch(threadCount);
+  dealer.clear();
+  bool placed = planAffinity(&dealer);
+  // All threads are taken before any starts, so that the job gets as many
+  // distinct threads as it asked for: a thread that finished an early index
+  // must not be handed a later one.
+  PList<PooledThread*> workers(threadCount);
+  for (int i = 0; i < threadCount; i++) {
+    PooledThread* worker = takeThread(callback);
+    if (!worker) {
+      // No thread for this index: its share of the latch goes at once, and
+      // the job sees the index never run.
+      latch->countDown();
+      continue;
+    }
+    worker->job = job;
+    worker->stopCode = &job->stopCode;
+    worker->latch = latch;
+    worker->threadIndex = i;
+    worker->threadCount = threadCount;
+    worker->procedure = nullptr;
+    worker->argument = nullptr;
+    worker->progress = 0;
+    worker->priority = priority;
+    if (placed) {
+      int node = dealer.nextNode();
+      if (node >= 0) placeOnNode(worker, node);
+    }
+    workers.add(worker);
+  }
+  for (int i = 0; i < workers.getCount(); i++) workers[i]->post(kMessageRunJob);
+  for (;;) {
+    bool pump = callback && callback->wantsMessagePump();
+    bool done = pump ? latch->opened.waitServingInput(kWaitStepMs) : latch->opened.wait(kWaitStepMs);
+    if (done) break;
+    if (!callback) continue;
+    if (pump) callback->pumpMessages();
+    if (reportProgress) {
+      int64_t sum = job->progressBase;
+      for (int i = 0; i < workers.getCount(); i++) sum += workers[i]->progress.load(std::memory_order_relaxed);
+      callback->reportProgress(static_cast<int32_t>(sum), threadCount);
+    }
+    int32_t abort = callback->checkAbort();
+    if (abort != 0) job->stopCode = abort;
+  }
+  releaseLatch(latch);
+  if (callback) {
+    callback->endWait();
+    callback->message(kThreadMessageLevel, kThreadMessageId, "Threads completed\n");
+    if (callback->wantsMessagePump()) callback->pumpMessages();
+  }
+  return job->stopCode;
+}
+
+int PooledThreadManager::runProcedure(ThreadProcedure* procedure, void* argument) {
+  if (!procedure) return -1;
+  PooledThread* worker = takeThread(nullptr);
+  if (!worker) return -1;
+  worker->procedure = procedure;
+  worker->argument = argument;
+  worker->threadCount = 1;
+  worker->threadIndex = 0;
+  worker->job = nullptr;
+  worker->stopCode = nullptr;
+  worker->latch = nullptr;
+  worker->progress = 0;
+  worker->priority = priority;
+  pinToProcess(worker);
+  worker->post(kMessageRunProcedure);
+  return 0;
+}
+
+int PooledThreadManager::getThreadIndex() {
+  if (!slot.isMade()) return -1;
+  PooledThread* worker = static_cast<PooledThread*>(slot.get());
+  return worker ? worker->threadIndex : -1;
+}
+
+void PooledThreadManager::terminateThreads(int force) {
+  PList<PooledThread*> pool(10);
+  {
+    ThreadLockGuard guard(poolLock);
+    for (int i = 0; i < threads.getCount(); i++) pool.add(*static_cast<PooledThread**>(threads.get(i)));
+  }
+  debugPrint("[%s] Terminating %i threads\n", traceName, pool.getCount());
+  for (int i = 0; i < pool.getCount(); i++) {
+    PooledThread* worker = pool[i];
+    if (!worker) continue;
+    debugPrint("[%s] Terminating thread %i\n", traceName, i);
+    if (worker->started) {
+      worker->post(kMessageTerminate);
+      auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTerminateTimeoutMs);
+      while (worker->state.load() != kThreadTerminated && std::chrono::steady_clock::now() < deadline) {
+        // A thread may be waiting on this thread's windows to finish.
+        if (!force) serveWindowMessages();
+        sleepMs(1);
+      }
+      if (worker->state.load() == kThreadTerminated) {
+        joinPooledThread(worker);
+      } else {
+        debugPrint("[%s] Thread did not terminate for the timeout interval\n", traceName);
+        // A killed thread can't drop its own reference, so it is dropped here.
+        if (abandonPooledThread(worker, force)) worker->release();
+      }
+    }
+    worker->release();
+  }
+  {
+    ThreadLockGuard guard(poolLock);
+    threads.clear();
+    for (int i = 0; i < latches.getCount(); i++) delete *static_cast<ThreadLatch**>(latches.get(i));
+    latches.clear();
+  }
+  debugPrint("[%s] All threads terminated\n", traceName);
+}
 
 }  // namespace QUtils

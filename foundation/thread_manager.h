@@ -20,9 +20,13 @@
 // QLUX_USE_THREAD_AFFINITY, when set to a non-zero number, spreads the
 // threads of a job over the machine's NUMA nodes.
 //
-// The second half of this file holds the pieces that both implementations
-// share: the chunked sequences behind the pools and queues, the three-stage
-// lock, and the dealing of threads over nodes.
+// The second half of this file holds the pool that both systems share: the
+// chunked sequences behind the pools and queues, the three-stage lock, the
+// dealing of threads over nodes, the worker record and the manager that owns
+// the pools and the order of a job. Each system completes it with a few
+// primitives (events, thread-local slots, starting and ending a thread,
+// priority and placement), which thread_manager_posix.cpp and
+// thread_manager_windows.cpp implement.
 #ifndef QLUX_FOUNDATION_THREAD_MANAGER_H_
 #define QLUX_FOUNDATION_THREAD_MANAGER_H_
 
@@ -202,35 +206,6 @@ class MessageList {
   int count;
 };
 
-// A lock for state shared between a worker and the thread that watches it.
-// enter() tries 1,500 times without yielding, 1,500 times more yielding the
-// processor after each try, and only then blocks.
-class ThreadLock {
- public:
-  ThreadLock();
-  ThreadLock(const ThreadLock&) = delete;
-  ThreadLock& operator=(const ThreadLock&) = delete;
-  ~ThreadLock();
-  void enter();
-  void leave();
-  // The system's lock object, for a wait that must be paired with it.
-  void* nativeLock() { return handle; }
-
- private:
-  void* handle;
-};
-
-class ThreadLockGuard {
- public:
-  explicit ThreadLockGuard(ThreadLock& lock) : lock(lock) { lock.enter(); }
-  ThreadLockGuard(const ThreadLockGuard&) = delete;
-  ThreadLockGuard& operator=(const ThreadLockGuard&) = delete;
-  ~ThreadLockGuard() { lock.leave(); }
-
- private:
-  ThreadLock& lock;
-};
-
 // Deals the threads of a job out over NUMA nodes in proportion to the
 // processors each node offers: with a counter that starts at 0, a thread
 // goes to the first node whose running total of processors is above the
@@ -257,6 +232,210 @@ class NodeDealer {
 // `limit` in `cpus` (which the caller zeroes). Returns the number of CPUs
 // listed, or -1 for malformed text.
 int parseCpuList(const char* text, unsigned char* cpus, int limit);
+
+// A lock for state shared between a worker and the thread that watches it.
+// enter() tries 1,500 times without yielding, 1,500 times more yielding the
+// processor after each try, and only then blocks.
+class ThreadLock {
+ public:
+  ThreadLock();
+  ThreadLock(const ThreadLock&) = delete;
+  ThreadLock& operator=(const ThreadLock&) = delete;
+  ~ThreadLock();
+  void enter();
+  void leave();
+
+ private:
+  // The system's calls behind enter().
+  bool tryEnter();
+  void enterBlocking();
+  static void yieldProcessor();
+
+  void* handle;
+};
+
+class ThreadLockGuard {
+ public:
+  explicit ThreadLockGuard(ThreadLock& lock) : lock(lock) { lock.enter(); }
+  ThreadLockGuard(const ThreadLockGuard&) = delete;
+  ThreadLockGuard& operator=(const ThreadLockGuard&) = delete;
+  ~ThreadLockGuard() { lock.leave(); }
+
+ private:
+  ThreadLock& lock;
+};
+
+// An event that one thread sets and others wait for. An auto-reset event
+// lets one waiter through and clears itself; a manual-reset event stays set
+// until reset().
+class ThreadEvent {
+ public:
+  explicit ThreadEvent(bool manualReset);
+  ThreadEvent(const ThreadEvent&) = delete;
+  ThreadEvent& operator=(const ThreadEvent&) = delete;
+  ~ThreadEvent();
+  // False if the system gave no event; nothing else works then.
+  bool isReady() const;
+  void set();
+  void reset();
+  // True once the event is set; false when `ms` ran out first. A negative
+  // `ms` waits without limit.
+  bool wait(int ms);
+  // As wait(), but ends early, with false, when the calling thread has
+  // window input to serve. Where there are no window messages to wake it,
+  // the wait ends at least every 20 ms instead, so that the caller can serve
+  // its front end by polling.
+  bool waitServingInput(int ms);
+
+ private:
+  void* handle;
+};
+
+// A slot of thread-local storage: each thread sees its own value in it, null
+// until the thread sets one. Copies name the same slot.
+class ThreadSlot {
+ public:
+  ThreadSlot() : key(0), made(false) {}
+  // Asks the system for a slot; false if it has none left.
+  bool make();
+  // Gives the slot back; values that threads left in it are forgotten.
+  void destroy();
+  bool isMade() const { return made; }
+  void set(void* value) const;
+  void* get() const;
+
+ private:
+  uintptr_t key;
+  bool made;
+};
+
+// Gives the calling thread a name that debuggers show; null or empty leaves
+// it as it is.
+void nameCurrentThread(const char* name);
+// Runs the calling thread below normal priority if `priority` is above 0,
+// otherwise at normal priority, as far as the system lets it.
+void setCurrentThreadPriority(int priority);
+// Dispatches the window messages waiting for the calling thread, so that a
+// front end on it stays served while it waits for a worker.
+void serveWindowMessages();
+
+// A job's completion latch: the threads of the job count it down, and the one
+// that brings it to 0 sets its event. Latches are pooled and keep their event
+// between jobs.
+struct ThreadLatch {
+  ThreadLatch() : count(0), opened(true), inUse(false) {}
+  // Arms the latch for `threads` threads; 0 or less leaves it open.
+  void reset(int32_t threads);
+  void countDown();
+
+  std::atomic<int32_t> count;
+  ThreadEvent opened;
+  // Guarded by the manager's pool lock.
+  bool inUse;
+};
+
+class PooledThreadManager;
+
+// One pooled thread. The manager holds one reference and the thread another;
+// whoever drops the last frees the record, so a thread that outlives its
+// manager still has it. What the thread needs from its manager is therefore
+// copied into the record.
+struct alignas(128) PooledThread {
+  PooledThread(PooledThreadManager* owner, const char* traceName, const ThreadSlot& slot);
+
+  // Appends `message` to the queue and wakes the thread.
+  void post(int32_t message);
+  // Takes the oldest message, waiting for one if the queue is empty.
+  int32_t take();
+  void release();
+  // The thread's body, which each system's thread entry calls: announces the
+  // thread in its slot, then serves messages until told to terminate.
+  static void main(PooledThread* self);
+
+  MultiThreaded* job;
+  std::atomic<int32_t>* stopCode;
+  std::atomic<int32_t> progress;
+  int32_t threadIndex;
+  std::atomic<int32_t> state;
+  // The system's handle of the thread (a pthread_t or a HANDLE), valid once
+  // `started` is set.
+  uintptr_t handle;
+  bool started;
+  ThreadLatch* latch;
+  int32_t threadCount;
+  // The owner. The thread itself never follows it, since it may be gone.
+  PooledThreadManager* manager;
+  ThreadProcedure* procedure;
+  void* argument;
+  // The priority for the work in hand; the thread applies it to itself.
+  int32_t priority;
+  MessageList messages;
+  ThreadLock queueLock;
+  ThreadEvent wakeEvent;
+  std::atomic<int32_t> references;
+  // Where the thread keeps itself for getThreadIndex().
+  ThreadSlot slot;
+  // The manager's name for traces; a literal, so it outlives the manager.
+  const char* traceName;
+};
+
+// Starts the system thread of `worker`, which runs PooledThread::main(worker)
+// with a stack of `stackSize` bytes (0: the system's size). Sets `handle`.
+bool startPooledThread(PooledThread* worker, size_t stackSize);
+// Gives back what the system keeps for a thread that has ended.
+void joinPooledThread(PooledThread* worker);
+// For a thread that didn't end in time. With `force` it is killed where the
+// system allows it; true if it was, and then its own reference is the
+// caller's to drop. Otherwise the thread is let go: it ends when its work
+// returns, and frees its record then.
+bool abandonPooledThread(PooledThread* worker, int force);
+
+// The pool that both systems share: it owns the threads, the latches and the
+// order of a job, and calls the system only through the primitives above and
+// the virtual placement operations below, which a system's manager supplies.
+// Ending the threads needs only the free primitives, so this class's own
+// destructor does it, after the system's part is gone.
+class PooledThreadManager : public ThreadManager {
+ public:
+  // False if the system had no thread-local slot to give.
+  bool isReady() const { return slot.isMade(); }
+
+  void terminateThreads(int force) override;
+  int32_t run(int threadCount, MultiThreaded* job, ThreadCallback* callback, int reportProgress) override;
+  void setPriority(int value) override { priority = value; }
+  int runProcedure(ThreadProcedure* procedure, void* argument) override;
+  void setStackSize(size_t size) override { stackSize = size; }
+  int getThreadIndex() override;
+
+ protected:
+  // `traceName` opens the traces, as in "[traceName] Constructor."; it must
+  // be a literal.
+  explicit PooledThreadManager(const char* traceName);
+  ~PooledThreadManager() override;
+
+  // Fills the cleared `dealer` with the NUMA nodes that a job's threads are
+  // dealt over; false leaves the threads where the scheduler puts them.
+  virtual bool planAffinity(NodeDealer* dealer) = 0;
+  // Binds a job's thread to `node` of the last plan.
+  virtual void placeOnNode(PooledThread* worker, int node) = 0;
+  // Lets a procedure's thread run on every processor of the process, if
+  // threads are placed at all.
+  virtual void pinToProcess(PooledThread* worker) = 0;
+
+ private:
+  PooledThread* takeThread(ThreadCallback* callback);
+  ThreadLatch* takeLatch(int32_t count);
+  void releaseLatch(ThreadLatch* latch);
+
+  const char* traceName;
+  ThreadLock poolLock;
+  Sequence threads;
+  Sequence latches;
+  ThreadSlot slot;
+  int32_t priority;
+  size_t stackSize;
+  NodeDealer dealer;
+};
 
 }  // namespace QUtils
 

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "foundation/errors.h"
+#include "foundation/test_env.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -388,18 +389,6 @@ TEST(ThreadManager, StackSizeAndPriorityApplyToNewThreads) {
   EXPECT_TRUE(job.lowered.load());
 }
 
-void setEnvironment(const char* name, const char* value) {
-#ifdef _WIN32
-  _putenv_s(name, value ? value : "");
-#else
-  if (value) {
-    setenv(name, value, 1);
-  } else {
-    unsetenv(name);
-  }
-#endif
-}
-
 TEST(ThreadManager, AffinitySettingIsReadAndJobsStillRun) {
   setEnvironment("QLUX_USE_THREAD_AFFINITY", "0");
   EXPECT_FALSE(threadAffinityWanted());
@@ -429,6 +418,32 @@ TEST(ThreadLock, KeepsOtherThreadsOut) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(shared, 80000);
+}
+
+TEST(ThreadEvent, AutoResetLetsOneWaitThroughAndManualResetStaysSet) {
+  ThreadEvent automatic(false);
+  ASSERT_TRUE(automatic.isReady());
+  EXPECT_FALSE(automatic.wait(0));
+  automatic.set();
+  EXPECT_TRUE(automatic.wait(0));
+  EXPECT_FALSE(automatic.wait(0));
+  automatic.set();
+  automatic.reset();
+  EXPECT_FALSE(automatic.wait(1));
+
+  ThreadEvent manual(true);
+  manual.set();
+  EXPECT_TRUE(manual.wait(0));
+  EXPECT_TRUE(manual.waitServingInput(0));
+  manual.reset();
+  EXPECT_FALSE(manual.waitServingInput(1));
+
+  // A waiter without a time limit wakes when another thread sets the event.
+  std::atomic<bool> woke{false};
+  std::thread waiter([&] { woke = automatic.wait(-1); });
+  automatic.set();
+  waiter.join();
+  EXPECT_TRUE(woke.load());
 }
 
 TEST(Sequence, ItemsStayPutAcrossBlocksUntilCleared) {

@@ -6,22 +6,13 @@
 #include <cstdlib>
 #include <string>
 
+#include "foundation/test_env.h"
 #include "package/md5.h"
 #include "package/test_writer.h"
 
 namespace {
 
-void setEnvironment(const char* name, const char* value) {
-#ifdef _WIN32
-  _putenv_s(name, value ? value : "");
-#else
-  if (value) {
-    setenv(name, value, 1);
-  } else {
-    unsetenv(name);
-  }
-#endif
-}
+using QUtils::setEnvironment;
 
 class ChecksumTest : public ::testing::Test {
  protected:

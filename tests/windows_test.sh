@@ -19,20 +19,21 @@ check "qlux-pack onto the Windows stub exits 0" test $? -eq 0
 
 logs() { find "$WINEPREFIX/drive_c/users" -name installer_debug.log 2>/dev/null | head -n 1; }
 rm -f "$(logs)"
-runwine "$installer" -gui=0 -debug=1 >"$sandbox/out.txt" 2>/dev/null; code=$?
+runwine "$installer" -auto -debug=1 </dev/null >"$sandbox/out.txt" 2>/dev/null; code=$?
 out=$(tr -d '\r' <"$sandbox/out.txt")
 log=$(logs)
 check "installer exits 0 under Wine, got $code" test "$code" -eq 0
 check "debug log written" test -n "$log"
 check "checksum verified" grep -q "Checksum successfuly verified" "$log"
 check "package unpacked" grep -q "Finished file headers initialization." "$log"
+check "unattended run succeeds" grep -q "Automatic installation was successful!" <<<"$out"
 check "lines end in CR LF" test "$(grep -c $'\r$' "$log")" -eq "$(wc -l <"$log")"
 
 damaged="$sandbox/damaged.exe"
 cp "$installer" "$damaged"
 size=$(stat -c %s "$damaged")
 printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
-out=$(runwine "$damaged" -gui=0 2>/dev/null | tr -d '\r')
+out=$(runwine "$damaged" -gui=0 </dev/null 2>/dev/null | tr -d '\r')
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match." <<<"$out"
 
 finish

@@ -1,10 +1,12 @@
 // LinuxInstaller: the engine on Linux. Every machine-wide place lives under
 // $QLUX_ROOT (see root.h); temporary names come from $TMPDIR, else /tmp; the
-// help address opens with xdg-open; WX_PORT is "gtk".
+// help address opens with xdg-open; WX_PORT is "gtk"; the registry is the
+// file store of registry_store.h.
 #ifndef QLUX_PLATFORM_LINUX_LINUX_INSTALLER_H_
 #define QLUX_PLATFORM_LINUX_LINUX_INSTALLER_H_
 
 #include "engine/installer.h"
+#include "platform/linux/registry_store.h"
 
 class LinuxInstaller : public Installer {
  public:
@@ -16,11 +18,13 @@ class LinuxInstaller : public Installer {
   int getTempFileName(char* buffer, int size) override;
   void openHelp(InstallerUI* ui) override;
   const char* getToolkitPort() override { return "gtk"; }
+  RegistryAccess* getRegistry() override { return &registry; }
 
   char configFile[1560];
   int debug;
   int gui;
   int ignoreErrors;
+  RegistryStore registry;
 };
 
 #endif  // QLUX_PLATFORM_LINUX_LINUX_INSTALLER_H_

@@ -5,6 +5,7 @@
 #define QLUX_PLATFORM_WINDOWS_WINI_H_
 
 #include "engine/installer.h"
+#include "platform/windows/registry_windows.h"
 
 class Wini : public Installer {
  public:
@@ -16,11 +17,13 @@ class Wini : public Installer {
   int getTempFileName(char* buffer, int size) override;
   void openHelp(InstallerUI* ui) override;
   const char* getToolkitPort() override { return "win"; }
+  RegistryAccess* getRegistry() override { return &registry; }
 
   char configFile[1560];
   int debug;
   int gui;
   int ignoreErrors;
+  WindowsRegistry registry;
 };
 
 #endif  // QLUX_PLATFORM_WINDOWS_WINI_H_

@@ -1,0 +1,46 @@
+// The work that wizard pages start, for as long as this build has no unit
+// that does it: each operation says in the log that it is missing and
+// reports failure, so that a template's error pages take over. Where the
+// real operation marks its failure in a control variable, the stand-in does
+// the same, so the template can see it.
+#include "engine/installer.h"
+
+namespace {
+
+void reportMissing(Installer* engine, const char* operation) {
+  engine->log("WARNING: %s is not available in this build", operation);
+}
+
+}  // namespace
+
+int Installer::installFiles(InstallerUI* ui) {
+  reportMissing(this, "installFiles");
+  setControlVariable(kCtlInstallError, "1");
+  return -1;
+}
+
+int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
+  reportMissing(this, "uninstall");
+  setControlVariable(kCtlUninstallError, "1");
+  return -1;
+}
+
+int Installer::revertInstallation(InstallerUI* ui) {
+  reportMissing(this, "revertInstallation");
+  return -1;
+}
+
+int Installer::PrepareUninstall(InstallerUI* ui, const char* backupPath) {
+  reportMissing(this, "PrepareUninstall");
+  return -1;
+}
+
+bool Installer::registerApplication() {
+  reportMissing(this, "registerApplication");
+  return false;
+}
+
+bool Installer::unregisterApplication(const char* name) {
+  reportMissing(this, "unregisterApplication");
+  return false;
+}
