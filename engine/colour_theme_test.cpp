@@ -7,15 +7,6 @@
 
 namespace {
 
-// Keeps what the engine logs, without line prefixes.
-struct LogCapture : QUtils::PConsole {
-  LogCapture() { flags = 0; }
-  int write(const char* text, int length) override {
-    captured.append(text, static_cast<size_t>(length));
-    return 0;
-  }
-  std::string captured;
-};
 
 TEST(ColourMap, HashAndGrowthAlongPrimes) {
   EXPECT_EQ(0xdeadbeefu, hashlittle("", 0, 0));
@@ -49,7 +40,7 @@ TEST(ColourMap, HashAndGrowthAlongPrimes) {
 
 TEST(ColourTheme, ReadsColoursConditionsAndGroups) {
   TestInstaller engine;
-  LogCapture log;
+  LinesConsole log;
   engine.logConsole = &log;
   engine.guiInstall = 1;
   engine.loadTemplate(
@@ -70,7 +61,7 @@ TEST(ColourTheme, ReadsColoursConditionsAndGroups) {
   EXPECT_EQ(
       "WARNING: Theme custom group tag missing a 'Name' attribute!\r\n"
       "WARNING: Colour theme tag is not supported by installer: \"Sparkle\"\r\n",
-      log.captured);
+      log.all);
 
   EXPECT_EQ(0x000080FFu, engine.parseColour("GROUP:Accent"));
   EXPECT_EQ(kNoColour, engine.parseColour("Group:accent"));

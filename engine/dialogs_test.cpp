@@ -7,16 +7,6 @@
 
 namespace {
 
-// Keeps what the engine logs, without line prefixes.
-class CaptureConsole : public QUtils::PConsole {
- public:
-  CaptureConsole() { flags = 0; }
-  int write(const char* text, int length) override {
-    lines.append(text, static_cast<size_t>(length));
-    return 0;
-  }
-  std::string lines;
-};
 
 // An installer's wizard: two pages without buttons, a frame whose
 // SubDialogs stand in another order than its TaskList, and a last page
@@ -81,7 +71,7 @@ class DialogsTest : public ::testing::Test {
     ASSERT_EQ(4, engine.getDialogCount());
   }
   TestInstaller engine;
-  CaptureConsole console;
+  LinesConsole console;
 };
 
 const int kFrame = 2;  // InstallationDialog
@@ -134,7 +124,7 @@ TEST_F(DialogsTest, FieldsOfEachTypeAndUnknownTypeLeftOut) {
   EXPECT_EQ(kAlignCenter, radio->hAlign);
   EXPECT_EQ(0xFF0000u, radio->inputBackground);
   EXPECT_EQ(kFieldInstallParameter, engine.getField(kFrame, 3, kParameters)->type);
-  EXPECT_NE(std::string::npos, console.lines.find("Field of unknown type"));
+  EXPECT_NE(std::string::npos, console.all.find("Field of unknown type"));
 }
 
 TEST_F(DialogsTest, ButtonsTakeTheirShorthandsAndDropWithoutTextOrPosition) {
@@ -175,12 +165,12 @@ TEST_F(DialogsTest, TriggersKeptOnlyWithEventsAndWhatTheirTypeNeeds) {
   EXPECT_EQ(kTriggerVarChange, parameters->triggers[2].type);
   EXPECT_STREQ("x", parameters->triggers[2].value);
   EXPECT_NE(std::string::npos,
-            console.lines.find("WARNING: Unrecognized trigger type = Jump (Parent dlg name: Parameters)"));
+            console.all.find("WARNING: Unrecognized trigger type = Jump (Parent dlg name: Parameters)"));
   // The change without a value and the trigger without events were dropped.
   const char* dropped = "WARNING: Extracted a trigger with no type nor specified value (Parent dlg name: Parameters)";
-  size_t first = console.lines.find(dropped);
+  size_t first = console.all.find(dropped);
   ASSERT_NE(std::string::npos, first);
-  EXPECT_NE(std::string::npos, console.lines.find(dropped, first + 1));
+  EXPECT_NE(std::string::npos, console.all.find(dropped, first + 1));
 }
 
 TEST_F(DialogsTest, DefaultPageOnlyWhileNoButtonWasRead) {
@@ -274,5 +264,5 @@ TEST_F(DialogsTest, FireTriggersRunsThoseOfTheEventWhoseConditionHolds) {
 
   std::strcpy(parameters->triggers[1].variable, "MISSING");
   engine.fireTriggers(kEventStart, kFrame, kParameters);
-  EXPECT_NE(std::string::npos, console.lines.find("WARNING: Trying to reset non-existent variable: MISSING"));
+  EXPECT_NE(std::string::npos, console.all.find("WARNING: Trying to reset non-existent variable: MISSING"));
 }

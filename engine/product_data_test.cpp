@@ -5,15 +5,6 @@
 
 namespace {
 
-// Keeps what the engine logs, without line prefixes.
-struct LogCapture : QUtils::PConsole {
-  LogCapture() { flags = 0; }
-  int write(const char* text, int length) override {
-    captured.append(text, static_cast<size_t>(length));
-    return 0;
-  }
-  std::string captured;
-};
 
 std::string call(Installer& engine, int (Installer::*getter)(char*, int), int* result) {
   char buffer[1560] = "garbage";
@@ -76,7 +67,7 @@ TEST(ProductData, UninstallPathsExpandVariablesAtEachCall) {
 
 TEST(ProductData, ControlVariablesWarnAboutMissingAndEmptyTags) {
   TestInstaller engine;
-  LogCapture log;
+  LinesConsole log;
   engine.logConsole = &log;
   engine.loadTemplate(
       "<HalvoWorksInstallation><Installation><InstallerControlVariables>"
@@ -88,7 +79,7 @@ TEST(ProductData, ControlVariablesWarnAboutMissingAndEmptyTags) {
   EXPECT_EQ(
       "WARNING: Missing tag data for variable specifier in the installation template. (tag InstallError)\r\n"
       "WARNING: Missing control variable specifier in the installation template. (tag DlgCondition)\r\n",
-      log.captured);
+      log.all);
 
   engine.setControlVariable(kCtlShouldUninstall, "1");
   EXPECT_EQ("1", engine.value("SHOULD"));

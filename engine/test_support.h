@@ -12,11 +12,13 @@
 #include "foundation/text.h"
 #include "frontends/console/installer_ui.h"
 
-// A console that keeps every line it is given, without prefix.
+// A console that keeps what it is given, without prefix: the whole text in
+// `all`, and each finished line in `lines`.
 class LinesConsole : public QUtils::PConsole {
  public:
   LinesConsole() { flags = 0; }
   int write(const char* text, int length) override {
+    all.append(text, static_cast<size_t>(length));
     pending.append(text, static_cast<size_t>(length));
     size_t end;
     while ((end = pending.find("\r\n")) != std::string::npos) {
@@ -31,6 +33,7 @@ class LinesConsole : public QUtils::PConsole {
     return false;
   }
   std::vector<std::string> lines;
+  std::string all;
   std::string pending;
 };
 

@@ -9,16 +9,6 @@
 
 namespace {
 
-// Keeps what the engine logs, without line prefixes.
-class CaptureConsole : public QUtils::PConsole {
- public:
-  CaptureConsole() { flags = 0; }
-  int write(const char* text, int length) override {
-    lines.append(text, static_cast<size_t>(length));
-    return 0;
-  }
-  std::string lines;
-};
 
 using QUtils::setEnvironment;
 
@@ -129,13 +119,13 @@ TEST(VariablesTest, FailedDollarExpansionKeepsTheOldValue) {
 
 TEST(VariablesTest, BracketReferencesExpandAndUnknownOnesStay) {
   TestInstaller engine;
-  CaptureConsole console;
+  LinesConsole console;
   engine.logConsole = &console;
   engine.setVariable("A", "1");
   engine.setVariable("PATH_X", "/p");
 
   EXPECT_EQ("x=1 [B] /p/1", expanded(engine, "x=[A] [B] [PATH_X]/[A"));
-  EXPECT_NE(std::string::npos, console.lines.find("WARNING: Variable [B] is not initialized in the expression: "
+  EXPECT_NE(std::string::npos, console.all.find("WARNING: Variable [B] is not initialized in the expression: "
                                                    "\"x=[A] [B] [PATH_X]/[A\""));
   // A name runs to the end when no ']' follows; unknown, it is closed.
   EXPECT_EQ("/[ZZ]", expanded(engine, "/[ZZ"));
@@ -154,7 +144,7 @@ TEST(VariablesTest, BracketReferencesExpandAndUnknownOnesStay) {
 
 TEST(VariablesTest, EnvironmentNamesAreReadOnlyThroughGetVariable) {
   TestInstaller engine;
-  CaptureConsole console;
+  LinesConsole console;
   engine.logConsole = &console;
   setEnvironment("QLUX_VARIABLES_TEST", "from env");
   setEnvironment("QLUX_VARIABLES_UNSET", nullptr);
@@ -167,11 +157,11 @@ TEST(VariablesTest, EnvironmentNamesAreReadOnlyThroughGetVariable) {
   std::strcpy(buffer, "junk");
   EXPECT_EQ(-1, engine.getVariable("$QLUX_VARIABLES_UNSET", buffer, sizeof buffer));
   EXPECT_STREQ("", buffer);
-  console.lines.clear();
+  console.all.clear();
   EXPECT_EQ("[$QLUX_VARIABLES_UNSET]", expanded(engine, "[$QLUX_VARIABLES_UNSET]"));
   EXPECT_NE(std::string::npos,
-            console.lines.find("WARNING: Environment variable \"QLUX_VARIABLES_UNSET\" is not defined!"));
-  EXPECT_NE(std::string::npos, console.lines.find("WARNING: Variable [$QLUX_VARIABLES_UNSET] is not initialized"));
+            console.all.find("WARNING: Environment variable \"QLUX_VARIABLES_UNSET\" is not defined!"));
+  EXPECT_NE(std::string::npos, console.all.find("WARNING: Variable [$QLUX_VARIABLES_UNSET] is not initialized"));
 
   // An environment name can't be given a record.
   EXPECT_EQ(-1, engine.setVariable("$QLUX_VARIABLES_TEST", "x"));
