@@ -185,6 +185,17 @@ class Installer : public InstallExchangeInfo {
   int deleteRegistryKeys(const char* place, const char* path, int count);
   int deleteRegistryValue(const char* place, const char* path, const char* name);
 
+  // ---- Backup of installed files (installed_backup.cpp) ----
+  // Saves every file and shortcut that the action log at `logPath` names
+  // into a new backup at `backupPath`, and lists the log's directories in
+  // `dirListPath`, one a line. A file that is itself a backup is copied to a
+  // temporary file and noted in copiedFiles. Stops at the first file that
+  // can't be added. True if every file was saved.
+  bool backupInstalledFiles(InstallerUI* ui, const char* backupPath, const char* dirListPath, const char* logPath);
+  // Makes the directories of installedDirListFile again and restores
+  // installedBackupFile. True if the whole backup was restored.
+  bool restoreInstalledFiles(InstallerUI* ui);
+
   // ---- Action log (action_log.cpp) ----
   // The action log: two header lines (the template copy, the backup file),
   // the variable block (NUMVARS TAB count, then VAR TAB name TAB value), and

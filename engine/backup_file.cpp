@@ -1,0 +1,304 @@
+// BackupFile: writing records, restoring them, and the check sum.
+//
+// Every file is reached through PFileStream, so '\' and '/' both separate a
+// path on every system. Numbers in the file are little-endian whatever the
+// machine, so they are put together byte by byte.
+#include "engine/backup_file.h"
+
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "foundation/console.h"
+#include "foundation/text.h"
+#include "frontends/console/installer_ui.h"
+
+namespace {
+
+// The magic is this text followed by its NUL.
+const char kMagic[] = "Halvo Software installer backup file.\n";
+const uint32_t kMagicTextLength = sizeof kMagic - 1;
+const uint32_t kMagicSize = sizeof kMagic;
+
+const char kAddSource[] = "BackupFile::addFile";
+
+void putLittleEndian(unsigned char* out, uint64_t value, int bytes) {
+  for (int i = 0; i < bytes; i++) out[i] = static_cast<unsigned char>(value >> (8 * i));
+}
+
+uint64_t getLittleEndian(const unsigned char* in, int bytes) {
+  uint64_t value = 0;
+  for (int i = bytes - 1; i >= 0; i--) value = (value << 8) | in[i];
+  return value;
+}
+
+// XORs `count` bytes that stand at `offset` of data `length` bytes long into
+// `sum`: a byte inside a complete 32-bit word goes to its place in the
+// little-endian word, a byte of the last incomplete word into the low byte.
+// As XOR works on each byte alone, blocks may be of any size.
+uint32_t addToCheckSum(uint32_t sum, const unsigned char* data, uint32_t count, int64_t offset, int64_t length) {
+  int64_t wholeWords = length - (length & 3);
+  for (uint32_t i = 0; i < count; i++) {
+    int64_t at = offset + i;
+    if (at < wholeWords)
+      sum ^= static_cast<uint32_t>(data[i]) << (8 * (at & 3));
+    else
+      sum ^= data[i];
+  }
+  return sum;
+}
+
+// Opens an existing file for reading, as a copy source or to see whether it
+// is there.
+int openForReading(QUtils::PFileStream* stream, const char* path) {
+  return stream->openFile(path, QUtils::kGenericRead, QUtils::kShareRead | QUtils::kShareWrite,
+                          QUtils::kModeMustExist | QUtils::kModeSequential);
+}
+
+}  // namespace
+
+BackupFile::BackupFile() : backupMode(kClosed), hasError(0) {}
+
+BackupFile::~BackupFile() { close(); }
+
+void BackupFile::openForWriting(const char* path) {
+  if (backupMode != kClosed) return;
+  backupMode = kWriting;
+  if (!path || !path[0] ||
+      openFile(path, QUtils::kGenericRead | QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways) != 0 ||
+      !writeAll(kMagic, kMagicSize)) {
+    hasError = 1;
+  }
+}
+
+int BackupFile::openForRestore(const char* path) {
+  if (backupMode != kClosed) return -1;
+  backupMode = kRestoring;
+  if (!path || !path[0] || openFile(path, QUtils::kGenericRead, QUtils::kShareRead, QUtils::kModeMustExist) != 0) {
+    backupMode = kClosed;
+    return -1;
+  }
+  char magic[kMagicSize];
+  if (!readAll(magic, kMagicSize)) return -1;
+  return std::memcmp(magic, kMagic, kMagicSize) == 0 ? 0 : -1;
+}
+
+int BackupFile::close() {
+  int result = 0;
+  if (backupMode == kWriting && handle != -1) {
+    // A failed record was cut back to its start; the end record goes there,
+    // and whatever of that record was already written is dropped.
+    static const unsigned char kEndRecord[3] = {1, 0, 0};
+    if (!writeAll(kEndRecord, sizeof kEndRecord)) result = -1;
+    setEnd();
+  }
+  if (handle != -1) {
+    int closed = PFileStream::close();
+    if (result == 0) result = closed;
+  }
+  backupMode = kClosed;
+  hasError = 0;
+  return result;
+}
+
+bool BackupFile::readAll(void* buffer, uint32_t size) {
+  uint32_t count = 0;
+  return read(buffer, size, &count) == 0 && count == size;
+}
+
+bool BackupFile::writeAll(const void* buffer, uint32_t size) {
+  uint32_t count = 0;
+  return write(buffer, size, &count) == 0 && count == size;
+}
+
+void BackupFile::failAdd(QUtils::ErrorChain& error, int64_t recordStart, int32_t code, const char* format, ...) {
+  char message[512];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(message, sizeof message, format, args);
+  va_end(args);
+  error.setError(kAddSource, code, "%s", message);
+  hasError = 1;
+  if (recordStart >= 0) seek(recordStart);
+}
+
+void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
+                         bool checkSumGiven) {
+  error.clear();
+  if (backupMode != kWriting) {
+    error.setError(kAddSource, -1, "Not in write mode");
+    return;
+  }
+  if (hasError) {
+    error.setError(kAddSource, -1, "There is a previous error");
+    return;
+  }
+  if (!path) {
+    failAdd(error, -1, -1, "Error opening file");
+    return;
+  }
+  // A backup is never stored inside a backup.
+  if (isBackupFile(path)) return;
+
+  int64_t recordStart = position();
+  size_t length = std::strlen(path);
+  if (maxLength > 0 && length > static_cast<size_t>(maxLength - 1)) length = static_cast<size_t>(maxLength - 1);
+  // A name that a reader would refuse is never written.
+  if (recordStart < 0 || length + 1 > static_cast<size_t>(kMaxNameSize)) {
+    failAdd(error, recordStart, -1, "Error writing file name");
+    return;
+  }
+  unsigned char nameRecord[2 + kMaxNameSize];
+  putLittleEndian(nameRecord, length + 1, 2);
+  std::memcpy(nameRecord + 2, path, length);
+  nameRecord[2 + length] = 0;
+  if (!writeAll(nameRecord, static_cast<uint32_t>(length + 3))) {
+    failAdd(error, recordStart, -1, "Error writing file name");
+    return;
+  }
+  const char* name = reinterpret_cast<const char*>(nameRecord + 2);
+
+  int64_t size = fileSize(name);
+  if (size < 0) {
+    failAdd(error, recordStart, -1, "Error opening file");
+    return;
+  }
+  unsigned char field[8];
+  putLittleEndian(field, static_cast<uint64_t>(size), 8);
+  if (!writeAll(field, 8)) {
+    failAdd(error, recordStart, -1, "Error writing file size");
+    return;
+  }
+
+  if (!checkSumGiven) checkSum = computeCheckSum(name);
+  putLittleEndian(field, checkSum, 4);
+  if (!writeAll(field, 4)) {
+    failAdd(error, recordStart, -1, "Error writing check sum");
+    return;
+  }
+
+  if (size == 0) return;
+  QUtils::PFileStream source;
+  if (openForReading(&source, name) != 0) {
+    failAdd(error, recordStart, -1, "Error opening file");
+    return;
+  }
+  int64_t got = 0, written = 0;
+  int result = QUtils::copyStream(this, &source, size, &got, &written, kBlockSize);
+  source.close();
+  if (result != 0) {
+    failAdd(error, recordStart, result, "Error copying stream (%i)", result);
+  } else if (got != size || written != size) {
+    failAdd(error, recordStart, -1, "Copy stream mismatch: wanted %lld bytes, read %lld, written %lld",
+            static_cast<long long>(size), static_cast<long long>(got), static_cast<long long>(written));
+  }
+}
+
+int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui) {
+  if (backupMode != kRestoring) return -1;
+  if (ui) ui->setOverallProgress(0);
+  if (seek(kMagicSize) != 0) return -1;
+  int64_t total = size();
+  if (total <= 0) return -1;
+
+  char message[QUtils::kMaxPath + 32];
+  for (int record = 0;; record++) {
+    unsigned char field[8];
+    if (!readAll(field, 2)) return -1;
+    uint32_t nameSize = static_cast<uint32_t>(getLittleEndian(field, 2));
+    if (nameSize < 1 || nameSize > static_cast<uint32_t>(kMaxNameSize)) return -1;
+    char name[kMaxNameSize + 1];
+    if (!readAll(name, nameSize)) return -1;
+    name[nameSize - 1] = 0;
+    if (nameSize == 1) {
+      if (ui) ui->addFileLine(nullptr, true);
+      return 0;
+    }
+
+    if (!readAll(field, 8)) return -1;
+    int64_t size = static_cast<int64_t>(getLittleEndian(field, 8));
+    if (!readAll(field, 4)) return -1;
+    uint32_t checkSum = static_cast<uint32_t>(getLittleEndian(field, 4));
+    int64_t contentStart = position();
+    // A record whose content doesn't all stand in the file isn't whole:
+    // nothing of it is written.
+    if (size < 0 || contentStart < 0 || size > total - contentStart) return -1;
+
+    uint32_t onDisk = computeCheckSum(name);
+    bool present = onDisk != 0;
+    if (!present) {
+      QUtils::PFileStream probe;
+      present = openForReading(&probe, name) == 0;
+    }
+    if (ui) ui->pumpEventsQuietly();
+
+    bool reported = true;
+    if (size != 0) {
+      if (!present || onDisk == checkSum) {
+        QUtils::PFileStream target;
+        int64_t got = 0, written = 0;
+        bool done = target.create(name, 0) == 0 &&
+                    QUtils::copyStream(&target, this, size, &got, &written, kBlockSize) == 0 && got == size &&
+                    written == size;
+        if (target.close() != 0) done = false;
+        if (done) {
+          if (console) console->printf("Restored %s", name);
+          QUtils::boundedFormat(message, sizeof message, "Restore %s", name);
+        } else {
+          if (console) console->printf("FAILED to restore %s", name);
+          QUtils::boundedFormat(message, sizeof message, "FAILED to restore %s", name);
+        }
+      } else {
+        if (console) console->printf("Saved check sum different than existing one for %s; skipping", name);
+        QUtils::boundedFormat(message, sizeof message, "Left %s", name);
+      }
+      // Whatever the copy did, the next record begins behind the content.
+      if (seek(contentStart + size) != 0) return -1;
+    } else if (!present) {
+      QUtils::PFileStream target;
+      bool done = target.create(name, 0) == 0;
+      target.close();
+      if (console) console->printf("Zero saved size for %s; creating blank file", name);
+      QUtils::boundedFormat(message, sizeof message, done ? "Restore %s" : "FAILED to restore %s", name);
+    } else {
+      reported = false;  // an empty record leaves a present file as it is
+    }
+
+    if (reported && ui) {
+      ui->addFileLine(message, record % 32 == 0);
+      double share = static_cast<double>(position()) / static_cast<double>(total) * 100.0;
+      ui->setOverallProgress(static_cast<int>(std::ceil(share)));
+    }
+  }
+}
+
+bool BackupFile::isBackupFile(const char* path) {
+  if (!path || !path[0]) return false;
+  QUtils::PFileStream file;
+  if (openForReading(&file, path) != 0) return false;
+  char start[kMagicTextLength];
+  uint32_t count = 0;
+  if (file.read(start, kMagicTextLength, &count) != 0 || count != kMagicTextLength) return false;
+  return std::memcmp(start, kMagic, kMagicTextLength) == 0;
+}
+
+uint32_t BackupFile::computeCheckSum(const char* path) {
+  if (!path || !path[0]) return 0;
+  QUtils::PFileStream file;
+  if (openForReading(&file, path) != 0) return 0;
+  int64_t length = file.size();
+  if (length <= 0) return 0;
+  unsigned char* block = new unsigned char[kBlockSize];
+  uint32_t sum = static_cast<uint32_t>(length);
+  int64_t offset = 0;
+  while (offset < length) {
+    uint32_t want = length - offset < kBlockSize ? static_cast<uint32_t>(length - offset) : kBlockSize;
+    uint32_t got = 0;
+    if (file.read(block, want, &got) != 0 || got == 0) break;
+    sum = addToCheckSum(sum, block, got, offset, length);
+    offset += got;
+  }
+  delete[] block;
+  return sum;
+}

@@ -1,0 +1,90 @@
+// BackupFile: a file of saved copies of other files, so that they can be
+// put back. An installation saves each file it overwrites; a new
+// installation that removes an older one saves all of the older one's
+// files until it has succeeded.
+//
+// Layout, little-endian, no padding: the magic text with its NUL, then file
+// records, then an end record (the bytes 01 00 00). One record: a u16 name
+// size (path length + 1), the path with its NUL, a u64 content size, a u32
+// check sum, and the content. A record's check sum tells restore() which
+// state of the file on disk may be overwritten: a file whose check sum
+// differs was changed by somebody and keeps its changes.
+//
+// Writing keeps the file valid after any failure: a record that can't be
+// completed is cut off again, and the first failure blocks further adds.
+// Reading stops at the first record that isn't whole; what was restored
+// until then stays.
+#ifndef QLUX_ENGINE_BACKUP_FILE_H_
+#define QLUX_ENGINE_BACKUP_FILE_H_
+
+#include <cstdint>
+
+#include "foundation/errors.h"
+#include "foundation/file_stream.h"
+
+class InstallerUI;
+namespace QUtils {
+class PConsole;
+}
+
+class BackupFile : public QUtils::PFileStream {
+ public:
+  // The states of backupMode.
+  static const int kClosed = 0;
+  static const int kRestoring = 1;
+  static const int kWriting = 2;
+  // The longest name size (path and NUL) a record may carry.
+  static const int kMaxNameSize = 1559;
+  // Content and check sums are moved in blocks of this many bytes.
+  static const int kBlockSize = 32768;
+
+  BackupFile();
+  ~BackupFile() override;
+
+  // Makes the file at `path` anew, unshared, and writes the magic. Does
+  // nothing unless closed; a file that can't be made sets hasError, so
+  // every add then fails.
+  void openForWriting(const char* path);
+  // Opens an existing backup for restore(). 0, or -1 if not closed, if the
+  // file can't be opened (it is then closed again), or if it doesn't begin
+  // with the magic.
+  int openForRestore(const char* path);
+  // Appends a record for the file at `path` (of at most maxLength - 1
+  // bytes). With checkSumGiven false the check sum is computed from the
+  // file. `error` is cleared on success and carries the reason otherwise.
+  // A file that is itself a backup is passed over, with success.
+  void addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
+               bool checkSumGiven);
+  // Restores every record of a backup opened with openForRestore. Each
+  // record's file is written back if it is absent or its check sum is the
+  // record's; otherwise it is left. A file that can't be written is
+  // reported as failed and passed over. `console` gets a line per record and
+  // `ui` (may be null) a file line and the progress. 0 when the end record
+  // was reached, -1 when the backup isn't open for restoring or a record
+  // isn't whole.
+  int restore(QUtils::PConsole* console, InstallerUI* ui);
+  // Ends a backup being written with the end record, closes, and resets
+  // backupMode and hasError. 0, or the stream's result.
+  int close() override;
+
+  // True if the file at `path` begins with the magic text.
+  static bool isBackupFile(const char* path);
+  // The check sum of a file's content: its length, XORed with each whole
+  // little-endian 32-bit word, and each byte of a last incomplete word
+  // XORed into the low byte. 0 for an empty file or one that can't be read.
+  static uint32_t computeCheckSum(const char* path);
+
+  int32_t backupMode;  // kClosed, kRestoring or kWriting
+  int32_t hasError;    // set by the first failure while writing
+
+ private:
+  // Sets `error` to `message`, marks the backup failed and cuts the file
+  // back to `recordStart`, where the next record (or the end record) goes.
+  void failAdd(QUtils::ErrorChain& error, int64_t recordStart, int32_t code, const char* format, ...)
+      __attribute__((format(printf, 5, 6)));
+  // Reads exactly `size` bytes; false if fewer arrived.
+  bool readAll(void* buffer, uint32_t size);
+  bool writeAll(const void* buffer, uint32_t size);
+};
+
+#endif  // QLUX_ENGINE_BACKUP_FILE_H_
