@@ -11,9 +11,9 @@
 // are thrown as InstallerError and caught at the step that ran it; nothing
 // is thrown out of runInstallation or into a front end.
 //
-// The operations are implemented in one file per subject: run_sequence.cpp,
-// variables.cpp, conditions.cpp, product_data.cpp, file_sets.cpp,
-// colour_theme.cpp, dialogs.cpp, defaults.cpp.
+// The operations are implemented in one file per subject, named beside each
+// group below; stand-ins for work that later units bring are in
+// pending_work.cpp.
 #ifndef QLUX_ENGINE_INSTALLER_H_
 #define QLUX_ENGINE_INSTALLER_H_
 
@@ -185,6 +185,16 @@ class Installer : public InstallExchangeInfo {
   int deleteRegistryKeys(const char* place, const char* path, int count);
   int deleteRegistryValue(const char* place, const char* path, const char* name);
 
+  // ---- File installation (install_files.cpp) ----
+  // installFiles (declared with the work that pages start) writes every file
+  // entry to its expanded Dest, logs and backs up what it does, and moves
+  // the action log and the backup file to their places.
+  // Frees and deletes a file that can't be replaced, taking it for a
+  // running program: one whose path holds ".exe" is ended if it runs, and
+  // waited for up to `timeoutMs` while `ui` (may be null) pumps events.
+  // True if the file is gone.
+  bool deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs);
+
   // ---- Backup of installed files (installed_backup.cpp) ----
   // Saves every file and shortcut that the action log at `logPath` names
   // into a new backup at `backupPath`, and lists the log's directories in
@@ -337,6 +347,14 @@ class Installer : public InstallExchangeInfo {
   // Removes one registered older installation in this process, through a
   // second engine object. 0, or non-zero on failure; may throw GenericError.
   virtual int uninstallApplication(InstallerUI* ui, const char* application) { return -1; }
+  // The name under which a file entry is written in its directory: the
+  // entry's fileName, unless the system drops a ".exe" that StripExeExt asks
+  // to drop. Decided before the write, so the action log names the file
+  // that is really there.
+  virtual void getInstalledFileName(const FILENAMES& entry, char* buffer, int size);
+  // Called for every file entry that stands in place, written now or found
+  // identical: a system with permission bits marks Executable entries.
+  virtual void onFileWritten(const char* path, const FILENAMES& entry) {}
 
   // ---- Members ----
   Package package;  // packageData, files, runFlags, actionLogFile

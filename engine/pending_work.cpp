@@ -13,12 +13,6 @@ void reportMissing(Installer* engine, const char* operation) {
 
 }  // namespace
 
-int Installer::installFiles(InstallerUI* ui) {
-  reportMissing(this, "installFiles");
-  setControlVariable(kCtlInstallError, "1");
-  return -1;
-}
-
 int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   reportMissing(this, "uninstall");
   setControlVariable(kCtlUninstallError, "1");

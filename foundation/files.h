@@ -42,6 +42,9 @@ bool isDirectory(const char* name);
 bool isLink(const char* name);
 // True if made, or if the directory was there already.
 bool makeDirectory(const char* name);
+// Makes a file runnable: POSIX gives it mode 0755; Windows has no such bit
+// and does nothing. 0, or the system's error number.
+int setExecutable(const char* path);
 
 // A directory that the tree operations may walk and remove.
 // Windows: the directory bit is set, and none of read-only, hidden, system

@@ -137,6 +137,11 @@ bool isLink(const char* name) {
   return name && lstat(bareName(name).getText(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
+int setExecutable(const char* path) {
+  if (!path || !path[0]) return EINVAL;
+  return chmod(systemPath(path).getText(), 0755) == 0 ? 0 : errno;
+}
+
 bool makeDirectory(const char* name) {
   if (!name) return false;
   if (mkdir(systemPath(name).getText(), 0777) == 0) return true;

@@ -88,6 +88,9 @@ bool isLink(const char* name) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
+// Whether a file runs follows from its name on Windows.
+int setExecutable(const char*) { return 0; }
+
 bool makeDirectory(const char* name) {
   if (!name) return false;
   TextConverter wide(name);

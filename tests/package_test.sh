@@ -28,6 +28,10 @@ out=$("$installer" -auto -debug=1 </dev/null); code=$?
 check "unattended run exits 0, got $code" test "$code" -eq 0
 check "unattended run succeeds" grep -q "Automatic installation was successful!" <<<"$out"
 check "wizard reached the last page" grep -q 'Setting dialog "Finish"' "$log"
+check "files installed beside the installer" cmp -s "$data/readme.txt" "$sandbox/Tiny/readme.txt"
+check "executable entry is executable" test -x "$sandbox/Tiny/bin/tool.sh"
+check "action log in place" grep -q "^FILE" "$sandbox/Tiny/uninstall/install.log"
+check "template copy in place" cmp -s "$data/install.xml" "$sandbox/Tiny/uninstall/install.xml"
 
 # One flipped byte behind offset 5000 fails the checksum.
 damaged="$sandbox/damaged-setup"

@@ -27,6 +27,8 @@ check "debug log written" test -n "$log"
 check "checksum verified" grep -q "Checksum successfuly verified" "$log"
 check "package unpacked" grep -q "Finished file headers initialization." "$log"
 check "unattended run succeeds" grep -q "Automatic installation was successful!" <<<"$out"
+check "files installed beside the installer" cmp -s "$data/readme.txt" "$sandbox/Tiny/readme.txt"
+check "action log in place" grep -q "^FILE" "$sandbox/Tiny/uninstall/install.log"
 check "lines end in CR LF" test "$(grep -c $'\r$' "$log")" -eq "$(wc -l <"$log")"
 
 damaged="$sandbox/damaged.exe"

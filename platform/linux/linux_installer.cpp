@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 
 #include "foundation/files.h"
 #include "foundation/text.h"
@@ -58,6 +59,21 @@ void LinuxInstaller::openHelp(InstallerUI*) {
     // behind as a zombie.
     waitpid(pid, nullptr, 0);
   }
+}
+
+void LinuxInstaller::getInstalledFileName(const FILENAMES& entry, char* buffer, int size) {
+  Installer::getInstalledFileName(entry, buffer, size);
+  if (!entry.executable || !entry.stripExeExt || size < 1) return;
+  // A program packed for both systems carries its Windows name; here it is
+  // installed under the name a Linux user types.
+  size_t length = std::strlen(buffer);
+  if (length > 4 && QUtils::compareNoCase(buffer + length - 4, ".exe") == 0) buffer[length - 4] = 0;
+}
+
+void LinuxInstaller::onFileWritten(const char* path, const FILENAMES& entry) {
+  if (!entry.executable) return;
+  int error = QUtils::setExecutable(path);
+  if (error != 0) log("WARNING: Could not make \"%s\" executable (error %d)", path, error);
 }
 
 Installer* createPlatformInstaller(int debug, int gui, int ignoreErrors, const char* configFile) {

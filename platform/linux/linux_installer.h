@@ -19,6 +19,10 @@ class LinuxInstaller : public Installer {
   void openHelp(InstallerUI* ui) override;
   const char* getToolkitPort() override { return "gtk"; }
   RegistryAccess* getRegistry() override { return &registry; }
+  // StripExeExt drops a closing ".exe" from the installed name.
+  void getInstalledFileName(const FILENAMES& entry, char* buffer, int size) override;
+  // An Executable entry gets mode 0755.
+  void onFileWritten(const char* path, const FILENAMES& entry) override;
 
   char configFile[1560];
   int debug;

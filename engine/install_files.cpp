@@ -1,0 +1,336 @@
+// The file stage of an installation: every file entry of the template is
+// written out of the package to its expanded destination, the directories it
+// needs are made, a file it replaces is saved into the backup file when its
+// entry asks for that, and each step is recorded in the action log. The
+// stage never stops at an error: errors are gathered in errorList, every
+// entry and every later stage still runs, and the result tells the template
+// whether to revert.
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <thread>
+
+#include "engine/backup_file.h"
+#include "engine/installer.h"
+#include "foundation/errors.h"
+#include "foundation/file_stream.h"
+#include "foundation/files.h"
+#include "foundation/text.h"
+#include "frontends/console/installer_ui.h"
+#include "package/md5.h"
+
+namespace {
+
+// Existing files at least this large are taken as different unread.
+const int64_t kCompareLimit = 0x40000000;
+// Files with ExpandVarsInFile are expanded below this size, into a text of
+// at most this many bytes with its NUL.
+const uint32_t kExpandLimit = 8192;
+// How long a running program that holds a target may take to end.
+const int kRunningFileTimeoutMs = 2000;
+// deleteRunningFile sleeps at most this long between two looks.
+const int kMaxSleepMs = 50;
+
+// A work message: the text for success and the text for failure.
+struct Verb {
+  const char* done;
+  const char* failed;
+};
+const Verb kCreate = {"Create ", "FAILED to create "};
+const Verb kOverwrite = {"Overwrite ", "FAILED to overwrite "};
+
+// Where the system's separator is '/', a '\' that a template wrote becomes
+// one too, so that the log and the messages name the path the system uses.
+void useSystemSeparators(char* path) {
+  if (QUtils::kPathSeparator != '/') return;
+  for (char* p = path; *p; p++) {
+    if (*p == '\\') *p = '/';
+  }
+}
+
+// The part of `path` behind its last separator.
+const char* baseName(const char* path) {
+  const char* base = path;
+  for (const char* p = path; *p; p++) {
+    if (QUtils::isSeparator(*p)) base = p + 1;
+  }
+  return base;
+}
+
+// The backup file's check sum of data in memory: the length, XORed with
+// each whole little-endian 32-bit word, and each byte of a last incomplete
+// word XORed into the low byte.
+uint32_t checkSumOf(const unsigned char* data, uint32_t size) {
+  uint32_t sum = size;
+  uint32_t whole = size & ~3u;
+  for (uint32_t i = 0; i < whole; i += 4) {
+    sum ^= static_cast<uint32_t>(data[i]) | static_cast<uint32_t>(data[i + 1]) << 8 |
+           static_cast<uint32_t>(data[i + 2]) << 16 | static_cast<uint32_t>(data[i + 3]) << 24;
+  }
+  for (uint32_t i = whole; i < size; i++) sum ^= data[i];
+  return sum;
+}
+
+// What stands at the target before it is written.
+struct TargetState {
+  bool exists = false;
+  bool same = false;
+};
+
+// A target exists if it opens for reading; it is the same if it is smaller
+// than kCompareLimit, reads whole, and has the package record's digest.
+TargetState lookAtTarget(const char* target, const unsigned char* digest) {
+  TargetState state;
+  QUtils::PFileStream file;
+  if (file.openFile(target, QUtils::kGenericRead, QUtils::kShareRead | QUtils::kShareWrite,
+                    QUtils::kModeMustExist | QUtils::kModeSequential) != 0)
+    return state;
+  state.exists = true;
+  int64_t size = file.size();
+  if (size >= 0 && size < kCompareLimit) {
+    QUtils::RefArray<unsigned char> old(static_cast<uint32_t>(size) + 1);
+    uint32_t got = 0;
+    if (old.get() && file.read(old.get(), static_cast<uint32_t>(size), &got) == 0 && got == size) {
+      unsigned char oldDigest[kMD5DigestSize];
+      MD5::digest(old.get(), got, oldDigest);
+      state.same = std::memcmp(oldDigest, digest, kMD5DigestSize) == 0;
+    }
+  }
+  file.close();
+  return state;
+}
+
+// Makes the target anew and writes `data` whole. False if it couldn't be
+// made or the write fell short.
+bool writeTarget(const char* target, const unsigned char* data, uint32_t size, bool* outCreated) {
+  QUtils::PFileStream file;
+  *outCreated = false;
+  if (file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways) != 0) return false;
+  *outCreated = true;
+  uint32_t written = 0;
+  bool ok = size == 0 || (file.write(data, size, &written) == 0 && written == size);
+  if (file.close() != 0) ok = false;
+  return ok;
+}
+
+// The file stage over one entry and its bookkeeping.
+class FileStage {
+ public:
+  FileStage(Installer* engine, InstallerUI* ui, BackupFile* backup)
+      : errors(0), engine(engine), ui(ui), backup(backup) {}
+
+  // The file step of entry `index` of `count`.
+  void installEntry(int index, int count);
+
+  int errors;
+
+ private:
+  // Line and error for a step that failed or succeeded, with the flush
+  // every 32nd entry.
+  void report(const Verb& verb, bool failed, const char* target, int index);
+  void fileLine(const char* text, bool flush) {
+    if (ui) ui->addFileLine(text, flush);
+  }
+  void pumpQuietly() {
+    if (ui) ui->pumpEventsQuietly();
+  }
+  void saveOldFile(const char* target, const unsigned char* data, uint32_t size);
+
+  Installer* engine;
+  InstallerUI* ui;
+  BackupFile* backup;
+};
+
+void FileStage::report(const Verb& verb, bool failed, const char* target, int index) {
+  char message[QUtils::kMaxPath + 32];
+  QUtils::boundedFormat(message, sizeof message, "%s%s", failed ? verb.failed : verb.done, target);
+  if (failed) {
+    errors++;
+    engine->addError(message);
+  }
+  fileLine(message, index % 32 == 0);
+}
+
+void FileStage::saveOldFile(const char* target, const unsigned char* data, uint32_t size) {
+  uint32_t sum = checkSumOf(data, size);
+  pumpQuietly();
+  QUtils::ErrorChain error;
+  backup->addFile(error, target, QUtils::kMaxPath, sum, true);
+  char message[QUtils::kMaxPath + 1100];
+  if (error.isEmpty()) {
+    QUtils::boundedFormat(message, sizeof message, "Back up %s", target);
+  } else {
+    char reason[1024];
+    error.toText(reason, sizeof reason);
+    QUtils::boundedFormat(message, sizeof message, "FAILED to back up %s: %s", target, reason);
+    errors++;
+    engine->addError(message);
+  }
+  // The file is overwritten either way: a failed backup only costs the
+  // chance to restore it.
+  fileLine(message, false);
+}
+
+void FileStage::installEntry(int index, int count) {
+  const FILENAMES& entry = engine->fileNames[index];
+  if (!entry.dest[0]) return;  // a package item only, such as a picture
+  if (entry.condition[0] && !engine->evaluateCondition(entry.condition)) return;
+  if (entry.fileSet >= 0 && entry.fileSet < engine->fileSets.getCount()) {
+    const char* setCondition = engine->fileSets[entry.fileSet].condition;
+    if (setCondition[0] && !engine->evaluateCondition(setCondition)) return;
+  }
+
+  // The directory, with a closing separator so that createPath makes its
+  // last level too.
+  char directory[QUtils::kMaxPath];
+  if (engine->expandVariables(entry.dest, directory, sizeof directory) != 0) errors++;
+  char separator[2] = {QUtils::kPathSeparator, 0};
+  QUtils::appendText(directory, separator, sizeof directory);
+  useSystemSeparators(directory);
+  QUtils::collapseSeparators(directory);
+  int created = 0;
+  if (QUtils::createPath(directory, &created) != 0) errors++;
+  // Levels made before a failure are logged as well: the uninstaller removes
+  // them.
+  engine->logDirAction(created, directory);
+
+  char name[QUtils::kMaxPath];
+  engine->getInstalledFileName(entry, name, sizeof name);
+  char target[QUtils::kMaxPath];
+  QUtils::boundedFormat(target, sizeof target, "%s%c%s", directory, QUtils::kPathSeparator, name);
+  QUtils::collapseSeparators(target);
+  if (ui) ui->setDestinationText(target);
+
+  // A missing package file ends the step without a line: there is nothing
+  // that could be undone.
+  int packed = engine->findFile(entry.alias);
+  uint32_t size = 0;
+  QUtils::RefArray<unsigned char> data;
+  unsigned char digest[kMD5DigestSize];
+  if (packed < 0 || engine->extractFile(packed, &size, data, digest) != 0) {
+    if (!entry.okIfMissing) {
+      engine->log("ERROR: \"%s\" is not in the package", entry.alias);
+      errors++;
+    }
+    return;
+  }
+
+  TargetState state = lookAtTarget(target, digest);
+  bool replacing = state.exists && !state.same;
+  if (replacing && entry.backupExisting) saveOldFile(target, data.get(), size);
+
+  // The line comes before the write, so a file that fails half way is still
+  // removed by the uninstaller.
+  engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
+  pumpQuietly();
+
+  const unsigned char* content = data.get();
+  uint32_t length = size;
+  char expanded[kExpandLimit];
+  if (entry.expandVarsInFile && size < kExpandLimit) {
+    engine->expandVariables(reinterpret_cast<const char*>(data.get()), expanded, sizeof expanded);
+    content = reinterpret_cast<const unsigned char*>(expanded);
+    length = static_cast<uint32_t>(std::strlen(expanded));
+  }
+
+  bool failed = false;
+  // The digest was taken of the data as packed, so an expanded file is
+  // always written anew.
+  if (!state.same || (entry.expandVarsInFile && size < kExpandLimit)) {
+    bool created = false;
+    bool ok = writeTarget(target, content, length, &created);
+    if (!created && state.exists && engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
+      ok = writeTarget(target, content, length, &created);
+    failed = !ok;
+  }
+  if (!failed) engine->onFileWritten(target, entry);
+
+  if (ui) ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(index) / count * 100.0f)));
+  report(replacing ? kOverwrite : kCreate, failed, target, index);
+}
+
+// The stages that follow the files. None of them is part of this build, so
+// each only says so in the log.
+void runLaterStages(Installer* engine) {
+  static const char* const kStages[] = {"Environment actions",  "INI actions",      "Modify-file actions",
+                                        "Shortcut actions",     "Firewall actions", "AdditionalInstall programs"};
+  for (const char* stage : kStages) engine->log("WARNING: %s are not part of this build; skipped", stage);
+}
+
+}  // namespace
+
+int Installer::installFiles(InstallerUI* ui) {
+  try {
+    removeOlderInstallations(ui);
+  } catch (const QUtils::GenericError& e) {
+    log("%s", e.getMessage());
+  }
+
+  char tempLog[QUtils::kMaxPath];
+  char tempBackup[QUtils::kMaxPath];
+  if (openActionLog(tempLog, sizeof tempLog, tempBackup, sizeof tempBackup) != 0) return -1;
+  BackupFile backup;
+  backup.openForWriting(tempBackup);
+
+  if (ui) ui->beginProgress();
+  FileStage stage(this, ui, &backup);
+  int count = fileNames.getCount();
+  for (int i = 0; i < count; i++) stage.installEntry(i, count);
+  int errors = stage.errors;
+  runLaterStages(this);
+
+  if (ui) {
+    ui->setOverallProgress(100);
+    ui->endProgress();
+    ui->addFileLine(nullptr, true);
+    ui->setDestinationText(errors ? "There were errors during the installation." : "The installation was successful.");
+  }
+
+  actionLogWriter.close();
+  backup.close();
+
+  if (errors && (!ui || ui->getIgnoreErrors() == 0)) {
+    log("WARNING: An error ocurred during installation");
+    setControlVariable(kCtlInstallError, "1");
+    if (ui) {
+      ui->addFileLine("Encountered errors during installation:", false);
+      int listed = errorList ? errorList->getCount() : 0;
+      for (int i = 0; i < listed; i++) ui->addFileLine((*errorList)[i].getText(), i % 32 == 0);
+      ui->addFileLine(nullptr, true);
+    }
+  }
+
+  if (placeActionLog(tempLog) != 0) errors++;
+  char backupPath[QUtils::kMaxPath];
+  if (getInstallBackupFile(backupPath, sizeof backupPath) != 0 || !backupPath[0]) {
+    log("WARNING: The template names no backup file; the backup is not kept");
+  } else if (!copyFile(tempBackup, backupPath)) {
+    log("ERROR: Could not copy the backup file to \"%s\"", backupPath);
+    errors++;
+  }
+  QUtils::deleteFile(tempBackup);
+  return errors ? -1 : 0;
+}
+
+void Installer::getInstalledFileName(const FILENAMES& entry, char* buffer, int size) {
+  QUtils::copyText(buffer, entry.fileName, size);
+}
+
+bool Installer::deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs) {
+  if (!path || !path[0]) return false;
+  char name[200];
+  QUtils::copyText(name, baseName(path), sizeof name);
+  if (!std::strstr(path, ".exe")) return false;
+
+  if (isAppRunning(name, nullptr) && (terminateApp(name, false) || terminateApp(name, true))) {
+    int sleepMs = timeoutMs / 20 < kMaxSleepMs ? timeoutMs / 20 : kMaxSleepMs;
+    if (sleepMs < 1) sleepMs = 1;
+    int waited = 0;
+    while (isAppRunning(name, nullptr) && waited <= timeoutMs) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(sleepMs));
+      if (ui) ui->pumpEvents();
+      waited += sleepMs;
+    }
+  }
+  return QUtils::deleteFile(path) == 0;
+}

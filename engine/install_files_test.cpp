@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "engine/backup_file.h"
+#include "engine/test_support.h"
+#include "foundation/files.h"
+#include "package/md5.h"
+#include "package/test_writer.h"
+
+#ifdef _WIN32
+#include <direct.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+// A full path in the fresh directory the test binary runs in.
+std::string here(const std::string& name) {
+  char directory[QUtils::kMaxPath];
+#ifdef _WIN32
+  EXPECT_NE(nullptr, _getcwd(directory, sizeof directory));
+#else
+  EXPECT_NE(nullptr, getcwd(directory, sizeof directory));
+#endif
+  std::string path = std::string(directory) + "/" + name;
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+  FILE* f = QUtils::openFile(path.c_str(), "wb");
+  ASSERT_NE(nullptr, f);
+  std::fwrite(text.data(), 1, text.size(), f);
+  std::fclose(f);
+}
+
+// Windows keeps the template's separators and appends its own '\';
+// compared with '/' throughout.
+std::string slashes(std::string text) {
+  std::replace(text.begin(), text.end(), '\\', '/');
+  return text;
+}
+
+std::string readFile(const std::string& path) {
+  FILE* f = QUtils::openFile(path.c_str(), "rb");
+  if (!f) return "<missing>";
+  std::string text;
+  char block[4096];
+  size_t n;
+  while ((n = std::fread(block, 1, sizeof block, f)) > 0) text.append(block, n);
+  std::fclose(f);
+  return text;
+}
+
+bool contains(const std::vector<std::string>& list, const std::string& item) {
+  for (const std::string& entry : list)
+    if (slashes(entry) == item) return true;
+  return false;
+}
+
+// A package file with its true digest, so that an identical file on disk is
+// recognised.
+testwriter::File packed(const std::string& key, const std::string& data) {
+  unsigned char digest[kMD5DigestSize];
+  MD5::digest(data.data(), data.size(), digest);
+  return testwriter::File{key, key, data, 0, std::string(reinterpret_cast<char*>(digest), kMD5DigestSize)};
+}
+
+// The template: a main set with every kind of entry, and a set that its
+// condition turns off. MISSING switches on an entry whose file isn't packed.
+const char kTemplate[] =
+    "<HalvoWorksInstallation>"
+    " <ProductDesc><Fullname>Demo</Fullname></ProductDesc>"
+    " <Installation>"
+    "  <InstallerControlVariables><InstallError>INSTALL_ERROR</InstallError></InstallerControlVariables>"
+    "  <Uninstall><InstallLogFile>[ROOT]/uninstall/install.log</InstallLogFile>"
+    "   <InstallBackupFile>[ROOT]/uninstall/backup.bin</InstallBackupFile>"
+    "   <UninstallXmlFile>[ROOT]/uninstall/install.xml</UninstallXmlFile></Uninstall>"
+    " </Installation>"
+    " <FileSet Name=\"Main\">"
+    "  <FN Dest=\"[ROOT]/uninstall\">install.xml</FN>"
+    "  <FN Dest=\"[ROOT]/uninstall\">install.log</FN>"
+    "  <FN Dest=\"[ROOT]\\bin\\deep\">app.txt</FN>"
+    "  <FN Dest=\"[ROOT]/etc\" BackupExisting=\"1\">conf.txt</FN>"
+    "  <FN Dest=\"[ROOT]/etc\">same.txt</FN>"
+    "  <FN Dest=\"[ROOT]/etc\" ExpandVarsInFile=\"1\">vars.txt</FN>"
+    "  <FN Dest=\"[ROOT]/skipped\" Condition=\"0\">app.txt</FN>"
+    "  <FN Dest=\"[ROOT]/etc\" OkIfMissing=\"1\">optional.txt</FN>"
+    "  <FN Dest=\"[ROOT]/etc\" Condition=\"[MISSING]==1\">absent.txt</FN>"
+    "  <FN>picture.png</FN>"
+    " </FileSet>"
+    " <FileSet Name=\"Off\" Condition=\"[WANT_OFF]==1\"><FN Dest=\"[ROOT]/off\">off.txt</FN></FileSet>"
+    "</HalvoWorksInstallation>";
+
+// An engine with temporary names beside the test's files, over a bare
+// package that holds the template and its files.
+class FilesInstaller : public TestInstaller {
+ public:
+  int getTempFileName(char* buffer, int size) override {
+    std::string name = here("tmp" + std::to_string(tempCount++));
+    QUtils::copyText(buffer, name.c_str(), size);
+    return 0;
+  }
+  int tempCount = 0;
+};
+
+class InstallFilesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root = here("root");
+    std::vector<testwriter::File> files = {
+        packed("install.xml", kTemplate), packed("install.log", "placeholder"),
+        packed("app.txt", "application"), packed("conf.txt", "new settings"),
+        packed("same.txt", "unchanged"),  packed("vars.txt", "root=[ROOT]"),
+        packed("off.txt", "never"),       packed("picture.png", "png")};
+    std::string bytes = testwriter::packageHeader(files) + testwriter::records(files, true);
+    writeFile(here("package.bin"), bytes);
+  }
+  void TearDown() override {
+    std::remove(here("package.bin").c_str());
+    // Only the tree this test made below its own working directory.
+    if (!root.empty() && QUtils::isDirectory(root.c_str())) QUtils::deleteTree(root.c_str());
+  }
+
+  // Loads the package and template as a run has by its "CopyProgress" page.
+  void prepare(FilesInstaller& engine, bool missing = false) {
+    ASSERT_EQ(0, engine.openPackage(here("package.bin").c_str(), 0, 2));
+    engine.loadTemplate(kTemplate);
+    engine.setVariable("ROOT", root.c_str());
+    engine.setVariable("MISSING", missing ? "1" : "0");
+    engine.setVariable("WANT_OFF", "0");
+    engine.setVariable("INSTALL_ERROR", "0");
+    engine.readControlVariables();
+    ASSERT_EQ(0, engine.readFileSets());
+  }
+
+  std::string root;
+};
+
+TEST_F(InstallFilesTest, WritesFilesDirectoriesLogAndTemplateCopy) {
+  FilesInstaller engine;
+  prepare(engine);
+  RecordingUI ui;
+  EXPECT_EQ(0, engine.installFiles(&ui));
+
+  // Files at their expanded Dest, with a '\' of the template read as a
+  // separator, and the text of an ExpandVarsInFile entry expanded.
+  EXPECT_EQ("application", readFile(root + "/bin/deep/app.txt"));
+  EXPECT_EQ("new settings", readFile(root + "/etc/conf.txt"));
+  EXPECT_EQ("root=" + root, readFile(root + "/etc/vars.txt"));
+  EXPECT_EQ(kTemplate, readFile(root + "/uninstall/install.xml"));
+  // Conditions of an entry and of its set leave files out; so does a
+  // missing OkIfMissing file and an entry without Dest.
+  EXPECT_FALSE(QUtils::fileExists((root + "/skipped").c_str()));
+  EXPECT_FALSE(QUtils::fileExists((root + "/off").c_str()));
+  EXPECT_FALSE(QUtils::fileExists((root + "/etc/optional.txt").c_str()));
+  EXPECT_EQ("0", engine.value("INSTALL_ERROR"));
+  EXPECT_EQ(100, ui.progress);
+  EXPECT_TRUE(contains(ui.lines, "Create " + root + "/bin/deep/app.txt"));
+  EXPECT_EQ(0, engine.errorList->getCount());
+
+  // The log replaced its placeholder, and the temporary files are gone.
+  std::string log = slashes(readFile(root + "/uninstall/install.log"));
+  EXPECT_EQ(0u, log.find(root + "/uninstall/install.xml\r\n" + root + "/uninstall/backup.bin\r\nNUMVARS\t"));
+  EXPECT_NE(std::string::npos, log.find("VAR\tROOT\t" + root + "\r\n"));
+  // Entries run in reverse document order within a set, so etc/ comes
+  // first and makes the root too.
+  EXPECT_EQ(log.find("DIR\t"), log.find("DIR\t2\t" + root + "/etc/\r\n"));
+  EXPECT_NE(std::string::npos, log.find("DIR\t2\t" + root + "/bin/deep/\r\n"));
+  EXPECT_NE(std::string::npos, log.find("FILE\tCREATE\t" + root + "/bin/deep/app.txt\r\n"));
+  EXPECT_NE(std::string::npos, log.find("FILE\tOVER\t" + root + "/etc/conf.txt\r\n"));
+  EXPECT_NE(std::string::npos, log.find("FILE\tCREATE\t" + root + "/uninstall/install.log\r\n"));
+  EXPECT_EQ(std::string::npos, log.find("optional.txt"));
+  EXPECT_EQ(std::string::npos, log.find("skipped"));
+  // A directory is logged once: the second entry in it creates nothing.
+  size_t uninstallDir = log.find("DIR\t1\t" + root + "/uninstall/\r\n");
+  EXPECT_NE(std::string::npos, uninstallDir);
+  EXPECT_EQ(std::string::npos, log.find("/uninstall/\r\n", log.find("\r\n", uninstallDir)));
+  EXPECT_TRUE(BackupFile::isBackupFile((root + "/uninstall/backup.bin").c_str()));
+  for (int i = 0; i < engine.tempCount; i++) EXPECT_FALSE(QUtils::fileExists(here("tmp" + std::to_string(i)).c_str()));
+}
+
+TEST_F(InstallFilesTest, BacksUpADifferentFileAndLeavesAnIdenticalOneAlone) {
+  ASSERT_EQ(0, QUtils::createPath((root + "/etc/").c_str(), nullptr));
+  writeFile(root + "/etc/conf.txt", "old settings, edited by hand");
+  writeFile(root + "/etc/same.txt", "unchanged");
+  namespace fs = std::filesystem;
+  fs::file_time_type old = fs::last_write_time(fs::u8path(root + "/etc/same.txt")) - std::chrono::hours(48);
+  fs::last_write_time(fs::u8path(root + "/etc/same.txt"), old);
+
+  FilesInstaller engine;
+  prepare(engine);
+  RecordingUI ui;
+  EXPECT_EQ(0, engine.installFiles(&ui));
+
+  EXPECT_EQ("new settings", readFile(root + "/etc/conf.txt"));
+  EXPECT_TRUE(old == fs::last_write_time(fs::u8path(root + "/etc/same.txt")));
+  EXPECT_TRUE(contains(ui.lines, "Back up " + root + "/etc/conf.txt"));
+  EXPECT_TRUE(contains(ui.lines, "Overwrite " + root + "/etc/conf.txt"));
+  EXPECT_TRUE(contains(ui.lines, "Create " + root + "/etc/same.txt"));
+  // The identical file is still logged, so that uninstalling removes it.
+  EXPECT_NE(std::string::npos,
+            slashes(readFile(root + "/uninstall/install.log")).find("FILE\tCREATE\t" + root + "/etc/same.txt\r\n"));
+
+  // The backup's record carries the new file's check sum, so restoring it
+  // puts the old content back over the untouched new file.
+  BackupFile backup;
+  ASSERT_EQ(0, backup.openForRestore((root + "/uninstall/backup.bin").c_str()));
+  LinesConsole console;
+  EXPECT_EQ(0, backup.restore(&console, nullptr));
+  backup.close();
+  EXPECT_EQ("old settings, edited by hand", readFile(root + "/etc/conf.txt"));
+}
+
+TEST_F(InstallFilesTest, AMissingFileIsAnErrorAndTheRestGoesOn) {
+  FilesInstaller engine;
+  prepare(engine, true);
+  LinesConsole debugLog;
+  engine.logConsole = &debugLog;
+  RecordingUI ui;
+  EXPECT_EQ(-1, engine.installFiles(&ui));
+  engine.logConsole = nullptr;
+
+  EXPECT_EQ("1", engine.value("INSTALL_ERROR"));
+  EXPECT_TRUE(contains(ui.lines, "Encountered errors during installation:"));
+  // The entries after the missing one (entries run in reverse document
+  // order within a set) and the log's move still happen.
+  EXPECT_EQ("application", readFile(root + "/bin/deep/app.txt"));
+  EXPECT_EQ(kTemplate, readFile(root + "/uninstall/install.xml"));
+  EXPECT_NE(std::string::npos, readFile(root + "/uninstall/install.log").find("NUMVARS\t"));
+  EXPECT_EQ(std::string::npos, readFile(root + "/uninstall/install.log").find("absent.txt"));
+  EXPECT_EQ(100, ui.progress);
+  EXPECT_TRUE(debugLog.has("WARNING: An error ocurred during installation"));
+}
+
+TEST_F(InstallFilesTest, WorksWithoutAFrontEnd) {
+  FilesInstaller engine;
+  prepare(engine, true);
+  EXPECT_EQ(-1, engine.installFiles(nullptr));
+  EXPECT_EQ("1", engine.value("INSTALL_ERROR"));
+  EXPECT_EQ("new settings", readFile(root + "/etc/conf.txt"));
+}
+
+TEST_F(InstallFilesTest, ARunningFileIsOnlyDeletedWhenItIsAProgram) {
+  FilesInstaller engine;
+  ASSERT_EQ(0, QUtils::createPath((root + "/").c_str(), nullptr));
+  writeFile(root + "/tool.exe", "x");
+  writeFile(root + "/notes.txt", "x");
+  EXPECT_FALSE(engine.deleteRunningFile(nullptr, (root + "/notes.txt").c_str(), 2000));
+  EXPECT_TRUE(QUtils::fileExists((root + "/notes.txt").c_str()));
+  EXPECT_TRUE(engine.deleteRunningFile(nullptr, (root + "/tool.exe").c_str(), 2000));
+  EXPECT_FALSE(QUtils::fileExists((root + "/tool.exe").c_str()));
+  EXPECT_FALSE(engine.deleteRunningFile(nullptr, "", 2000));
+}
+
+}  // namespace
