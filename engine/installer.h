@@ -185,6 +185,45 @@ class Installer : public InstallExchangeInfo {
   int deleteRegistryKeys(const char* place, const char* path, int count);
   int deleteRegistryValue(const char* place, const char* path, const char* name);
 
+  // ---- Application registration (registration.cpp) ----
+  // The system's list of installed programs: one key per product below
+  // HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Uninstall,
+  // named by the product, whose UninstallString runs the product's
+  // uninstaller with its action log. Written over the registry primitives
+  // above; virtual, so that a system with another list can replace them.
+  // The uninstall program (in double quotes when `quoted`) and its
+  // arguments -uninstall="LOG" -uninstallApp="NAME", each cut to its field.
+  // False if the template lacks the program, the log or the name.
+  bool getUninstallCommand(char* outProgram, int programSize, char* outArguments, int argumentsSize, int quoted);
+  // Enters this product. True also when the template lacks a value the
+  // entry needs (no entry is made then); false if the key can't be made.
+  virtual bool registerApplication();
+  // Deletes the entry of `name` (not its sub-keys). True if it was deleted.
+  virtual bool unregisterApplication(const char* name);
+  // Whether `name` (null: this product) has an entry.
+  virtual bool isApplicationRegistered(const char* name);
+  // The text value UninstallString of the entry of `name`. True if found.
+  virtual bool getUninstallString(const char* name, char* out, int size);
+  // The action log path in the entry of `application`: the text behind
+  // -uninstall=" up to the next double quote. False without one.
+  virtual bool getApplicationLogFile(const char* application, char* buffer, int size);
+
+  // ---- Uninstall (uninstall.cpp) ----
+  // uninstall and PrepareUninstall are declared with the work that pages
+  // start. Makes an engine that has only an action log ready to uninstall:
+  // the template copy that the log's first line names, and the values of
+  // the log's variable block (the template's defaults if that can't be
+  // read). `console` (may be null) gets the steps. Throws InstallerError.
+  void initFromActionLog(InstallerUI* ui, QUtils::PConsole* console);
+  // Deletes what the template's UninstallWildcards entries match below
+  // their Dest.
+  void uninstallWildcards(InstallerUI* ui);
+  // Removes `count` levels of `directory`, deepest first, each only if it is
+  // empty; a path that ends in a separator starts at the level it closes.
+  // Never climbs to a root. 1 if a level couldn't be removed, else 0.
+  static int removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
+                                   QUtils::Table<QUtils::CharString>* errorList);
+
   // ---- File installation (install_files.cpp) ----
   // installFiles (declared with the work that pages start) writes every file
   // entry to its expanded Dest, logs and backs up what it does, and moves
@@ -307,11 +346,7 @@ class Installer : public InstallExchangeInfo {
   virtual int uninstall(InstallerUI* ui, const char* backupPath);
   virtual int revertInstallation(InstallerUI* ui);
   virtual int PrepareUninstall(InstallerUI* ui, const char* backupPath);
-  // Entering and removing this product in the system's list of installed
-  // programs. A platform gives the bodies; the base ones (pending_work.cpp)
-  // fail.
-  virtual bool registerApplication();
-  virtual bool unregisterApplication(const char* name);
+  // registerApplication and unregisterApplication: registration.cpp.
 
   // ---- Configuration export (config_export.cpp) ----
   // The work of the "PostInstall" page: the PostInstall action section, the
@@ -339,11 +374,6 @@ class Installer : public InstallExchangeInfo {
   virtual const char* getToolkitPort() { return "win"; }
   // Copies a file whole. True if both opened and nothing failed.
   virtual bool copyFile(const char* from, const char* to);
-  // Whether an application of this name (null: this product) is entered in
-  // the system's list of installed programs.
-  virtual bool isApplicationRegistered(const char* name) { return false; }
-  // The path of a registered application's action log. False without one.
-  virtual bool getApplicationLogFile(const char* application, char* buffer, int size) { return false; }
   // Removes one registered older installation in this process, through a
   // second engine object. 0, or non-zero on failure; may throw GenericError.
   virtual int uninstallApplication(InstallerUI* ui, const char* application) { return -1; }

@@ -13,28 +13,7 @@ void reportMissing(Installer* engine, const char* operation) {
 
 }  // namespace
 
-int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
-  reportMissing(this, "uninstall");
-  setControlVariable(kCtlUninstallError, "1");
-  return -1;
-}
-
 int Installer::revertInstallation(InstallerUI* ui) {
   reportMissing(this, "revertInstallation");
   return -1;
-}
-
-int Installer::PrepareUninstall(InstallerUI* ui, const char* backupPath) {
-  reportMissing(this, "PrepareUninstall");
-  return -1;
-}
-
-bool Installer::registerApplication() {
-  reportMissing(this, "registerApplication");
-  return false;
-}
-
-bool Installer::unregisterApplication(const char* name) {
-  reportMissing(this, "unregisterApplication");
-  return false;
 }

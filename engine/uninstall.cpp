@@ -1,0 +1,420 @@
+// Uninstalling from the action log. The order matters: the backup comes back
+// first, so that a replaced file is the old file again before its FILE line
+// is read; every action line is then undone in the order it was written,
+// registry keys after their values, and directories last, deepest first,
+// because only an empty directory may go.
+//
+// Deleting is guarded: an empty path, a root or a relative path is never
+// handed to the file layer, a symbolic link is removed as a link and never
+// followed, and a directory is only ever removed when it is empty, level by
+// level, no higher than the levels the log says the installation made.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "engine/backup_file.h"
+#include "engine/installer.h"
+#include "foundation/errors.h"
+#include "foundation/files.h"
+#include "foundation/text.h"
+#include "frontends/console/installer_ui.h"
+
+namespace {
+
+// The file list is flushed on every 32nd line.
+const int kFlushEvery = 32;
+// A key path of a REGKEY line, and its place name.
+const int kKeyPathSize = 512;
+const int kPlaceSize = 64;
+// Header line 1 of the log, the template copy's path, as the uninstaller
+// reads it.
+const int kTemplatePathSize = 512;
+
+struct LoggedDirectory {
+  char path[QUtils::kMaxPath];
+  int count;
+};
+
+struct LoggedKey {
+  char place[kPlaceSize];
+  char path[kKeyPathSize];
+  uint16_t count;
+};
+
+// True for a path that deleting code may touch: not empty, not relative,
+// and not a root such as "/", "\", "C:", "C:\" or "\\server\share".
+bool isDeletablePath(const char* path) {
+  if (!path || !path[0]) return false;
+  size_t length = std::strlen(path);
+  bool drive = length >= 2 && path[1] == ':' &&
+               ((path[0] >= 'A' && path[0] <= 'Z') || (path[0] >= 'a' && path[0] <= 'z'));
+  const char* rest = drive ? path + 2 : path;
+  if (!QUtils::isSeparator(rest[0])) return false;
+#ifdef _WIN32
+  if (!drive && !QUtils::isSeparator(rest[1])) return false;  // "\name" hangs on the current drive
+#endif
+  // Something other than separators must follow the root.
+  const char* p = rest;
+  while (*p && QUtils::isSeparator(*p)) p++;
+  if (!*p) return false;
+  // "\\server\share" is a root as well: it needs a third part.
+  if (!drive && QUtils::isSeparator(rest[1])) {
+    int parts = 0;
+    bool inPart = false;
+    for (const char* q = rest; *q; q++) {
+      if (QUtils::isSeparator(*q)) {
+        inPart = false;
+      } else if (!inPart) {
+        inPart = true;
+        parts++;
+      }
+    }
+    if (parts < 3) return false;
+  }
+  // ".." could lead anywhere above the directory the log names.
+  for (const char* q = rest; *q; q++) {
+    if (q[0] == '.' && q[1] == '.' && QUtils::isSeparator(q[-1]) && (!q[2] || QUtils::isSeparator(q[2])))
+      return false;
+  }
+  return true;
+}
+
+void addErrorTo(QUtils::Table<QUtils::CharString>* errorList, const char* text) {
+  if (errorList && text) errorList->add(QUtils::CharString(text));
+}
+
+// Removes one directory if it is empty. A missing directory counts as
+// removed; a symbolic link in its place is left alone and counts as failed.
+bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI* ui,
+                        QUtils::Table<QUtils::CharString>* errorList) {
+  bool ok;
+  if (!isDeletablePath(path)) {
+    ok = false;
+  } else if (!QUtils::fileExists(path)) {
+    ok = true;
+  } else if (QUtils::isLink(path) || !QUtils::isDirectory(path)) {
+    ok = false;
+  } else {
+    ok = QUtils::removeDirectory(path) == 0 || !QUtils::fileExists(path);
+  }
+  if (console) console->printf("Dir: %s (%s)", path ? path : "", ok ? "ok" : "failed");
+  if (ui) {
+    ui->pumpEventsQuietly();
+    char message[QUtils::kMaxPath + 32];
+    std::snprintf(message, sizeof message, "%s%s", ok ? "Remove " : "FAILED to remove ", path ? path : "");
+    if (!ok) addErrorTo(errorList, message);
+    ui->addFileLine(message, false);
+  } else if (!ok) {
+    char message[QUtils::kMaxPath + 32];
+    std::snprintf(message, sizeof message, "FAILED to remove %s", path ? path : "");
+    addErrorTo(errorList, message);
+  }
+  return ok;
+}
+
+}  // namespace
+
+int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
+                                     QUtils::Table<QUtils::CharString>* errorList) {
+  if (!directory || !directory[0] || count < 1) return 0;
+  char path[QUtils::kMaxPath];
+  QUtils::copyText(path, directory, sizeof path);
+  int length = static_cast<int>(std::strlen(path));
+  int failed = 0;
+  // A path without a closing separator names its deepest level itself.
+  if (!QUtils::isSeparator(path[length - 1])) {
+    if (!removeOneDirectory(path, console, ui, errorList)) failed = 1;
+    count--;
+  }
+  // Each separator met going up closes one more level.
+  for (int i = length - 1; i >= 0 && count > 0; i--) {
+    if (!QUtils::isSeparator(path[i])) continue;
+    path[i] = 0;
+    // Runs of separators close one level only.
+    if (i > 0 && QUtils::isSeparator(path[i - 1])) continue;
+    // The start of the path: nothing above it is the installation's.
+    if (!isDeletablePath(path)) break;
+    count--;
+    if (!removeOneDirectory(path, console, ui, errorList)) failed = 1;
+  }
+  return failed;
+}
+
+int Installer::PrepareUninstall(InstallerUI* ui, const char* backupPath) {
+  if (uninstallPrepared) return 0;
+  uninstallPrepared = 1;
+  if (backupPath) {
+    QUtils::copyText(uninstallBackupFile, backupPath, sizeof uninstallBackupFile);
+  } else if (package.actionLogFile) {
+    // Header line 2 of the log names the backup file.
+    char line[kLogLineSize];
+    std::fseek(package.actionLogFile, 0, SEEK_SET);
+    uninstallBackupFile[0] = 0;
+    if (readLogLine(package.actionLogFile, line, sizeof line) &&
+        readLogLine(package.actionLogFile, line, sizeof line)) {
+      stripLogLine(line);
+      QUtils::copyText(uninstallBackupFile, line, sizeof uninstallBackupFile);
+    }
+  } else {
+    log("WARNING: PrepareUninstall called without open action log and no specified backup file!");
+  }
+  if (preUninstallDone) return 0;
+  preUninstallDone = 1;
+  // The programs of the PreUninstall tag run with the program-run stage,
+  // which this build doesn't have.
+  log("WARNING: Running the PreUninstall programs is not part of this build");
+  return 0;
+}
+
+void Installer::initFromActionLog(InstallerUI* ui, QUtils::PConsole* console) {
+  QUtils::PConsole* saved = logConsole;
+  if (console) logConsole = console;
+  struct Restore {
+    Installer* engine;
+    QUtils::PConsole* console;
+    ~Restore() { engine->logConsole = console; }
+  } restoreConsole{this, saved};
+
+  FILE* file = package.actionLogFile;
+  if (!file) throw QUtils::InstallerError("ERROR: Unable to open action file");
+
+  log("Uninstall: Reading installation file name from action log");
+  char templatePath[kTemplatePathSize];
+  std::fseek(file, 0, SEEK_SET);
+  if (!readLogLine(file, templatePath, sizeof templatePath)) {
+    log("Could not obtain installation file from action log");
+    throw QUtils::InstallerError("ERROR: Unable to obtain installation file from action log");
+  }
+  stripLogLine(templatePath);
+
+  // The document reads the file whole and parses it in one call; parsing
+  // itself never fails, it keeps what it read before a fault.
+  log("Uninstall: Reading installation file");
+  if (!templatePath[0] || document.load(templatePath) != 0)
+    throw QUtils::InstallerError("ERROR: Unable to read installation file");
+  log("Uninstall: Parsing installation file");
+  if (document.getCount() == 0) throw QUtils::InstallerError("ERROR: Error parsing installation file");
+
+  log("Uninstall: Getting product description");
+  if (readProductDesc() != 0) throw QUtils::InstallerError("ERROR: Unable to get product description");
+  log("Uninstall: Getting file sets");
+  if (readFileSets() != 0) throw QUtils::InstallerError("ERROR: Unable to get file sets");
+  readControlVariables();
+
+  log("Uninstall: Initializing values from previous log");
+  try {
+    readLogVariables(file);
+  } catch (const QUtils::GenericError& error) {
+    log("%s", error.getMessage());
+    log("Uninstall: Initializing default values");
+    if (readDefaults(ui) != 0) throw QUtils::InstallerError("ERROR: Unable to initialize default values");
+  }
+}
+
+void Installer::uninstallWildcards(InstallerUI* ui) {
+  int element = document.findNext("UninstallWildcards", -1);
+  if (element < 0) return;
+  QUtils::PList<int> children(16);
+  document.getChildren(element, &children);
+  for (int n = 0; n < children.getCount(); n++) {
+    int child = children[n];
+    const char* condition = document.getAttribute(child, "Condition");
+    if (condition && evaluateCondition(condition) == 0) continue;
+    const char* pattern = document.getValue(child);
+    if (!pattern || !pattern[0]) continue;
+    char dest[QUtils::kMaxPath];
+    dest[0] = 0;
+    const char* destText = document.getAttribute(child, "Dest");
+    if (destText) expandVariables(destText, dest, sizeof dest);
+    const char* deleteDirsText = document.getAttribute(child, "DeleteDirs");
+    bool deleteDirs = deleteDirsText && evaluateCondition(deleteDirsText) != 0;
+    // The pattern is matched through the whole tree below Dest: a Dest that
+    // isn't a real, absolute directory below a root is never searched.
+    if (!isDeletablePath(dest) || QUtils::isLink(dest)) {
+      log("WARNING: UninstallWildcards entry with an unusable Dest \"%s\" passed over", dest);
+      continue;
+    }
+    QUtils::deleteMatching(dest, pattern, deleteDirs);
+    if (ui) {
+      char message[QUtils::kMaxPath * 2];
+      std::snprintf(message, sizeof message, "Delete: %s/%s", dest, pattern);
+      ui->addFileLine(message, n % kFlushEvery == 0);
+    }
+  }
+  if (ui) ui->addFileLine(nullptr, true);
+}
+
+namespace {
+
+// What uninstall() shares with the deletion of one FILE line.
+struct UndoRun {
+  Installer* engine;
+  InstallerUI* ui;
+  QUtils::PConsole* console;  // a console without a file: its lines aren't kept
+  bool errors;
+};
+
+void deleteLoggedFile(UndoRun& run, const char* path, int line) {
+  if (run.ui) run.ui->pumpEventsQuietly();
+  const char* state;
+  const char* verb;
+  if (!isDeletablePath(path) || (QUtils::isDirectory(path) && !QUtils::isLink(path))) {
+    // Never a root, a relative name or a directory: a FILE line names a file.
+    state = "failed";
+    verb = "FAILED to delete ";
+  } else if (QUtils::deleteFile(path) == 0) {
+    state = "ok";
+    verb = "Delete ";
+  } else if (!QUtils::fileExists(path)) {
+    state = "missing";
+    verb = "Missing ";
+  } else if (run.engine->deleteRunningFile(run.ui, path, 2000)) {
+    state = "ok";
+    verb = "Delete ";
+  } else {
+    state = "failed";
+    verb = "FAILED to delete ";
+  }
+  run.console->printf("File: %s (%s)", path, state);
+  char message[QUtils::kMaxPath + 32];
+  std::snprintf(message, sizeof message, "%s%s", verb, path);
+  if (std::strcmp(state, "failed") == 0) {
+    run.engine->addError(message);
+    run.errors = true;
+  }
+  if (run.ui) run.ui->addFileLine(message, line % kFlushEvery == 0);
+}
+
+void setProgress(InstallerUI* ui, int line, int total) {
+  if (!ui || total < 1) return;
+  ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(line) / static_cast<float>(total) * 100.0f)));
+}
+
+}  // namespace
+
+int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
+  PrepareUninstall(ui, backupPath);
+  QUtils::PFileConsole nullConsole;
+  UndoRun run{this, ui, &nullConsole, false};
+
+  // Put replaced files back before their FILE lines are read: a restored
+  // OVER file is the old file again and stays.
+  bool restored = false;
+  if (uninstallBackupFile[0]) {
+    BackupFile backup;
+    if (backup.openForRestore(uninstallBackupFile) == 0) restored = backup.restore(&nullConsole, ui) == 0;
+    backup.close();
+  }
+  if (!restored) log("Uninstall: no backup restored from \"%s\"", uninstallBackupFile);
+  if (ui) ui->setDestinationText("Uninstalling");
+
+  FILE* file = package.actionLogFile;
+  if (!file) {
+    log("ERROR: Uninstall without an open action log");
+    run.errors = true;
+  }
+
+  // First pass: count the action lines and repair modified files.
+  long start = 0;
+  int total = 0;
+  char line[kLogLineSize];
+  if (file) {
+    seekActionLines(file);
+    start = std::ftell(file);
+    while (readLogLine(file, line, sizeof line)) {
+      stripLogLine(line);
+      if (hasLogTag(line, kLogModifyFile))
+        log("WARNING: Undoing a modified file is not part of this build: %s", nextLogField(line));
+      total++;
+      if (ui && total % kFlushEvery == 0) ui->addFileLine(nullptr, true);
+    }
+  }
+
+  if (ui) {
+    ui->addFileLine(nullptr, true);
+    ui->beginProgress();
+  }
+
+  // Second pass: everything else, in the order it was done.
+  QUtils::Table<LoggedDirectory> directories;
+  QUtils::Table<LoggedKey> keys;
+  int i = 0;
+  if (file && std::fseek(file, start, SEEK_SET) == 0) {
+    for (; readLogLine(file, line, sizeof line); i++) {
+      stripLogLine(line);
+      if (hasLogTag(line, kLogDir)) {
+        const char* countField = nextLogField(line);
+        const char* pathField = nextLogField(countField);
+        LoggedDirectory entry;
+        entry.count = std::atoi(countField);
+        QUtils::copyText(entry.path, pathField, sizeof entry.path);
+        directories.add(entry);
+        total++;
+      } else if (hasLogTag(line, kLogFile)) {
+        const char* mode = nextLogField(line);
+        const char* path = nextLogField(mode);
+        size_t modeLength = static_cast<size_t>(path - mode);
+        while (modeLength > 0 && mode[modeLength - 1] == kLogTab) modeLength--;
+        bool create = modeLength == std::strlen(kLogCreate) && std::strncmp(mode, kLogCreate, modeLength) == 0;
+        bool over = modeLength == std::strlen(kLogOver) && std::strncmp(mode, kLogOver, modeLength) == 0;
+        if (!*path)
+          log("WARNING: FILE line without a path passed over");
+        else if (create || (over && !restored))
+          deleteLoggedFile(run, path, i);
+      } else if (hasLogTag(line, kLogEnv) || hasLogTag(line, kLogIni) || hasLogTag(line, kLogShortcut) ||
+                 hasLogTag(line, kLogFirewall)) {
+        log("WARNING: Undoing this action is not part of this build: %s", line);
+      } else if (hasLogTag(line, kLogRegKey) || hasLogTag(line, kLogRegVal)) {
+        bool isKey = hasLogTag(line, kLogRegKey);
+        const char* rest = line + std::strlen(isKey ? kLogRegKey : kLogRegVal);
+        if (*rest == kLogTab) rest++;
+        QUtils::Table<QUtils::CharString> fields;
+        int count = QUtils::splitText(rest, kLogTab, fields);
+        if (count != 3) {
+          log("WARNING: (Dev) Wrong number of tokens in the install.log for %s", isKey ? kLogRegKey : kLogRegVal);
+        } else if (isKey) {
+          LoggedKey key;
+          key.count = static_cast<uint16_t>(std::atoi(fields[0].getText()));
+          QUtils::copyText(key.place, fields[1].getText(), sizeof key.place);
+          QUtils::copyText(key.path, fields[2].getText(), sizeof key.path);
+          keys.add(key);
+        } else if (deleteRegistryValue(fields[0].getText(), fields[1].getText(), fields[2].getText()) != 0) {
+          log("WARNING: Could not delete registry value %s\\%s\\%s", fields[0].getText(), fields[1].getText(),
+              fields[2].getText());
+        }
+      }
+      setProgress(ui, i, total);
+    }
+  }
+  if (ui) ui->addFileLine(nullptr, true);
+
+  // Keys made later go before the keys they were made in.
+  for (int k = keys.getCount() - 1; k >= 0; k--) {
+    const LoggedKey& key = keys[k];
+    if (deleteRegistryKeys(key.place, key.path, key.count) < 0)
+      log("WARNING: Could not delete registry key %s\\%s", key.place, key.path);
+  }
+
+  uninstallWildcards(ui);
+
+  // Directories last, the deepest of each line first.
+  for (int d = directories.getCount() - 1; d >= 0; d--, i++) {
+    if (removeDirectoryLevels(directories[d].path, directories[d].count, &nullConsole, ui, errorList) != 0)
+      run.errors = true;
+    setProgress(ui, i, total);
+    if (ui && (directories.getCount() - d) % kFlushEvery == 0) ui->addFileLine(nullptr, true);
+  }
+
+  if (ui) {
+    ui->setOverallProgress(100);
+    ui->endProgress();
+    ui->setDestinationText(run.errors ? "There were errors during the uninstall."
+                                      : "The uninstall was successful.");
+  }
+  if (run.errors) {
+    setControlVariable(kCtlUninstallError, "1");
+    return -1;
+  }
+  return 0;
+}

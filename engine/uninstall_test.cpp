@@ -1,0 +1,246 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "engine/test_support.h"
+#include "foundation/errors.h"
+#include "foundation/files.h"
+#include "package/md5.h"
+#include "package/test_writer.h"
+
+#ifdef _WIN32
+#include <direct.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+// A full path in the fresh directory the test binary runs in.
+std::string here(const std::string& name) {
+  char directory[QUtils::kMaxPath];
+#ifdef _WIN32
+  EXPECT_NE(nullptr, _getcwd(directory, sizeof directory));
+#else
+  EXPECT_NE(nullptr, getcwd(directory, sizeof directory));
+#endif
+  std::string path = std::string(directory) + "/" + name;
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+  FILE* f = QUtils::openFile(path.c_str(), "wb");
+  ASSERT_NE(nullptr, f);
+  std::fwrite(text.data(), 1, text.size(), f);
+  std::fclose(f);
+}
+
+std::string readFile(const std::string& path) {
+  FILE* f = QUtils::openFile(path.c_str(), "rb");
+  if (!f) return "<missing>";
+  std::string text;
+  char block[4096];
+  size_t n;
+  while ((n = std::fread(block, 1, sizeof block, f)) > 0) text.append(block, n);
+  std::fclose(f);
+  return text;
+}
+
+bool exists(const std::string& path) { return QUtils::fileExists(path.c_str()); }
+
+bool hasLine(const std::vector<std::string>& lines, const std::string& line) {
+  for (std::string entry : lines) {
+    std::replace(entry.begin(), entry.end(), '\\', '/');
+    if (entry == line) return true;
+  }
+  return false;
+}
+
+testwriter::File packed(const std::string& key, const std::string& data) {
+  unsigned char digest[kMD5DigestSize];
+  MD5::digest(data.data(), data.size(), digest);
+  return testwriter::File{key, key, data, 0, std::string(reinterpret_cast<char*>(digest), kMD5DigestSize)};
+}
+
+const char kTemplate[] =
+    "<HalvoWorksInstallation>"
+    " <ProductDesc><Fullname>Demo</Fullname></ProductDesc>"
+    " <Installation>"
+    "  <InstallerControlVariables><UninstallError>UNINSTALL_ERROR</UninstallError></InstallerControlVariables>"
+    "  <Uninstall><InstallLogFile>[ROOT]/uninstall/install.log</InstallLogFile>"
+    "   <InstallBackupFile>[ROOT]/uninstall/backup.bin</InstallBackupFile>"
+    "   <UninstallXmlFile>[ROOT]/uninstall/install.xml</UninstallXmlFile></Uninstall>"
+    " </Installation>"
+    " <FileSet Name=\"Main\">"
+    "  <FN Dest=\"[ROOT]/uninstall\">install.xml</FN>"
+    "  <FN Dest=\"[ROOT]/uninstall\">install.log</FN>"
+    "  <FN Dest=\"[ROOT]/uninstall\">backup.bin</FN>"
+    "  <FN Dest=\"[ROOT]/bin/deep\">app.txt</FN>"
+    "  <FN Dest=\"[ROOT]/etc\" BackupExisting=\"1\">conf.txt</FN>"
+    " </FileSet>"
+    " <UninstallWildcards><Wildcard Dest=\"[ROOT]/bin\">*.cache</Wildcard></UninstallWildcards>"
+    "</HalvoWorksInstallation>";
+
+class FilesInstaller : public TestInstaller {
+ public:
+  int getTempFileName(char* buffer, int size) override {
+    QUtils::copyText(buffer, here("tmp" + std::to_string(tempCount++)).c_str(), size);
+    return 0;
+  }
+  int tempCount = 0;
+};
+
+class UninstallTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root = here("root");
+    std::vector<testwriter::File> files = {packed("install.xml", kTemplate), packed("install.log", "placeholder"),
+                                           packed("backup.bin", "placeholder"), packed("app.txt", "application"),
+                                           packed("conf.txt", "new settings")};
+    writeFile(here("package.bin"), testwriter::packageHeader(files) + testwriter::records(files, true));
+  }
+  void TearDown() override {
+    std::remove(here("package.bin").c_str());
+    std::remove(here("uninst.log").c_str());
+    // Only the tree this test made below its own working directory.
+    if (QUtils::isDirectory(root.c_str())) QUtils::deleteTree(root.c_str());
+  }
+
+  void install() {
+    FilesInstaller engine;
+    ASSERT_EQ(0, engine.openPackage(here("package.bin").c_str(), 0, 2));
+    engine.loadTemplate(kTemplate);
+    engine.setVariable("ROOT", root.c_str());
+    engine.readControlVariables();
+    ASSERT_EQ(0, engine.readFileSets());
+    RecordingUI ui;
+    ASSERT_EQ(0, engine.installFiles(&ui));
+    // The uninstaller reads a copy, as the log itself is deleted.
+    writeFile(here("uninst.log"), readFile(root + "/uninstall/install.log") + extraLines);
+  }
+
+  // Opens the copied log as an uninstallation and runs it.
+  int uninstall(TestInstaller& engine, RecordingUI& ui) {
+    EXPECT_EQ(0, engine.openPackage(here("uninst.log").c_str(), 0, 1));
+    engine.initFromActionLog(&ui, &debugLog);
+    engine.logConsole = &debugLog;
+    int result = engine.uninstall(&ui, nullptr);
+    engine.logConsole = nullptr;
+    return result;
+  }
+
+  std::string root;
+  std::string extraLines;
+  LinesConsole debugLog;
+};
+
+TEST_F(UninstallTest, RemovesFilesAndDirectoriesRestoresBackupAndKeepsUserFiles) {
+  ASSERT_EQ(0, QUtils::createPath((root + "/etc/").c_str(), nullptr));
+  writeFile(root + "/etc/conf.txt", "old settings");
+  extraLines =
+      "REGKEY\t2\tHKEY_CURRENT_USER\tSoftware\\Demo\\Sub\r\n"
+      "REGVAL\tHKEY_CURRENT_USER\tSoftware\\Demo\\Sub\tVersion\r\n"
+      "REGVAL\tHKEY_CURRENT_USER\tSoftware\\Keep\tbroken\textra\r\n"
+      "FILE\tODD\t" + root + "/bin/user.txt\r\n";
+  install();
+  writeFile(root + "/bin/user.txt", "mine");
+  writeFile(root + "/bin/old.cache", "cache");
+  TestInstaller engine;
+  int created = 0;
+  ASSERT_EQ(0, engine.registry.createKey("HKEY_CURRENT_USER", "Software", &created));
+  ASSERT_EQ(0, engine.registry.createKey("HKEY_CURRENT_USER", "Software\\Demo", &created));
+  ASSERT_EQ(0, engine.registry.createKey("HKEY_CURRENT_USER", "Software\\Demo\\Sub", &created));
+  ASSERT_EQ(0, engine.registry.writeValue("HKEY_CURRENT_USER", "Software\\Demo\\Sub", "Version", 1,
+                                          reinterpret_cast<const unsigned char*>("1"), 2));
+
+  RecordingUI ui;
+  EXPECT_EQ(-1, uninstall(engine, ui));
+
+  // Values and template came from the log and its template copy.
+  EXPECT_EQ(root, engine.value("ROOT"));
+  // The replaced file is the old one again; the rest of the installation is
+  // gone, including the log, the backup and the template copy.
+  EXPECT_EQ("old settings", readFile(root + "/etc/conf.txt"));
+  EXPECT_FALSE(exists(root + "/bin/deep"));
+  EXPECT_FALSE(exists(root + "/uninstall"));
+  EXPECT_FALSE(exists(root + "/bin/old.cache"));
+  // The user's file (logged with a mode that means nothing to the
+  // uninstaller) keeps its directory, which makes the run a failure.
+  EXPECT_EQ("mine", readFile(root + "/bin/user.txt"));
+  EXPECT_TRUE(hasLine(ui.lines, "FAILED to remove " + root + "/bin"));
+  EXPECT_TRUE(hasLine(ui.lines, "Delete " + root + "/bin/deep/app.txt"));
+  EXPECT_TRUE(hasLine(ui.lines, "Delete: " + root + "/bin/*.cache"));
+  EXPECT_EQ(1, engine.errorList->getCount());
+  EXPECT_EQ("1", engine.value("UNINSTALL_ERROR"));
+  EXPECT_EQ(100, ui.progress);
+  // Registry: values first, then the logged levels of keys, deepest first.
+  EXPECT_FALSE(engine.registry.hasKey("HKEY_CURRENT_USER", "Software\\Demo"));
+  EXPECT_TRUE(engine.registry.hasKey("HKEY_CURRENT_USER", "Software"));
+  EXPECT_TRUE(debugLog.has("WARNING: (Dev) Wrong number of tokens in the install.log for REGVAL"));
+}
+
+TEST_F(UninstallTest, WithoutItsBackupEveryInstalledFileGoesAndAMissingFileIsNoError) {
+  install();
+  // Without a backup to restore, an OVER file is deleted like any other.
+  std::remove((root + "/uninstall/backup.bin").c_str());
+  TestInstaller engine;
+  RecordingUI ui;
+  EXPECT_EQ(0, uninstall(engine, ui));
+  EXPECT_TRUE(hasLine(ui.lines, "Missing " + root + "/uninstall/backup.bin"));
+  EXPECT_TRUE(hasLine(ui.lines, "Delete " + root + "/etc/conf.txt"));
+  EXPECT_FALSE(exists(root));
+  EXPECT_EQ(0, engine.errorList->getCount());
+  EXPECT_EQ(100, ui.progress);
+}
+
+TEST_F(UninstallTest, ARestoredBackupKeepsAnOverFileThatWasNewAndItsDirectory) {
+  // The backup holds nothing (there was no old conf.txt), and restoring it
+  // succeeds: an OVER file is then taken for the old file and stays.
+  install();
+  TestInstaller engine;
+  RecordingUI ui;
+  EXPECT_EQ(-1, uninstall(engine, ui));
+  EXPECT_EQ("new settings", readFile(root + "/etc/conf.txt"));
+  EXPECT_FALSE(exists(root + "/bin"));
+  EXPECT_TRUE(hasLine(ui.lines, "FAILED to remove " + root + "/etc"));
+}
+
+TEST_F(UninstallTest, InitFromActionLogFailsWithoutItsTemplateCopy) {
+  install();
+  std::remove((root + "/uninstall/install.xml").c_str());
+  TestInstaller engine;
+  ASSERT_EQ(0, engine.openPackage(here("uninst.log").c_str(), 0, 1));
+  RecordingUI ui;
+  EXPECT_THROW(engine.initFromActionLog(&ui, nullptr), QUtils::InstallerError);
+  TestInstaller noLog;
+  EXPECT_THROW(noLog.initFromActionLog(&ui, nullptr), QUtils::InstallerError);
+}
+
+TEST_F(UninstallTest, DirectoryLevelsGoDeepestFirstAndNeverPastTheGivenLevels) {
+  ASSERT_EQ(0, QUtils::createPath((root + "/a/b/c/").c_str(), nullptr));
+  writeFile(root + "/keep.txt", "x");
+  // Two levels of three; a second removal of the same directory finds
+  // nothing and succeeds.
+  EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/c/").c_str(), 2, nullptr, nullptr, nullptr));
+  EXPECT_FALSE(exists(root + "/a/b"));
+  EXPECT_TRUE(exists(root + "/a"));
+  EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/c/").c_str(), 2, nullptr, nullptr, nullptr));
+  // A level that isn't empty stays and is a failure, reported to the list.
+  QUtils::Table<QUtils::CharString> errors;
+  EXPECT_EQ(1, Installer::removeDirectoryLevels((root + "/a/").c_str(), 2, nullptr, nullptr, &errors));
+  EXPECT_FALSE(exists(root + "/a"));
+  EXPECT_TRUE(exists(root + "/keep.txt"));
+  EXPECT_EQ(1, errors.getCount());
+  // Roots and relative names are never touched.
+  EXPECT_EQ(0, Installer::removeDirectoryLevels("/", 3, nullptr, nullptr, nullptr));
+  EXPECT_EQ(0, Installer::removeDirectoryLevels("", 3, nullptr, nullptr, nullptr));
+  ASSERT_TRUE(QUtils::makeDirectory((root + "/rel").c_str()));
+  EXPECT_EQ(0, Installer::removeDirectoryLevels("root/rel/", 1, nullptr, nullptr, nullptr));
+  EXPECT_TRUE(exists(root + "/rel"));
+}
+
+}  // namespace
