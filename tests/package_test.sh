@@ -23,15 +23,28 @@ check "checksum verified" grep -q "Checksum successfuly verified" "$log"
 check "offset logged" grep -q "Initializing with file=\"$installer\", offset=$(stat -c %s "$setup")" "$log"
 check "package unpacked" grep -q "Finished file headers initialization." "$log"
 
-# An unattended run walks the wizard to its last page on the console.
-out=$("$installer" -auto -debug=1 </dev/null); code=$?
+# An unattended run walks the wizard to its last page on the console and
+# installs the product beside the installer (its own folder, so that no
+# earlier run has made anything there).
+mkdir -p "$sandbox/fresh"
+cp -p "$installer" "$sandbox/fresh/tiny-setup"
+out=$("$sandbox/fresh/tiny-setup" -auto -debug=1 </dev/null); code=$?
+product="$sandbox/fresh/Tiny"
 check "unattended run exits 0, got $code" test "$code" -eq 0
 check "unattended run succeeds" grep -q "Automatic installation was successful!" <<<"$out"
 check "wizard reached the last page" grep -q 'Setting dialog "Finish"' "$log"
-check "files installed beside the installer" cmp -s "$data/readme.txt" "$sandbox/Tiny/readme.txt"
-check "executable entry is executable" test -x "$sandbox/Tiny/bin/tool.sh"
-check "action log in place" grep -q "^FILE" "$sandbox/Tiny/uninstall/install.log"
-check "template copy in place" cmp -s "$data/install.xml" "$sandbox/Tiny/uninstall/install.xml"
+check "files installed beside the installer" cmp -s "$data/readme.txt" "$product/readme.txt"
+check "executable entry is executable" test -x "$product/bin/tool.sh"
+check "action log in place" grep -q "^FILE" "$product/uninstall/install.log"
+check "template copy in place" cmp -s "$data/install.xml" "$product/uninstall/install.xml"
+
+# The registered command removes it again: the first stage starts a copy of
+# the program from the temporary directory, which undoes the log.
+"$sandbox/fresh/tiny-setup" -uninstall="$product/uninstall/install.log" -uninstallApp="Tiny Product" -gui=0 \
+  </dev/null >/dev/null
+check "first stage exits 0" test $? -eq 0
+for _ in $(seq 100); do [ -e "$product" ] || break; sleep 0.1; done
+check "uninstallation removed every file and directory" test ! -e "$product"
 
 # One flipped byte behind offset 5000 fails the checksum.
 damaged="$sandbox/damaged-setup"

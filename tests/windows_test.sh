@@ -21,7 +21,13 @@ logs() { find "$WINEPREFIX/drive_c/users" -name installer_debug.log 2>/dev/null 
 rm -f "$(logs)"
 runwine "$installer" -auto -debug=1 </dev/null >"$sandbox/out.txt" 2>/dev/null; code=$?
 out=$(tr -d '\r' <"$sandbox/out.txt")
-log=$(logs)
+# Wine can hand back control a moment before the program's last writes are
+# visible: wait for the log's last line.
+for _ in $(seq 100); do
+  log=$(logs)
+  [ -n "$log" ] && grep -q "Installation finished" "$log" && break
+  sleep 0.1
+done
 check "installer exits 0 under Wine, got $code" test "$code" -eq 0
 check "debug log written" test -n "$log"
 check "checksum verified" grep -q "Checksum successfuly verified" "$log"
