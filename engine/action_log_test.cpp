@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
@@ -15,35 +16,6 @@
 #endif
 
 namespace {
-
-// A full path in the fresh directory the test binary runs in.
-std::string here(const std::string& name) {
-  char directory[QUtils::kMaxPath];
-#ifdef _WIN32
-  EXPECT_NE(nullptr, _getcwd(directory, sizeof directory));
-#else
-  EXPECT_NE(nullptr, getcwd(directory, sizeof directory));
-#endif
-  return std::string(directory) + "/" + name;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-  FILE* f = QUtils::openFile(path.c_str(), "wb");
-  ASSERT_NE(nullptr, f);
-  std::fwrite(text.data(), 1, text.size(), f);
-  std::fclose(f);
-}
-
-std::string readFile(const std::string& path) {
-  FILE* f = QUtils::openFile(path.c_str(), "rb");
-  if (!f) return "<missing>";
-  std::string text;
-  char block[4096];
-  size_t n;
-  while ((n = std::fread(block, 1, sizeof block, f)) > 0) text.append(block, n);
-  std::fclose(f);
-  return text;
-}
 
 // An engine with temporary names beside the test's files, and a template
 // that puts the log there and keeps SECRET out of it.

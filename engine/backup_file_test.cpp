@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/files.h"
 
@@ -19,24 +20,6 @@
 namespace {
 
 const char kMagic[] = "Halvo Software installer backup file.\n";
-
-void writeFile(const std::string& path, const std::string& data) {
-  FILE* file = QUtils::openFile(path.c_str(), "wb");
-  ASSERT_NE(nullptr, file) << path;
-  if (!data.empty()) std::fwrite(data.data(), 1, data.size(), file);
-  std::fclose(file);
-}
-
-std::string readFile(const std::string& path) {
-  FILE* file = QUtils::openFile(path.c_str(), "rb");
-  if (!file) return "<missing>";
-  std::string data;
-  char block[8192];
-  size_t n;
-  while ((n = std::fread(block, 1, sizeof block, file)) > 0) data.append(block, n);
-  std::fclose(file);
-  return data;
-}
 
 // The check sum written out plainly: the length, each whole little-endian
 // word, then each byte of the tail into the low byte.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/backup_file.h"
+#include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/files.h"
 
@@ -16,24 +17,6 @@
 #endif
 
 namespace {
-
-void writeFile(const std::string& path, const std::string& data) {
-  FILE* file = QUtils::openFile(path.c_str(), "wb");
-  ASSERT_NE(nullptr, file) << path;
-  if (!data.empty()) std::fwrite(data.data(), 1, data.size(), file);
-  std::fclose(file);
-}
-
-std::string readFile(const std::string& path) {
-  FILE* file = QUtils::openFile(path.c_str(), "rb");
-  if (!file) return "<missing>";
-  std::string data;
-  char block[4096];
-  size_t n;
-  while ((n = std::fread(block, 1, sizeof block, file)) > 0) data.append(block, n);
-  std::fclose(file);
-  return data;
-}
 
 // The text with the line ends of a text-mode write made plain.
 std::string withoutCR(const std::string& text) {

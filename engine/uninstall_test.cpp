@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
@@ -18,37 +19,6 @@
 #endif
 
 namespace {
-
-// A full path in the fresh directory the test binary runs in.
-std::string here(const std::string& name) {
-  char directory[QUtils::kMaxPath];
-#ifdef _WIN32
-  EXPECT_NE(nullptr, _getcwd(directory, sizeof directory));
-#else
-  EXPECT_NE(nullptr, getcwd(directory, sizeof directory));
-#endif
-  std::string path = std::string(directory) + "/" + name;
-  std::replace(path.begin(), path.end(), '\\', '/');
-  return path;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-  FILE* f = QUtils::openFile(path.c_str(), "wb");
-  ASSERT_NE(nullptr, f);
-  std::fwrite(text.data(), 1, text.size(), f);
-  std::fclose(f);
-}
-
-std::string readFile(const std::string& path) {
-  FILE* f = QUtils::openFile(path.c_str(), "rb");
-  if (!f) return "<missing>";
-  std::string text;
-  char block[4096];
-  size_t n;
-  while ((n = std::fread(block, 1, sizeof block, f)) > 0) text.append(block, n);
-  std::fclose(f);
-  return text;
-}
 
 bool exists(const std::string& path) { return QUtils::fileExists(path.c_str()); }
 
