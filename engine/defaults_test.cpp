@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
@@ -63,17 +64,8 @@ class Engine : public TestInstaller {
 
 // Writes a file in the fresh directory the binary runs in; gives its path.
 std::string scratchFile(const char* name, const std::string& text) {
-  char here[QUtils::kMaxPath];
-#ifdef _WIN32
-  EXPECT_NE(nullptr, _getcwd(here, sizeof here));
-#else
-  EXPECT_NE(nullptr, getcwd(here, sizeof here));
-#endif
-  std::string path = std::string(here) + "/" + name;
-  FILE* f = QUtils::openFile(path.c_str(), "wb");
-  EXPECT_NE(nullptr, f);
-  if (f) std::fwrite(text.data(), 1, text.size(), f);
-  if (f) std::fclose(f);
+  std::string path = here(name);
+  writeFile(path, text);
   return path;
 }
 

@@ -35,14 +35,6 @@ bool contains(const std::vector<std::string>& list, const std::string& item) {
   return false;
 }
 
-// A package file with its true digest, so that an identical file on disk is
-// recognised.
-testwriter::File packed(const std::string& key, const std::string& data) {
-  unsigned char digest[kMD5DigestSize];
-  MD5::digest(data.data(), data.size(), digest);
-  return testwriter::File{key, key, data, 0, std::string(reinterpret_cast<char*>(digest), kMD5DigestSize)};
-}
-
 // The template: a main set with every kind of entry, and a set that its
 // condition turns off. MISSING switches on an entry whose file isn't packed.
 const char kTemplate[] =

@@ -12,6 +12,8 @@
 
 #include "foundation/files.h"
 #include "foundation/text.h"
+#include "package/md5.h"
+#include "package/test_writer.h"
 
 #ifdef _WIN32
 #include <direct.h>
@@ -49,6 +51,14 @@ inline std::string readFile(const std::string& path) {
   while ((n = std::fread(block, 1, sizeof block, file)) > 0) data.append(block, n);
   std::fclose(file);
   return data;
+}
+
+// A package file under `key` with its true digest, so that an identical file
+// on disk is recognised.
+inline testwriter::File packed(const std::string& key, const std::string& data) {
+  unsigned char digest[kMD5DigestSize];
+  MD5::digest(data.data(), data.size(), digest);
+  return testwriter::File{key, key, data, 0, std::string(reinterpret_cast<char*>(digest), kMD5DigestSize)};
 }
 
 #endif  // QLUX_ENGINE_TEST_FILES_H_

@@ -30,12 +30,6 @@ bool hasLine(const std::vector<std::string>& lines, const std::string& line) {
   return false;
 }
 
-testwriter::File packed(const std::string& key, const std::string& data) {
-  unsigned char digest[kMD5DigestSize];
-  MD5::digest(data.data(), data.size(), digest);
-  return testwriter::File{key, key, data, 0, std::string(reinterpret_cast<char*>(digest), kMD5DigestSize)};
-}
-
 const char kTemplate[] =
     "<HalvoWorksInstallation>"
     " <ProductDesc><Fullname>Demo</Fullname></ProductDesc>"
