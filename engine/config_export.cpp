@@ -21,10 +21,7 @@ int Installer::runPostInstall(InstallerUI* ui) {
   if (postInstallDone) return 0;
   postInstallDone = 1;
 
-  // The programs of the PostInstall section come with the program runs;
-  // until then the step goes on without them.
-  if (document.findNext("PostInstall", -1) >= 0)
-    log("WARNING: The actions of <PostInstall> are not run: program runs are not available in this build");
+  runTagActions(ui, "PostInstall");
 
   // The action log keeps the values as they are now, after the last page.
   try {

@@ -543,8 +543,7 @@ void Installer::fireTriggers(int event, int dialog, int subDialog) {
         break;
       }
       case kTriggerRunActions:
-        // The action runner takes over here; until then the section is only named.
-        log("Running action section %s", trigger.value);
+        runTagActions(nullptr, trigger.value);
         break;
       case kTriggerVarReset:
         if (resetVariable(trigger.variable, 1) != 0) {

@@ -249,12 +249,24 @@ void FileStage::installEntry(int index, int count) {
   report(replacing ? kOverwrite : kCreate, failed, target, index);
 }
 
-// The stages that follow the files. None of them is part of this build, so
-// each only says so in the log.
-void runLaterStages(Installer* engine) {
-  static const char* const kStages[] = {"Environment actions",  "INI actions",      "Modify-file actions",
-                                        "Shortcut actions",     "Firewall actions", "AdditionalInstall programs"};
-  for (const char* stage : kStages) engine->log("WARNING: %s are not part of this build; skipped", stage);
+// The stages that follow the files, each in turn whatever the ones before
+// gave. True if one of them failed.
+bool runLaterStages(Installer* engine, InstallerUI* ui) {
+  QUtils::PConsole* log = &engine->actionLogWriter;
+  bool failed = false;
+  if (ui) ui->setDestinationText("Updating environment variables");
+  failed |= engine->applyEnvironmentActions(log, ui) != 0;
+  if (ui) ui->setDestinationText("Updating .ini files");
+  failed |= engine->applyIniActions(log, ui) != 0;
+  if (ui) ui->setDestinationText("Modifying files");
+  failed |= engine->applyModifyFileActions(log, ui) != 0;
+  if (ui) ui->setDestinationText("Creating shortcuts");
+  failed |= engine->applyShortcutActions(log, ui) != 0;
+  if (ui) ui->setDestinationText("Updating Firewall");
+  failed |= engine->applyFirewallActions(log, ui) != 0;
+  if (ui) ui->setDestinationText("Running additional installations");
+  failed |= engine->runTagActions(ui, "AdditionalInstall") != 0;
+  return failed;
 }
 
 }  // namespace
@@ -277,7 +289,7 @@ int Installer::installFiles(InstallerUI* ui) {
   int count = fileNames.getCount();
   for (int i = 0; i < count; i++) stage.installEntry(i, count);
   int errors = stage.errors;
-  runLaterStages(this);
+  if (runLaterStages(this, ui)) errors++;
 
   if (ui) {
     ui->setOverallProgress(100);

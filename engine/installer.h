@@ -323,6 +323,36 @@ class Installer : public InstallExchangeInfo {
   // block, or at the start when no intact block is found. True if found.
   static bool seekActionLines(FILE* file);
 
+  // ---- Environment, INI and modify-file actions (environment_actions.cpp) ----
+  // Stages of installFiles: each runs the template's actions of its family
+  // and writes one line per change to `console`, the action log (null: the
+  // changes are made but not logged). 0, or 1 if an action failed.
+  int applyEnvironmentActions(QUtils::PConsole* console, InstallerUI* ui);
+  int applyIniActions(QUtils::PConsole* console, InstallerUI* ui);
+  int applyModifyFileActions(QUtils::PConsole* console, InstallerUI* ui);
+  // The reverses of the uninstaller, each given a log line without its tag.
+  // A failure is reported to errorList and `ui` by the reverse itself.
+  // True if the change was undone.
+  virtual bool undoEnvironment(const char* line, InstallerUI* ui);
+  virtual bool undoIniChange(const char* line, InstallerUI* ui);
+  virtual bool undoModifyFile(const char* line, InstallerUI* ui);
+  // Tells running programs that the machine-wide environment changed.
+  virtual bool notifyEnvironmentChange() { return true; }
+
+  // ---- Shortcuts, registry actions and firewall (shortcut_actions.cpp) ----
+  // Stages of installFiles, as above. Shortcuts: 0 or 1; firewall: 0 or -1.
+  int applyShortcutActions(QUtils::PConsole* console, InstallerUI* ui);
+  int applyFirewallActions(QUtils::PConsole* console, InstallerUI* ui);
+  // Reverses of SHORTCUT and FIREWALL lines, as the reverses above.
+  virtual bool undoShortcut(const char* line, InstallerUI* ui);
+  bool undoFirewall(const char* line, InstallerUI* ui);
+
+  // ---- Program runs (program_runs.cpp) ----
+  // Runs every child of every element named `tag`: programs, documents,
+  // file copies, registry actions. `ui` may be null (triggers). -1 for a
+  // null tag, else 0: a failed action is logged, never passed on.
+  int runTagActions(InstallerUI* ui, const char* tag);
+
   // ---- Dialog flow (dialog_flow.cpp) ----
   // The walk over the wizard's pages, `count` pages forward or back. Work
   // happens as a side effect of entering pages with certain names.

@@ -161,9 +161,7 @@ int Installer::PrepareUninstall(InstallerUI* ui, const char* backupPath) {
   }
   if (preUninstallDone) return 0;
   preUninstallDone = 1;
-  // The programs of the PreUninstall tag run with the program-run stage,
-  // which this build doesn't have.
-  log("WARNING: Running the PreUninstall programs is not part of this build");
+  runTagActions(ui, "PreUninstall");
   return 0;
 }
 
@@ -301,6 +299,7 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   // Put replaced files back before their FILE lines are read: a restored
   // OVER file is the old file again and stays.
   bool restored = false;
+  bool environmentChanged = false;
   if (uninstallBackupFile[0]) {
     BackupFile backup;
     if (backup.openForRestore(uninstallBackupFile) == 0) restored = backup.restore(&nullConsole, ui) == 0;
@@ -324,8 +323,7 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
     start = std::ftell(file);
     while (readLogLine(file, line, sizeof line)) {
       stripLogLine(line);
-      if (hasLogTag(line, kLogModifyFile))
-        log("WARNING: Undoing a modified file is not part of this build: %s", nextLogField(line));
+      if (hasLogTag(line, kLogModifyFile) && !undoModifyFile(nextLogField(line), ui)) run.errors = true;
       total++;
       if (ui && total % kFlushEvery == 0) ui->addFileLine(nullptr, true);
     }
@@ -362,9 +360,15 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
           log("WARNING: FILE line without a path passed over");
         else if (create || (over && !restored))
           deleteLoggedFile(run, path, i);
-      } else if (hasLogTag(line, kLogEnv) || hasLogTag(line, kLogIni) || hasLogTag(line, kLogShortcut) ||
-                 hasLogTag(line, kLogFirewall)) {
-        log("WARNING: Undoing this action is not part of this build: %s", line);
+      } else if (hasLogTag(line, kLogEnv)) {
+        undoEnvironment(nextLogField(line), ui);
+        environmentChanged = true;
+      } else if (hasLogTag(line, kLogIni)) {
+        undoIniChange(nextLogField(line), ui);
+      } else if (hasLogTag(line, kLogShortcut)) {
+        undoShortcut(nextLogField(line), ui);
+      } else if (hasLogTag(line, kLogFirewall)) {
+        undoFirewall(nextLogField(line), ui);
       } else if (hasLogTag(line, kLogRegKey) || hasLogTag(line, kLogRegVal)) {
         bool isKey = hasLogTag(line, kLogRegKey);
         const char* rest = line + std::strlen(isKey ? kLogRegKey : kLogRegVal);
@@ -409,6 +413,12 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   if (ui) {
     ui->setOverallProgress(100);
     ui->endProgress();
+  }
+  if (environmentChanged) {
+    if (ui) ui->setDestinationText("Updating environment");
+    notifyEnvironmentChange();
+  }
+  if (ui) {
     ui->setDestinationText(run.errors ? "There were errors during the uninstall."
                                       : "The uninstall was successful.");
   }
