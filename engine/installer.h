@@ -346,6 +346,8 @@ class Installer : public InstallExchangeInfo {
   // Reverses of SHORTCUT and FIREWALL lines, as the reverses above.
   virtual bool undoShortcut(const char* line, InstallerUI* ui);
   bool undoFirewall(const char* line, InstallerUI* ui);
+  // Runs the children of the Registry element `element` of the document.
+  void runRegistryAction(InstallerUI* ui, int element);
 
   // ---- Program runs (program_runs.cpp) ----
   // Runs every child of every element named `tag`: programs, documents,

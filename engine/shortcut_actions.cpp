@@ -22,3 +22,7 @@ bool Installer::undoFirewall(const char* line, InstallerUI* ui) {
   log("WARNING: Undoing this action is not part of this build: FIREWALL %s", line);
   return false;
 }
+
+void Installer::runRegistryAction(InstallerUI* ui, int element) {
+  log("WARNING: Registry actions are not part of this build; skipped");
+}

@@ -24,6 +24,15 @@ class LinuxInstaller : public Installer {
   // An Executable entry gets mode 0755.
   void onFileWritten(const char* path, const FILENAMES& entry) override;
 
+  // ---- Machine-wide environment (linux_environment.cpp) ----
+
+  // ---- Shortcuts and firewall (linux_shortcuts.cpp) ----
+
+  // ---- Program runs (linux_programs.cpp) ----
+
+  // ---- Running programs and the uninstaller hand-over (linux_processes.cpp) ----
+
+  // ---- Members ----
   char configFile[1560];
   int debug;
   int gui;

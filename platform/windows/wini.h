@@ -19,6 +19,15 @@ class Wini : public Installer {
   const char* getToolkitPort() override { return "win"; }
   RegistryAccess* getRegistry() override { return &registry; }
 
+  // ---- Machine-wide environment (wini_environment.cpp) ----
+
+  // ---- Shortcuts and firewall (wini_shortcuts.cpp) ----
+
+  // ---- Program runs (wini_programs.cpp) ----
+
+  // ---- Running programs and the uninstaller hand-over (wini_processes.cpp) ----
+
+  // ---- Members ----
   char configFile[1560];
   int debug;
   int gui;
