@@ -13,8 +13,8 @@
 
 namespace {
 
-const char kStartEvent[] = "QluxUninstallerStart";
-const char kEndEvent[] = "QluxUninstallerEnd";
+const char* const kStartEvent = Host::kUninstallerStartEvent;
+const char* const kEndEvent = Host::kUninstallerEndEvent;
 
 void tempName(char* out, int size, const char* tempDirectory, const char* name) {
   QUtils::copyText(out, tempDirectory, size);

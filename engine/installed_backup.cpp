@@ -3,6 +3,11 @@
 // fails. The files come from the older installation's action log: each
 // FILE and SHORTCUT line names one, each DIR line a directory that the
 // restore has to make again before the files can go back.
+//
+// The backup keeps no file modes. Where the system has an execute bit, the
+// directory list also names the saved files that had it, on lines
+// "EXECUTABLE<TAB>path" behind the directories, so that a restored program
+// can run again.
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -23,6 +28,8 @@ const char* thirdField(const char* line) { return Installer::nextLogField(Instal
 bool namesAFile(const char* line) {
   return Installer::hasLogTag(line, Installer::kLogFile) || Installer::hasLogTag(line, Installer::kLogShortcut);
 }
+
+const char kExecutableMark[] = "EXECUTABLE\t";
 
 bool isReadable(const char* path) {
   QUtils::PFileStream probe;
@@ -71,6 +78,7 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
   if (ui) ui->beginProgress();
   bool failed = false;
   int done = 0;
+  QUtils::Table<QUtils::CharString> executables;
   char message[QUtils::kMaxPath + 600];
   while (!failed && readLogLine(logFile, line, sizeof line)) {
     stripLogLine(line);
@@ -102,6 +110,7 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
               log("WARNING: Could not keep a copy of the backup file %s", path);
             }
           }
+          if (QUtils::isExecutable(path)) executables.add(QUtils::CharString(path));
           QUtils::boundedFormat(message, sizeof message, "Back up %s", path);
         }
       }
@@ -122,6 +131,14 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
   }
   std::fclose(logFile);
   if (ui) ui->addFileLine(nullptr, true);
+  if (executables.getCount() > 0) {
+    dirList = QUtils::openFile(dirListPath, "at");
+    if (dirList) {
+      for (int i = 0; i < executables.getCount(); i++)
+        std::fprintf(dirList, "%s%s\n", kExecutableMark, executables[i].getText());
+      std::fclose(dirList);
+    }
+  }
   if (backup.close() != 0) {
     log("ERROR: Could not complete the backup file %s", backupPath ? backupPath : "");
     failed = true;
@@ -134,9 +151,14 @@ bool Installer::restoreInstalledFiles(InstallerUI* ui) {
   FILE* dirList = QUtils::openFile(installedDirListFile, "rt");
   if (!dirList) return false;
   char line[kLogLineSize];
+  QUtils::Table<QUtils::CharString> executables;
   while (readLogLine(dirList, line, sizeof line - 1)) {
     stripLogLine(line);
     if (!line[0]) continue;
+    if (std::strncmp(line, kExecutableMark, sizeof kExecutableMark - 1) == 0) {
+      executables.add(QUtils::CharString(line + sizeof kExecutableMark - 1));
+      continue;
+    }
     // createPath makes the directories that a separator ends.
     size_t length = std::strlen(line);
     if (line[length - 1] != '/' && line[length - 1] != '\\') {
@@ -156,5 +178,6 @@ bool Installer::restoreInstalledFiles(InstallerUI* ui) {
     result = backup.restore(&quiet, ui);
   }
   backup.close();
+  for (int i = 0; i < executables.getCount(); i++) QUtils::setExecutable(executables[i].getText());
   return result == 0;
 }

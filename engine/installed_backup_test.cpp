@@ -80,6 +80,9 @@ TEST_F(InstalledBackupTest, SavesAnInstallationFromItsLogAndPutsItBack) {
   ASSERT_TRUE(QUtils::makeDirectory(data.c_str()));
   ASSERT_TRUE(QUtils::makeDirectory(empty.c_str()));
   writeFile(path("app/prog"), "program");
+  QUtils::setExecutable(path("app/prog").c_str());
+  // Where files have an execute bit, the list names the programs too.
+  std::string executables = QUtils::isExecutable(path("app/prog").c_str()) ? "EXECUTABLE\t" + path("app/prog") + "\n" : "";
   writeFile(path("app/data/table.dat"), std::string(5000, 'x'));
   writeFile(path("app/Prog.desktop"), "[Desktop Entry]\n");
   std::string earlier = path("app/backup.bin");
@@ -99,7 +102,7 @@ TEST_F(InstalledBackupTest, SavesAnInstallationFromItsLogAndPutsItBack) {
   RecordingUI ui;
   std::string backup = path("old.bak"), dirs = path("old.dirs");
   EXPECT_TRUE(engine.backupInstalledFiles(&ui, backup.c_str(), dirs.c_str(), log.c_str()));
-  EXPECT_EQ(app + "\n" + data + "\n" + empty + "\n", withoutCR(readFile(dirs)));
+  EXPECT_EQ(app + "\n" + data + "\n" + empty + "\n" + executables, withoutCR(readFile(dirs)));
   EXPECT_EQ("FAILED to back up " + path("app/vanished") + ": File does not exist\n", errors());
   ASSERT_EQ(5u, ui.lines.size());
   EXPECT_EQ("Back up " + path("app/prog"), ui.lines[0]);
@@ -115,6 +118,8 @@ TEST_F(InstalledBackupTest, SavesAnInstallationFromItsLogAndPutsItBack) {
   RecordingUI back;
   EXPECT_TRUE(engine.restoreInstalledFiles(&back));
   EXPECT_EQ("program", readFile(path("app/prog")));
+  EXPECT_EQ(!executables.empty(), QUtils::isExecutable(path("app/prog").c_str()));
+  EXPECT_FALSE(QUtils::isExecutable(path("app/data/table.dat").c_str()));
   EXPECT_EQ(std::string(5000, 'x'), readFile(path("app/data/table.dat")));
   EXPECT_EQ("[Desktop Entry]\n", readFile(path("app/Prog.desktop")));
   EXPECT_TRUE(QUtils::isDirectory(empty.c_str()));

@@ -12,8 +12,7 @@
 // is thrown out of runInstallation or into a front end.
 //
 // The operations are implemented in one file per subject, named beside each
-// group below; stand-ins for work that later units bring are in
-// pending_work.cpp.
+// group below.
 #ifndef QLUX_ENGINE_INSTALLER_H_
 #define QLUX_ENGINE_INSTALLER_H_
 
@@ -370,9 +369,9 @@ class Installer : public InstallExchangeInfo {
   void cancel(InstallerUI* ui) override;
   void updateTask(InstallerUI* ui, int dialog, int task, int state) override;
   void updateTasks(InstallerUI* ui) override;
-  // The work that pages start. removeOlderInstallations is in defaults.cpp;
-  // until the units of the others are built in, their bodies
-  // (pending_work.cpp) log that they are missing and fail.
+  // The work that pages start: removeOlderInstallations is in defaults.cpp,
+  // installFiles in install_files.cpp, uninstall and PrepareUninstall in
+  // uninstall.cpp, revertInstallation in revert.cpp.
   virtual int removeOlderInstallations(InstallerUI* ui);
   virtual int installFiles(InstallerUI* ui);
   virtual int uninstall(InstallerUI* ui, const char* backupPath);
@@ -407,8 +406,16 @@ class Installer : public InstallExchangeInfo {
   // Copies a file whole. True if both opened and nothing failed.
   virtual bool copyFile(const char* from, const char* to);
   // Removes one registered older installation in this process, through a
-  // second engine object. 0, or non-zero on failure; may throw GenericError.
-  virtual int uninstallApplication(InstallerUI* ui, const char* application) { return -1; }
+  // second engine object (uninstall_application.cpp). The result of its
+  // uninstall, or -1 without a second engine; may throw GenericError.
+  virtual int uninstallApplication(InstallerUI* ui, const char* application);
+  // A new engine of the same platform class, made as this one was; null
+  // where the system has none. The caller owns it.
+  virtual Installer* createEngine() { return nullptr; }
+  // Runs the registered uninstaller of `name` (null: this product) in its
+  // own process and waits for it through the two hand-over events. True if
+  // the process started.
+  virtual bool runRegisteredUninstaller(const char* name) { return true; }
   // The name under which a file entry is written in its directory: the
   // entry's fileName, unless the system drops a ".exe" that StripExeExt asks
   // to drop. Decided before the write, so the action log names the file

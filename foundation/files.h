@@ -45,6 +45,9 @@ bool makeDirectory(const char* name);
 // Makes a file runnable: POSIX gives it mode 0755; Windows has no such bit
 // and does nothing. 0, or the system's error number.
 int setExecutable(const char* path);
+// Whether a file has the owner's execute bit (POSIX); always false on
+// Windows, which has no such bit.
+bool isExecutable(const char* path);
 
 // A directory that the tree operations may walk and remove.
 // Windows: the directory bit is set, and none of read-only, hidden, system

@@ -142,6 +142,12 @@ int setExecutable(const char* path) {
   return chmod(systemPath(path).getText(), 0755) == 0 ? 0 : errno;
 }
 
+bool isExecutable(const char* path) {
+  if (!path || !path[0]) return false;
+  struct stat info;
+  return stat(systemPath(path).getText(), &info) == 0 && S_ISREG(info.st_mode) && (info.st_mode & S_IXUSR) != 0;
+}
+
 bool makeDirectory(const char* name) {
   if (!name) return false;
   if (mkdir(systemPath(name).getText(), 0777) == 0) return true;

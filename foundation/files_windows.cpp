@@ -91,6 +91,8 @@ bool isLink(const char* name) {
 // Whether a file runs follows from its name on Windows.
 int setExecutable(const char*) { return 0; }
 
+bool isExecutable(const char*) { return false; }
+
 bool makeDirectory(const char* name) {
   if (!name) return false;
   TextConverter wide(name);

@@ -28,6 +28,20 @@ bool hasAdminRights();
 // error.
 void signalNamedEvent(const char* name);
 
+// An event that this process makes for a hand-over with a process that it
+// starts: made unsignalled (an old event of the name is replaced), waited
+// for with a limit, and closed, which frees its name. Null if it can't be
+// made.
+struct NamedEvent;
+// The two events of the uninstaller's hand-over: the second stage signals
+// the first when it starts and the second when it ends.
+const char kUninstallerStartEvent[] = "QluxUninstallerStart";
+const char kUninstallerEndEvent[] = "QluxUninstallerEnd";
+NamedEvent* createNamedEvent(const char* name);
+// True if the event was signalled within `timeoutMs`.
+bool waitNamedEvent(NamedEvent* event, int timeoutMs);
+void closeNamedEvent(NamedEvent* event);
+
 // Starts `commandLine` in `workDirectory` without waiting for it. Gives 0,
 // or the system's error number.
 int startProcess(const char* commandLine, const char* workDirectory);

@@ -6,6 +6,7 @@
 #include <semaphore.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -84,6 +85,43 @@ void signalNamedEvent(const char* name) {
   if (event == SEM_FAILED) return;
   sem_post(event);
   sem_close(event);
+}
+
+struct NamedEvent {
+  std::string name;
+  sem_t* semaphore;
+};
+
+NamedEvent* createNamedEvent(const char* name) {
+  std::string semaphoreName = std::string("/") + name;
+  // A semaphore left by an earlier run may still hold a count.
+  sem_unlink(semaphoreName.c_str());
+  sem_t* semaphore = sem_open(semaphoreName.c_str(), O_CREAT | O_EXCL, 0600, 0);
+  if (semaphore == SEM_FAILED) return nullptr;
+  return new NamedEvent{semaphoreName, semaphore};
+}
+
+bool waitNamedEvent(NamedEvent* event, int timeoutMs) {
+  if (!event) return false;
+  struct timespec deadline;
+  clock_gettime(CLOCK_REALTIME, &deadline);
+  deadline.tv_sec += timeoutMs / 1000;
+  deadline.tv_nsec += static_cast<long>(timeoutMs % 1000) * 1000000L;
+  if (deadline.tv_nsec >= 1000000000L) {
+    deadline.tv_sec++;
+    deadline.tv_nsec -= 1000000000L;
+  }
+  while (sem_timedwait(event->semaphore, &deadline) != 0) {
+    if (errno != EINTR) return false;
+  }
+  return true;
+}
+
+void closeNamedEvent(NamedEvent* event) {
+  if (!event) return;
+  sem_close(event->semaphore);
+  sem_unlink(event->name.c_str());
+  delete event;
 }
 
 int startProcess(const char* commandLine, const char* workDirectory) {

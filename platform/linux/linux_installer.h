@@ -31,6 +31,12 @@ class LinuxInstaller : public Installer {
   // ---- Program runs (linux_programs.cpp) ----
 
   // ---- Running programs and the uninstaller hand-over (linux_processes.cpp) ----
+  // Programs are found through /proc/<pid>/exe; ending one is SIGTERM,
+  // then SIGKILL after two seconds.
+  bool isAppRunning(const char* name, const char* directory) override;
+  bool terminateApp(const char* name, bool asService) override;
+  Installer* createEngine() override;
+  bool runRegisteredUninstaller(const char* name) override;
 
   // ---- Members ----
   char configFile[1560];

@@ -56,6 +56,31 @@ void signalNamedEvent(const char* name) {
   CloseHandle(event);
 }
 
+struct NamedEvent {
+  HANDLE handle;
+};
+
+NamedEvent* createNamedEvent(const char* name) {
+  QUtils::TextConverter wideName(name);
+  // Auto-reset, not signalled.
+  HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, wideName.wide());
+  if (!handle) return nullptr;
+  // An event that another process still holds keeps its state: clear it.
+  ResetEvent(handle);
+  return new NamedEvent{handle};
+}
+
+bool waitNamedEvent(NamedEvent* event, int timeoutMs) {
+  if (!event) return false;
+  return WaitForSingleObject(event->handle, static_cast<DWORD>(timeoutMs)) == WAIT_OBJECT_0;
+}
+
+void closeNamedEvent(NamedEvent* event) {
+  if (!event) return;
+  CloseHandle(event->handle);
+  delete event;
+}
+
 int startProcess(const char* commandLine, const char* workDirectory) {
   QUtils::TextConverter line(commandLine);
   QUtils::TextConverter directory(workDirectory);

@@ -26,6 +26,8 @@ class Wini : public Installer {
   // ---- Program runs (wini_programs.cpp) ----
 
   // ---- Running programs and the uninstaller hand-over (wini_processes.cpp) ----
+  Installer* createEngine() override;
+  bool runRegisteredUninstaller(const char* name) override;
 
   // ---- Members ----
   char configFile[1560];

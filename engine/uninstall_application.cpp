@@ -1,0 +1,84 @@
+// Removing a registered older installation inside this process: a second
+// engine of the same platform class reads that installation's log and
+// template copy, optionally saves its files for a revert, and uninstalls.
+#include <cstdio>
+#include <memory>
+
+#include "engine/installer.h"
+#include "foundation/errors.h"
+#include "foundation/files.h"
+#include "foundation/text.h"
+
+namespace {
+
+// Deletes the temporary files that it was given when it goes out of scope.
+class TemporaryFiles {
+ public:
+  ~TemporaryFiles() {
+    for (const char* path : paths)
+      if (path && path[0]) QUtils::deleteFile(path);
+  }
+  void add(const char* path) { paths[count++] = path; }
+
+ private:
+  const char* paths[3] = {nullptr, nullptr, nullptr};
+  int count = 0;
+};
+
+}  // namespace
+
+int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
+  std::unique_ptr<Installer> second(createEngine());
+  if (!second) return -1;
+  second->logConsole = logConsole;
+  log("Uninstalling");
+
+  char logPath[QUtils::kMaxPath];
+  char tempLog[QUtils::kMaxPath];
+  tempLog[0] = 0;
+  TemporaryFiles temporary;
+  try {
+    if (!getApplicationLogFile(application, logPath, sizeof logPath))
+      throw QUtils::GenericError("ERROR: Obtaining actionlog filename");
+    if (getTempFileName(tempLog, sizeof tempLog) != 0) {
+      tempLog[0] = 0;
+      throw QUtils::GenericError("ERROR: Unable to obtain temporary file");
+    }
+    temporary.add(tempLog);
+    if (!copyFile(logPath, tempLog)) throw QUtils::GenericError("ERROR: Unable to copy temporal log file");
+    if (second->openPackage(tempLog, 0, 1) != 0)
+      throw QUtils::GenericError("ERROR: Unable to initialize uninstaller object");
+    second->shareErrorList(this);
+    second->initFromActionLog(ui, logConsole);
+
+    // With a backup wanted, the older installation's files are saved first,
+    // so that a failing new installation can bring them back.
+    if (package.runFlags & 2) {
+      char backupPath[QUtils::kMaxPath];
+      char dirListPath[QUtils::kMaxPath];
+      if (getTempFileName(backupPath, sizeof backupPath) != 0 ||
+          getTempFileName(dirListPath, sizeof dirListPath) != 0)
+        throw QUtils::GenericError("ERROR: Unable to obtain temporary file");
+      if (second->backupInstalledFiles(ui, backupPath, dirListPath, tempLog)) {
+        QUtils::copyText(installedBackupFile, backupPath, sizeof installedBackupFile);
+        QUtils::copyText(installedDirListFile, dirListPath, sizeof installedDirListFile);
+        for (int i = 0; i < second->copiedFiles.getCount(); i++) copiedFiles.add(second->copiedFiles[i]);
+        second->copiedFiles.clear();
+      } else {
+        log("ERROR: Failed to create uninstall backup of files");
+        QUtils::deleteFile(backupPath);
+        QUtils::deleteFile(dirListPath);
+      }
+    } else {
+      log("Skipping creation of uninstall backup file");
+    }
+
+    // A failed backup doesn't keep the older installation from going.
+    int result = second->uninstall(ui, nullptr);
+    second->package.release();
+    return result;
+  } catch (const QUtils::GenericError& e) {
+    second->package.release();
+    throw QUtils::GenericError(e.getMessage());
+  }
+}

@@ -1,0 +1,89 @@
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "foundation/files.h"
+#include "foundation/text.h"
+#include "gtest/gtest.h"
+#include "platform/host.h"
+#include "platform/linux/linux_installer.h"
+
+extern char** environ;
+
+namespace {
+
+// A copy of sleep under a name of its own, in the scratch directory that
+// the test binary runs in, so that only the test's own process matches.
+class RunningProgramTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char cwd[QUtils::kMaxPath];
+    ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
+    directory = cwd;
+    program = directory + "/QluxSleeper";
+    ASSERT_EQ(0, Host::copyFile("/bin/sleep", program.c_str()));
+  }
+  void TearDown() override {
+    if (child > 0) {
+      kill(child, SIGKILL);
+      waitpid(child, nullptr, 0);
+    }
+    std::remove(program.c_str());
+  }
+  void start() {
+    const char* args[] = {program.c_str(), "30", nullptr};
+    ASSERT_EQ(0, posix_spawn(&child, program.c_str(), nullptr, nullptr, const_cast<char**>(args), environ));
+    // The program shows in /proc once it has replaced the spawned copy.
+    for (int i = 0; i < 100 && !engine.isAppRunning("qluxsleeper", nullptr); i++) usleep(20 * 1000);
+  }
+
+  LinuxInstaller engine{0, 0, 0};
+  std::string directory;
+  std::string program;
+  pid_t child = 0;
+};
+
+TEST_F(RunningProgramTest, FindsAProgramByNameAndDirectoryAndEndsIt) {
+  EXPECT_FALSE(engine.isAppRunning("QluxSleeper", nullptr));
+  start();
+  // Names compare without case; a directory counts when the program's path
+  // contains it, at any level.
+  EXPECT_TRUE(engine.isAppRunning("QLUXSLEEPER", nullptr));
+  EXPECT_TRUE(engine.isAppRunning("QluxSleeper", directory.c_str()));
+  EXPECT_TRUE(engine.isAppRunning("QluxSleeper", (directory + "/").c_str()));
+  EXPECT_FALSE(engine.isAppRunning("QluxSleeper", "/nowhere/else"));
+  EXPECT_FALSE(engine.isAppRunning("Sleeper", nullptr));
+  EXPECT_FALSE(engine.isAppRunning(nullptr, nullptr));
+
+  // terminateApp waits until the process is gone; as our own child it is
+  // reaped on the way.
+  EXPECT_TRUE(engine.terminateApp("qluxsleeper", false));
+  EXPECT_EQ(-1, kill(child, 0));
+  child = 0;
+  EXPECT_FALSE(engine.isAppRunning("QluxSleeper", nullptr));
+  EXPECT_FALSE(engine.terminateApp("QluxSleeper", false));
+}
+
+TEST(NamedEventTest, ASignalReachesTheWaiterAndNoSignalTimesOut) {
+  const char name[] = "QluxEventTest";
+  Host::NamedEvent* event = Host::createNamedEvent(name);
+  ASSERT_NE(nullptr, event);
+  EXPECT_FALSE(Host::waitNamedEvent(event, 50));
+  Host::signalNamedEvent(name);
+  EXPECT_TRUE(Host::waitNamedEvent(event, 1000));
+  // Auto-reset: one signal wakes one wait.
+  EXPECT_FALSE(Host::waitNamedEvent(event, 50));
+  Host::closeNamedEvent(event);
+  // Closing frees the name: a signal then reaches nobody, and a new event
+  // starts unsignalled.
+  Host::signalNamedEvent(name);
+  event = Host::createNamedEvent(name);
+  EXPECT_FALSE(Host::waitNamedEvent(event, 50));
+  Host::closeNamedEvent(event);
+}
+
+}  // namespace
