@@ -337,6 +337,47 @@ class Installer : public InstallExchangeInfo {
   virtual bool undoModifyFile(const char* line, InstallerUI* ui);
   // Tells running programs that the machine-wide environment changed.
   virtual bool notifyEnvironmentChange() { return true; }
+  // One environment action: `mode` 1 Replace, 2 Append, 3 Insert (others
+  // only give NONE). `out` receives the log form; the work message goes to
+  // `ui` (may be null), a failure also to errorList. True on success.
+  virtual bool setEnvironment(const char* name, const char* value, int mode, char* out, int outSize, InstallerUI* ui,
+                              bool isPath);
+  // One INI action; only `mode` 1 (Add) acts. A null `beforeKey` replaces
+  // the key in place; any other moves it before that key, or to the end of
+  // its section. Reports as setEnvironment does.
+  virtual bool setIniValue(const char* file, const char* section, const char* key, const char* value, int mode,
+                           char* out, int outSize, InstallerUI* ui, bool isPath, const char* beforeKey);
+  // Adds the lines of `modificationFile` after every run of the lines it
+  // looks for in `target` (`mode` 1; others do nothing and succeed). The
+  // target is replaced only by a complete new version. True on success.
+  virtual bool modifyFile(const char* target, const char* modificationFile, int mode, char* out, int outSize,
+                          InstallerUI* ui);
+  // The machine-wide environment store. getEnvironmentValue gives the
+  // length of a text value (the value itself only if it is shorter than
+  // `size`), or -1 if there is no such text value. The base keeps the
+  // variables in the registry key kEnvironmentKey of HKEY_LOCAL_MACHINE.
+  static constexpr const char* kEnvironmentKey = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+  virtual int getEnvironmentValue(const char* name, char* out, int size);
+  virtual bool setEnvironmentValue(const char* name, const char* value);
+  virtual bool deleteEnvironmentValue(const char* name);
+  // What separates the items of a list variable such as PATH.
+  virtual char getEnvironmentListSeparator() { return ';'; }
+  // Whether an empty item of such a list is harmless. Where it is (Windows),
+  // undoing an appended item leaves its separator behind, as the log holds
+  // only the item; where an empty item means something (on Linux, the
+  // current directory), the separator goes with the item.
+  virtual bool allowsEmptyListItems() { return true; }
+  // The system's reading of an INI value: true if the key has a value that
+  // isn't empty (cut to `size` - 1 bytes).
+  virtual bool readProfileValue(const char* file, const char* section, const char* key, char* out, int size);
+  // Whether two names lead to one directory, found by a probe file written
+  // into `second` and looked for in `first`. False if `second` can't take it.
+  bool isSameDirectory(const char* first, const char* second);
+  // Whether `path` (quotes around it dropped) is the same directory as a
+  // non-empty item of the list.
+  bool isPathInList(const char* path, const char* list);
+  // Whether a value of a key of the INI file's section is the directory `path`.
+  bool sectionHasPath(const char* file, const char* section, const char* path);
 
   // ---- Shortcuts, registry actions and firewall (shortcut_actions.cpp) ----
   // Stages of installFiles, as above. Shortcuts: 0 or 1; firewall: 0 or -1.

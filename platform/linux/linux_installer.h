@@ -25,6 +25,14 @@ class LinuxInstaller : public Installer {
   void onFileWritten(const char* path, const FILENAMES& entry) override;
 
   // ---- Machine-wide environment (linux_environment.cpp) ----
+  // The variables are the lines NAME=value of $QLUX_ROOT/etc/environment
+  // (environment_file.h), and lists are separated by ':'.
+  int getEnvironmentValue(const char* name, char* out, int size) override;
+  bool setEnvironmentValue(const char* name, const char* value) override;
+  bool deleteEnvironmentValue(const char* name) override;
+  char getEnvironmentListSeparator() override { return ':'; }
+  // An empty item of PATH names the current directory.
+  bool allowsEmptyListItems() override { return false; }
 
   // ---- Shortcuts and firewall (linux_shortcuts.cpp) ----
 

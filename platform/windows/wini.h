@@ -20,6 +20,9 @@ class Wini : public Installer {
   RegistryAccess* getRegistry() override { return &registry; }
 
   // ---- Machine-wide environment (wini_environment.cpp) ----
+  // Broadcasts WM_SETTINGCHANGE with "Environment" to every top-level
+  // window, in 8-bit and in wide form. Always true.
+  bool notifyEnvironmentChange() override;
 
   // ---- Shortcuts and firewall (wini_shortcuts.cpp) ----
 

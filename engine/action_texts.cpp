@@ -1,0 +1,46 @@
+// Helpers shared by the environment, INI and modify-file actions.
+#include "engine/action_texts.h"
+
+#include <cstring>
+
+#include "engine/installer.h"
+#include "foundation/text.h"
+#include "frontends/console/installer_ui.h"
+
+namespace actiontext {
+
+void expand(Installer* engine, const char* text, char* out, int size, bool collapse, bool isPath) {
+  engine->expandVariables(text ? text : "", out, size);
+  if (!collapse) return;
+  if (isPath && QUtils::kPathSeparator == '/') {
+    for (char* p = out; *p; p++) {
+      if (*p == '\\') *p = '/';
+    }
+  }
+  QUtils::collapseSeparators(out);
+}
+
+const char* readField(const char* field, char* out, int size) {
+  const char* end = field;
+  while (*end && *end != '\t') end++;
+  int length = static_cast<int>(end - field);
+  if (size > 0) {
+    if (length > size - 1) length = size - 1;
+    std::memcpy(out, field, static_cast<size_t>(length));
+    out[length] = 0;
+  }
+  while (*end == '\t') end++;
+  return end;
+}
+
+void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object) {
+  char message[QUtils::kMaxPath + kTextSize * 3];
+  QUtils::boundedFormat(message, sizeof message, "%s%s", ok ? verb.done : verb.failed, object ? object : "");
+  if (!ok) {
+    engine->addError(message);
+    engine->log("ERROR: %s", message);
+  }
+  if (ui) ui->addFileLine(message, false);
+}
+
+}  // namespace actiontext

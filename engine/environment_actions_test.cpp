@@ -1,0 +1,201 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "engine/test_files.h"
+#include "engine/test_support.h"
+
+namespace {
+
+// An engine whose registry holds the machine-wide environment key, and
+// which counts its announcements of a change.
+class EnvInstaller : public TestInstaller {
+ public:
+  EnvInstaller() {
+    std::string path;
+    for (const char* level : {"SYSTEM", "CurrentControlSet", "Control", "Session Manager", "Environment"}) {
+      path += (path.empty() ? "" : "\\") + std::string(level);
+      registry.createKey("HKEY_LOCAL_MACHINE", path.c_str(), nullptr);
+    }
+  }
+  bool notifyEnvironmentChange() override {
+    notified++;
+    return true;
+  }
+  void put(const char* name, const std::string& value, int type = kRegSz) {
+    registry.writeValue("HKEY_LOCAL_MACHINE", kEnvironmentKey, name, type,
+                        reinterpret_cast<const unsigned char*>(value.data()), static_cast<uint32_t>(value.size()));
+  }
+  // The variable's text, or "<missing>".
+  std::string env(const char* name) {
+    int type = 0;
+    std::string text;
+    if (!registry.value("HKEY_LOCAL_MACHINE", kEnvironmentKey, name, &type, &text)) return "<missing>";
+    return text;
+  }
+  std::string form;
+  bool set(const char* name, const char* value, int mode, bool isPath = false) {
+    char out[4096];
+    bool ok = setEnvironment(name, value, mode, out, sizeof out, &ui, isPath);
+    form = out;
+    return ok;
+  }
+  int errors() { return errorList->getCount(); }
+  int notified = 0;
+  RecordingUI ui;
+};
+
+TEST(EnvironmentActionsTest, ReplaceLogsTheOldValueOrThatTheVariableIsNew) {
+  EnvInstaller engine;
+  engine.put("TOOL_HOME", "C:\\old");
+  EXPECT_TRUE(engine.set("TOOL_HOME", "C:\\new", 1));
+  EXPECT_EQ("REPLACE\tTOOL_HOME\tC:\\old", engine.form);
+  EXPECT_EQ("C:\\new", engine.env("TOOL_HOME"));
+  EXPECT_TRUE(engine.set("FRESH", "1", 1));
+  EXPECT_EQ("CREATE\tFRESH", engine.form);
+  EXPECT_EQ((std::vector<std::string>{"Replace TOOL_HOME", "Create FRESH"}), engine.ui.lines);
+
+  EXPECT_TRUE(engine.undoEnvironment("REPLACE\tTOOL_HOME\tC:\\old", &engine.ui));
+  EXPECT_EQ("C:\\old", engine.env("TOOL_HOME"));
+  EXPECT_TRUE(engine.undoEnvironment("CREATE\tFRESH", &engine.ui));
+  EXPECT_EQ("<missing>", engine.env("FRESH"));
+  EXPECT_EQ("Remove FRESH", engine.ui.lines.back());
+
+  // A value that isn't text can't be kept, so it counts as new.
+  engine.put("NUMBER", std::string(4, '\0'), kRegDword);
+  EXPECT_TRUE(engine.set("NUMBER", "2", 1));
+  EXPECT_EQ("CREATE\tNUMBER", engine.form);
+  EXPECT_EQ(0, engine.errors());
+}
+
+TEST(EnvironmentActionsTest, AppendAndInsertAreUndoneAndTheJoiningSeparatorStays) {
+  EnvInstaller engine;
+  engine.put("LIST", "a;b");
+  EXPECT_TRUE(engine.set("LIST", "c", 2));
+  EXPECT_EQ("ADD\tLIST\tc", engine.form);
+  EXPECT_EQ("a;b;c", engine.env("LIST"));
+  EXPECT_EQ("Add to LIST", engine.ui.lines.back());
+  // The log holds only the text, so the separator before it stays.
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tLIST\tc", &engine.ui));
+  EXPECT_EQ("a;b;", engine.env("LIST"));
+  EXPECT_EQ("Erase from LIST", engine.ui.lines.back());
+
+  EXPECT_TRUE(engine.set("LIST", "z", 3));
+  EXPECT_EQ("ADD\tLIST\tz;", engine.form);
+  EXPECT_EQ("z;a;b;", engine.env("LIST"));
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tLIST\tz;", &engine.ui));
+  EXPECT_EQ("a;b;", engine.env("LIST"));
+
+  // A variable that isn't there takes the value alone; undoing leaves it empty.
+  EXPECT_TRUE(engine.set("NEWLIST", "q", 3));
+  EXPECT_EQ("ADD\tNEWLIST\tq", engine.form);
+  EXPECT_EQ("q", engine.env("NEWLIST"));
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tNEWLIST\tq", &engine.ui));
+  EXPECT_EQ("", engine.env("NEWLIST"));
+
+  // A text that is gone already leaves the variable as it is.
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tLIST\tgone", &engine.ui));
+  EXPECT_EQ("a;b;", engine.env("LIST"));
+  // Unknown forms and NONE change nothing; an ADD of a missing variable fails.
+  EXPECT_TRUE(engine.undoEnvironment("NONE", &engine.ui));
+  EXPECT_FALSE(engine.undoEnvironment("ADD\tNOSUCH\tx", &engine.ui));
+  EXPECT_EQ("FAILED to erase from NOSUCH", engine.ui.lines.back());
+  EXPECT_EQ(1, engine.errors());
+}
+
+// Where an empty list item names the current directory, the separator goes
+// with the item.
+class ColonListInstaller : public EnvInstaller {
+ public:
+  char getEnvironmentListSeparator() override { return ':'; }
+  bool allowsEmptyListItems() override { return false; }
+};
+
+TEST(EnvironmentActionsTest, WithoutEmptyItemsTheSeparatorGoesWithTheItem) {
+  ColonListInstaller engine;
+  engine.put("PATH", "/usr/bin:/bin");
+  EXPECT_TRUE(engine.set("PATH", "/opt/tool", 2));
+  EXPECT_EQ("/usr/bin:/bin:/opt/tool", engine.env("PATH"));
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tPATH\t/opt/tool", &engine.ui));
+  EXPECT_EQ("/usr/bin:/bin", engine.env("PATH"));
+  EXPECT_TRUE(engine.set("PATH", "/opt/first", 3));
+  EXPECT_EQ("/opt/first:/usr/bin:/bin", engine.env("PATH"));
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tPATH\t/opt/first:", &engine.ui));
+  EXPECT_EQ("/usr/bin:/bin", engine.env("PATH"));
+}
+
+TEST(EnvironmentActionsTest, IsPathFindsADirectoryByAnotherSpelling) {
+  EnvInstaller engine;
+  std::string dir = here("envbin");
+  ASSERT_TRUE(QUtils::makeDirectory(dir.c_str()));
+  std::string other = dir + "/./";
+  engine.put("PATH", "C:\\x;\"" + other + "\";D:\\y");
+  size_t before = engine.ui.lines.size();
+  EXPECT_TRUE(engine.set("PATH", dir.c_str(), 2, true));
+  EXPECT_EQ("NONE", engine.form);
+  EXPECT_EQ(before, engine.ui.lines.size());
+  EXPECT_TRUE(engine.set("PATH", ("\"" + dir + "\"").c_str(), 3, true));
+  EXPECT_EQ("NONE", engine.form);
+  EXPECT_EQ("C:\\x;\"" + other + "\";D:\\y", engine.env("PATH"));
+
+  // A directory that isn't there is never in the list.
+  std::string missing = here("nothere");
+  EXPECT_TRUE(engine.set("PATH", missing.c_str(), 2, true));
+  EXPECT_EQ("ADD\tPATH\t" + missing, engine.form);
+  EXPECT_FALSE(QUtils::fileExists((dir + "/test$$$$.$$$file").c_str()));
+  EXPECT_TRUE(QUtils::deleteTree(dir.c_str()));
+}
+
+TEST(EnvironmentActionsTest, TooLongValuesAreLeftAlone) {
+  EnvInstaller engine;
+  std::string longValue(3000, 'v');
+  engine.put("BIG", longValue);
+  EXPECT_FALSE(engine.set("BIG", "small", 1));
+  EXPECT_EQ(longValue, engine.env("BIG"));
+  EXPECT_EQ("FAILED to replace BIG", engine.ui.lines.back());
+  std::string hugeList(40000, 'h');
+  engine.put("HUGE", hugeList);
+  EXPECT_FALSE(engine.set("HUGE", "x", 2));
+  EXPECT_EQ(hugeList, engine.env("HUGE"));
+  // A long list is still changed whole.
+  EXPECT_TRUE(engine.set("BIG", "w", 2));
+  EXPECT_EQ(longValue + ";w", engine.env("BIG"));
+}
+
+TEST(EnvironmentActionsTest, AFailureEndsItsSectionAndKeepsTheAnnouncementBack) {
+  EnvInstaller engine;
+  engine.put("A", "1");
+  engine.loadTemplate(
+      "<HalvoWorksInstallation>"
+      " <Environment Condition=\"0\"><Replace VarName=\"SKIPPED\">x</Replace></Environment>"
+      " <Environment>"
+      "  <replace VarName=\"A\">2</replace>"
+      "  <Other VarName=\"B\">x</Other>"
+      "  <Append VarName=\"C\" Condition=\"0\">x</Append>"
+      "  <Append VarName=\"\">x</Append>"
+      "  <Insert VarName=\"D\">d</Insert>"
+      " </Environment>"
+      "</HalvoWorksInstallation>");
+  LinesConsole log;
+  EXPECT_EQ(0, engine.applyEnvironmentActions(&log, &engine.ui));
+  EXPECT_EQ((std::vector<std::string>{"ENV\tREPLACE\tA\t1", "ENV\tADD\tD\td"}), log.lines);
+  EXPECT_EQ("<missing>", engine.env("SKIPPED"));
+  EXPECT_EQ(1, engine.notified);
+
+  // Without the key every write fails: the first failure ends the section,
+  // the next section still runs, and nothing is announced.
+  TestInstaller bare;
+  RecordingUI ui;
+  bare.loadTemplate(
+      "<HalvoWorksInstallation>"
+      " <Environment><Replace VarName=\"E\">1</Replace><Replace VarName=\"F\">1</Replace></Environment>"
+      " <Environment><Replace VarName=\"G\">1</Replace></Environment>"
+      "</HalvoWorksInstallation>");
+  LinesConsole none;
+  EXPECT_EQ(1, bare.applyEnvironmentActions(&none, &ui));
+  EXPECT_TRUE(none.lines.empty());
+  EXPECT_EQ((std::vector<std::string>{"FAILED to create E", "FAILED to create G"}), ui.lines);
+  EXPECT_EQ(2, bare.errorList->getCount());
+}
+
+}  // namespace

@@ -1,0 +1,21 @@
+// The machine-wide environment of LinuxInstaller: the variables of
+// $QLUX_ROOT/etc/environment.
+#include "platform/linux/environment_file.h"
+#include "platform/linux/linux_installer.h"
+#include "platform/linux/root.h"
+
+namespace {
+
+EnvironmentFile machineEnvironment() { return EnvironmentFile(Host::rootPath("etc/environment").getText()); }
+
+}  // namespace
+
+int LinuxInstaller::getEnvironmentValue(const char* name, char* out, int size) {
+  return machineEnvironment().get(name, out, size);
+}
+
+bool LinuxInstaller::setEnvironmentValue(const char* name, const char* value) {
+  return machineEnvironment().set(name, value);
+}
+
+bool LinuxInstaller::deleteEnvironmentValue(const char* name) { return machineEnvironment().remove(name); }
