@@ -8,6 +8,7 @@ packages=(
   cmake ninja-build g++ pkg-config googletest zlib1g-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev
   wine64
+  libwxgtk3.2-dev libpng-dev libjpeg-dev imagemagick
 )
 
 missing=()
