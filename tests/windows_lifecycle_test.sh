@@ -1,0 +1,252 @@
+#!/usr/bin/env bash
+# The life of an installed product on Windows, run under Wine with installers
+# that the Linux qlux-pack writes onto the Windows program: an unattended
+# install into the program directory that the registry names, with its entry
+# in the list of installed programs; removal through the registered
+# UninstallString, run by cmd as that list runs it, which hands over to a copy
+# of the program in the temporary directory; an upgrade that removes the older
+# version; and a failed upgrade that is reverted.
+# Usage: windows_lifecycle_test.sh SETUP_EXE PACK, with WINEPREFIX set to a
+# prefix that wineboot has made.
+#
+# Wine keeps its server's socket under $TMPDIR: every Wine command here runs
+# with the TMPDIR that the prefix was made with, or a second server would
+# start on the same prefix.
+#
+# The prefix is shared with other tests and may be used again: each case
+# installs a product of its own name into a folder of its own name, both
+# marked with the sandbox's random suffix, so cases never meet and nothing in
+# the prefix has to be cleared by this script. It deletes nothing itself
+# outside its sandbox; what goes in the prefix goes through the product's own
+# uninstaller.
+wine_tmp=${TMPDIR:-/tmp}
+here=$(cd "$(dirname "$0")" && pwd)
+setup=$(realpath "$1")
+pack=$(realpath "$2")
+source "$here/lib.sh"
+data="$here/data/lifecycle"
+magic="Halvo Software installer backup file."
+uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall'
+tag=${sandbox##*.}
+
+runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
+# A started program may leave children behind (the second uninstaller stage
+# runs on after the first has ended), and Wine may hand back control before
+# the last writes are visible: wait until every process of the prefix ended.
+settle() { TMPDIR="$wine_tmp" timeout 120 /usr/lib/wine/wineserver64 -w; }
+unix_path() { runwine winepath -u "$1" 2>/dev/null | tr -d '\r'; }
+dos_path() { runwine winepath -w "$1" 2>/dev/null | tr -d '\r'; }
+
+# The program directory as the registry names it, and the temporary directory
+# of the Windows side, where the hand-over copies and the debug log go.
+program_files=$(runwine reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion' /v ProgramFilesDir 2>/dev/null |
+  tr -d '\r' | sed -n 's/^ *ProgramFilesDir *REG_[A-Z_]* *//p')
+win_temp=$(runwine cmd /c 'echo %TEMP%' 2>/dev/null | tr -d '\r')
+temp_dir=$(unix_path "$win_temp")
+settle
+debug_log="$temp_dir/installer_debug.log"
+if [ -z "$program_files" ] || [ ! -d "$(unix_path "$program_files")" ] || [ ! -d "$temp_dir" ]; then
+  echo "FAILED: no program directory or temporary directory in the prefix ($program_files, $win_temp)"
+  exit 1
+fi
+
+# use_case NAME: the case's product (name, folders, entry) and its installers
+# of both versions, each carrying the Windows program as its uninstaller.
+use_case() {
+  case_dir="$sandbox/$1"
+  mkdir -p "$case_dir"
+  local mark="Lifecycle-$tag-$1"
+  product="$mark Product"
+  win_root="$program_files\\$mark"
+  root=$(unix_path "$win_root")
+  shared="$(unix_path "$program_files")/$mark Shared"
+  win_shared="$program_files/$mark Shared"
+  win_log="$win_root/uninstall\\install.log"
+  log_file="$root/uninstall/install.log"
+  local version
+  for version in v1 v2; do
+    mkdir -p "$case_dir/stage/$version"
+    cp -r "$data/$version/." "$case_dir/stage/$version/"
+    sed -i "s/Lifecycle/$mark/g" "$case_dir/stage/$version/install.xml"
+    cp "$setup" "$case_dir/stage/$version/qlux-uninstall.exe"
+    "$pack" --stub "$setup" --template "$case_dir/stage/$version/install.xml" --source "$case_dir/stage/$version" \
+      -o "$case_dir/$version-setup.exe" >/dev/null || { echo "FAILED: packing $version"; exit 1; }
+  done
+}
+
+# run_installer VERSION OPTION...: runs that version's installer from the
+# case's folder, unattended on the console.
+run_installer() {
+  local version=$1
+  shift
+  touch "$case_dir/started"
+  out=$(cd "$case_dir" && runwine "./$version-setup.exe" -gui=0 "$@" </dev/null 2>/dev/null | tr -d '\r')
+  code=${PIPESTATUS[0]}
+  settle
+}
+
+# The registered entry of the case's product, as `reg query` shows it.
+entry() { runwine reg query "$uninstall_key\\$product" 2>/dev/null | tr -d '\r'; }
+entry_value() { entry | awk -v name="$1" '$1 == name && $2 ~ /^REG_/ { sub(/^ *[^ ]+ +REG_[A-Z_]+ +/, ""); print }'; }
+# True when the Uninstall key can be listed and has no key of the product:
+# a failing `reg` doesn't pass for a removed entry.
+unregistered() {
+  local keys
+  keys=$(runwine reg query "$uninstall_key" 2>/dev/null | tr -d '\r')
+  [ -n "$keys" ] && ! grep -qF "\\Uninstall\\$product" <<<"$keys"
+}
+
+# run_uninstaller OPTION...: runs the registered UninstallString as the list
+# of installed programs does, through cmd, with the options behind it; then
+# waits for the second stage, which the first starts and doesn't wait for.
+run_uninstaller() {
+  local command
+  command=$(entry_value UninstallString)
+  touch "$case_dir/started"
+  printf '@echo off\r\n%s -gui=0 %s\r\n' "$command" "$*" >"$case_dir/uninstall.bat"
+  out=$(runwine cmd /c "$(dos_path "$case_dir/uninstall.bat")" </dev/null 2>"$case_dir/uninstall.err" | tr -d '\r')
+  code=${PIPESTATUS[0]}
+  settle
+}
+
+# contents DIR: every entry below DIR with its type, and every file's MD5.
+contents() {
+  (cd "$1" && find . -printf '%y %p\n' | sort -k2 && find . -type f -exec md5sum {} + | sort -k2)
+}
+# Files of the temporary directory that hold a backup.
+temp_backups() { grep -lF "$magic" "$temp_dir"/* 2>/dev/null | sort; }
+holds() { [[ "$1" == *"$2"* ]]; }
+win_lines() { tr -d '\r' <"$1"; }
+
+# --- Installing -------------------------------------------------------------------
+use_case "install"
+run_installer v1 -auto
+check "install exits 0, got $code" test "$code" -eq 0
+check "install succeeds" holds "$out" "Automatic installation was successful!"
+for file in readme.txt bin/tool.sh lib/v1only.txt etc/settings.conf extras/extra.txt; do
+  check "installed $file" cmp -s "$data/v1/$file" "$root/$file"
+done
+check "template copy" cmp -s "$case_dir/stage/v1/install.xml" "$root/uninstall/install.xml"
+check "the uninstaller keeps its .exe on Windows" cmp -s "$setup" "$root/uninstall/qlux-uninstall.exe"
+check "the write test left nothing in the program directory" \
+  test ! -e "$(unix_path "$program_files")/test\$\$\$1234ajgtr.tmp"
+
+log=$(win_lines "$log_file")
+check "log lines end in CR LF" test "$(grep -c $'\r$' "$log_file")" -eq "$(wc -l <"$log_file")"
+check "log header: template copy, backup" \
+  test "$(head -2 <<<"$log")" = "$win_root/uninstall/install.xml"$'\n'"$win_root/uninstall/backup.bin"
+check "the program directory came from the registry" grep -qxF "VAR	PROGRAMFILES	$program_files" <<<"$log"
+check "log variable ROOT" grep -qxF "VAR	ROOT	$win_root" <<<"$log"
+check "log DIR line for two new levels" grep -qxF "DIR	2	$win_root/uninstall\\" <<<"$log"
+check "log DIR line for one level" grep -qxF "DIR	1	$win_root/lib\\" <<<"$log"
+check "log FILE CREATE line" grep -qxF "FILE	CREATE	$win_root/bin\\tool.sh" <<<"$log"
+check "log FILE OVER line for BackupExisting" grep -qxF "FILE	OVER	$win_root/etc\\settings.conf" <<<"$log"
+check "log lists itself and the backup" \
+  test "$(grep -cxF -e "FILE	CREATE	$win_log" -e "FILE	CREATE	$win_root/uninstall\\backup.bin" <<<"$log")" -eq 2
+check "log has a FILE line for each installed file" \
+  test "$(grep -c '^FILE' <<<"$log")" -eq "$(find "$root" -type f | wc -l)"
+check "backup: magic, NUL, end record and nothing else" \
+  test "$(od -An -tx1 -v "$root/uninstall/backup.bin" | tr -d ' \n')" = \
+  "$(printf '%s\n' "$magic" | od -An -tx1 -v | tr -d ' \n')00010000"
+
+# The entry with its six values, the program in quotes as the template names
+# it (without ".exe": Windows finds the program by its name alone).
+win_program="$win_root/uninstall/qlux-uninstall"
+check "the entry has six values" test "$(entry | grep -c ' REG_SZ ')" -eq 6
+check "DisplayIcon" test "$(entry_value DisplayIcon)" = "\"$win_program\""
+check "DisplayName and DisplayVersion" test "$(entry_value DisplayName)|$(entry_value DisplayVersion)" = "$product|1.0.0"
+check "HelpLink and Publisher" \
+  test "$(entry_value HelpLink)|$(entry_value Publisher)" = "https://lifecycle.example.org|Halvo Software Ltd"
+check "UninstallString" test "$(entry_value UninstallString)" = \
+  "\"$win_program\" -uninstall=\"$win_root/uninstall/install.log\" -uninstallApp=\"$product\""
+
+# --- Removing through the registered command --------------------------------------
+# A file of the user's in an installed folder, and one the product made.
+echo "my notes" >"$root/bin/notes.txt"
+mkdir -p "$root/var" && echo "scratch" >"$root/var/run.tmp"
+cp "$log_file" "$case_dir/install.log.saved"
+run_uninstaller -debug=1
+check "first stage exits 0, got $code" test "$code" -eq 0
+check "the log was handed over as qluxuninst.log" cmp -s "$case_dir/install.log.saved" "$temp_dir/qluxuninst.log"
+check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
+check "the debug log is this run's" test "$debug_log" -nt "$case_dir/started"
+check "the second stage ran the copy on the log copy" \
+  grep -qF "[ARG 00] -uninstallFile=\"$win_temp\\qluxuninst.log\"" "$debug_log"
+check "the second stage was told the application" grep -qF "[ARG 01] -uninstallApp=\"$product\"" "$debug_log"
+check "the second stage removed files" grep -q 'Setting dialog "CopyProgress"' "$debug_log"
+check "and ends on BadFinish, since a folder with the user's file can't go" \
+  grep -q 'Setting dialog "BadFinish"' "$debug_log"
+left=""
+while IFS=$'\t' read -r tag_ mode path; do
+  [ "$tag_" = FILE ] && [ "$mode" = CREATE ] && [ -e "$(unix_path "$path")" ] && left="$left $path"
+done < <(win_lines "$case_dir/install.log.saved")
+check "every file logged CREATE is gone:$left" test -z "$left"
+# The second stage shares the first one's console, so its text is in the
+# output as well.
+check "the folder that can't go is reported" holds "$out" "FAILED to remove $win_root/bin"
+# The settings file is logged OVER (BackupExisting); the backup restored
+# without error, so it counts as the file that stood there before, and stays.
+check "the file logged OVER stays" cmp -s "$data/v1/etc/settings.conf" "$root/etc/settings.conf"
+for dir in lib extras uninstall var; do
+  check "directory $dir is gone" test ! -e "$root/$dir"
+done
+check "the user's file stays" test "$(cat "$root/bin/notes.txt" 2>/dev/null)" = "my notes"
+check "their folders stay" test "$(ls -A "$root" 2>/dev/null | tr '\n' ' ')" = "bin etc "
+check "the entry is unregistered" unregistered
+
+# --- Upgrading: version 2 over version 1 -----------------------------------------
+use_case "upgrade"
+run_installer v1 -auto
+backups_before=$(temp_backups)
+run_installer v2 -auto -backup=1 -debug=1
+check "upgrade exits 0, got $code" test "$code" -eq 0
+check "upgrade succeeds" holds "$out" "Automatic installation was successful!"
+check "version 1 was found" grep -q "VAR	PREVIOUSINSTALLATION	1" "$log_file"
+check "the debug log is this run's" test "$debug_log" -nt "$case_dir/started"
+check "version 1 removed in the process" grep -q 'Setting dialog "Uninstall"' "$debug_log"
+check "version 1's files were deleted through its log" holds "$out" "Delete $win_root/lib\\v1only.txt"
+check "version 1's own file is gone" test ! -e "$root/lib/v1only.txt"
+check "and its folder" test ! -e "$root/lib"
+for file in readme.txt bin/tool.sh etc/settings.conf extras/extra.txt; do
+  check "version 2's $file" cmp -s "$data/v2/$file" "$root/$file"
+done
+check "version 2's file in its second folder" cmp -s "$data/v2/share/data.txt" "$shared/data.txt"
+check "the new log is version 2's" \
+  test "$(grep -c 'lib.v1only.txt' "$log_file") $(grep -c "^FILE	CREATE	.* Shared.data.txt" "$log_file")" = "0 1"
+check "ROOT kept from version 1" grep -qxF "VAR	ROOT	$win_root" <<<"$(win_lines "$log_file")"
+check "registered version 2.0.0" test "$(entry_value DisplayVersion)" = "2.0.0"
+check "no backup of version 1 left behind" test "$(temp_backups)" = "$backups_before"
+
+# Version 2 goes through its registered command, without -debug: the second
+# stage deletes its log copy and keeps the program copy.
+run_uninstaller
+check "version 2's uninstaller exits 0, got $code" test "$code" -eq 0
+check "version 2's uninstaller reports success" holds "$out" "Automatic uninstallation was successful!" ||
+  printf '%s\n' "--- its output:" "$out" "--- its errors:" "$(tail -n 40 "$case_dir/uninstall.err")" "---"
+check "the log copy is gone after the second stage" test ! -e "$temp_dir/qluxuninst.log"
+check "the program copy stays for the next run" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
+check "version 2's folders are gone" test ! -e "$root/bin" -a ! -e "$root/uninstall" -a ! -e "$shared"
+check "version 2's entry is gone" unregistered
+
+# --- A failed upgrade is reverted -------------------------------------------------
+# A directory stands where version 2 has to write a file, so its file stage
+# fails; the revert removes version 2 and brings version 1 back.
+use_case "revert"
+run_installer v1 -auto
+before=$(contents "$root")
+entry_before=$(entry)
+backups_before=$(temp_backups)
+mkdir -p "$shared/data.txt"
+run_installer v2 -auto -backup=1 -debug=1
+check "the file stage fails" holds "$out" "FAILED to create $win_shared\\data.txt"
+check "the debug log is this run's" test "$debug_log" -nt "$case_dir/started"
+check "the walk reaches RevertInstallation" grep -q 'Setting dialog "RevertInstallation"' "$debug_log"
+check "the revert ran" grep -q "Reverting installation!" "$debug_log"
+check "the revert restored version 1" grep -q "Unpacking backup of previous installation" "$debug_log"
+check "the walk ends on BadFinish" grep -q 'Setting dialog "BadFinish"' "$debug_log"
+check "version 1 is back, byte for byte, with its folders" test "$(contents "$root")" = "$before"
+check "version 1's entry stays" test "$(entry)" = "$entry_before"
+check "the obstacle is left alone" test -d "$shared/data.txt"
+check "no backup of version 1 left behind" test "$(temp_backups)" = "$backups_before"
+
+finish
