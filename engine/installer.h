@@ -380,6 +380,35 @@ class Installer : public InstallExchangeInfo {
   bool sectionHasPath(const char* file, const char* section, const char* path);
 
   // ---- Shortcuts, registry actions and firewall (shortcut_actions.cpp) ----
+  // (runRegistryAction: registry_actions.cpp; the firewall:
+  // firewall_actions.cpp.)
+  // A port exception as the firewall stage hands it to the platform: the
+  // number, the rule's name, and the protocols (kFirewallTcp, kFirewallUdp).
+  struct FirewallPort {
+    uint32_t port;
+    char name[512];
+    uint8_t protocols;
+  };
+  static const uint8_t kFirewallTcp = 1;
+  static const uint8_t kFirewallUdp = 2;
+  // Platform operations. createShortcut makes the link of `type` ("File",
+  // "URL", "Uninstall", "Symlink") at `linkPath`, reports it through
+  // reportShortcut and gives its log form ("CREATE" TAB link path) in `out`.
+  // The base makes nothing and fails, as do the base firewall operations.
+  virtual bool createShortcut(const char* type, const char* linkPath, const char* target, const char* description,
+                              const char* arguments, const char* startPath, char* out, int outSize,
+                              InstallerUI* ui);
+  virtual bool addFirewallApplication(const char* path, const char* name);
+  virtual bool removeFirewallApplication(const char* path);
+  virtual bool addFirewallPort(const FirewallPort& port);
+  virtual bool removeFirewallPort(const char* text);
+  // The end of every createShortcut: the log form on success, the work line
+  // to `ui` (may be null) and a failure to errorList. Gives `made`.
+  bool reportShortcut(bool made, const char* linkPath, char* out, int outSize, InstallerUI* ui);
+  // Reads the removal text of a logged port: "PORT" (both protocols) or
+  // "PROTOCOLS PORT", the protocols a ';' list of TCP and UDP in any case.
+  // False for any other number of words; a mask of 0 stays 0.
+  static bool parsePortRemovalText(const char* text, uint32_t* outPort, uint8_t* outProtocols);
   // Stages of installFiles, as above. Shortcuts: 0 or 1; firewall: 0 or -1.
   int applyShortcutActions(QUtils::PConsole* console, InstallerUI* ui);
   int applyFirewallActions(QUtils::PConsole* console, InstallerUI* ui);
@@ -394,6 +423,21 @@ class Installer : public InstallExchangeInfo {
   // file copies, registry actions. `ui` may be null (triggers). -1 for a
   // null tag, else 0: a failed action is logged, never passed on.
   int runTagActions(InstallerUI* ui, const char* tag);
+  // Flags of runProgram.
+  static constexpr int RUN_DOCUMENT = 1;          // open with the file's associated program
+  static constexpr int RUN_WAIT = 2;              // wait for the end; exit code 0 is success
+  static constexpr int RUN_AS_ROOT = 4;           // with full rights
+  static constexpr int RUN_ASYNCHRONOUS = 8;      // wait on a thread, serving the front end
+  static constexpr int RUN_PROGRESS = 16;         // move the overall progress while waiting
+  static constexpr int RUN_NO_ERROR_OUTPUT = 32;  // the program's error output is dropped
+  // A platform operation: starts `path` with `arguments` (null or empty: none)
+  // in `workDir` (null: the installer's own), or with RUN_DOCUMENT opens it.
+  // With RUN_ASYNCHRONOUS it waits while `ui` (may be null) pumps events,
+  // pausing `intervalMs` between polls. True if the program started and,
+  // where it was waited for, ended with 0. The base has no system to start
+  // programs on and fails.
+  virtual bool runProgram(const char* path, const char* arguments, int flags, const char* workDir, InstallerUI* ui,
+                          int intervalMs);
 
   // ---- Dialog flow (dialog_flow.cpp) ----
   // The walk over the wizard's pages, `count` pages forward or back. Work

@@ -7,6 +7,7 @@
 
 #include "engine/installer.h"
 #include "platform/linux/registry_store.h"
+#include "platform/program_thread.h"
 
 class LinuxInstaller : public Installer {
  public:
@@ -35,8 +36,29 @@ class LinuxInstaller : public Installer {
   bool allowsEmptyListItems() override { return false; }
 
   // ---- Shortcuts and firewall (linux_shortcuts.cpp) ----
+  // A shell link or Internet shortcut is a desktop entry written at the
+  // link path with mode 0755 (desktop_entry.h); Symlink makes a symbolic
+  // link from the link path to the target.
+  bool createShortcut(const char* type, const char* linkPath, const char* target, const char* description,
+                      const char* arguments, const char* startPath, char* out, int outSize,
+                      InstallerUI* ui) override;
+  // Ports go through firewall-cmd or ufw (firewall_linux.h). Linux has no
+  // exceptions for single programs: those succeed without a change, and
+  // say so in the log.
+  bool addFirewallApplication(const char* path, const char* name) override;
+  bool removeFirewallApplication(const char* path) override;
+  bool addFirewallPort(const FirewallPort& port) override;
+  bool removeFirewallPort(const char* text) override;
 
   // ---- Program runs (linux_programs.cpp) ----
+  // A document or address opens with xdg-open. A program starts as
+  // /bin/sh -c '"path" arguments' in `workDir`; one that isn't on disk (or on
+  // PATH) fails before anything starts. RUN_NO_ERROR_OUTPUT sends its
+  // standard error to /dev/null. RUN_AS_ROOT adds nothing: the installer
+  // itself runs with the rights to write into the system's directories.
+  bool runProgram(const char* path, const char* arguments, int flags, const char* workDir, InstallerUI* ui,
+                  int intervalMs) override;
+  AsynchronousRunProgram programRuns;
 
   // ---- Running programs and the uninstaller hand-over (linux_processes.cpp) ----
   // Programs are found through /proc/<pid>/exe; ending one is SIGTERM,

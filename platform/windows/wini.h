@@ -5,6 +5,7 @@
 #define QLUX_PLATFORM_WINDOWS_WINI_H_
 
 #include "engine/installer.h"
+#include "platform/program_thread.h"
 #include "platform/windows/registry_windows.h"
 
 class Wini : public Installer {
@@ -25,10 +26,31 @@ class Wini : public Installer {
   bool notifyEnvironmentChange() override;
 
   // ---- Shortcuts and firewall (wini_shortcuts.cpp) ----
+  // Shell links (File, Uninstall) through IShellLinkW and IPersistFile,
+  // Internet shortcuts (URL) through IUniformResourceLocatorW; Symlink is
+  // no shortcut type of this system and fails.
+  bool createShortcut(const char* type, const char* linkPath, const char* target, const char* description,
+                      const char* arguments, const char* startPath, char* out, int outSize,
+                      InstallerUI* ui) override;
+  // Each makes a FirewallOperations (firewall_operations.h) for one call;
+  // what it throws is logged and gives false.
+  bool addFirewallApplication(const char* path, const char* name) override;
+  bool removeFirewallApplication(const char* path) override;
+  bool addFirewallPort(const FirewallPort& port) override;
+  bool removeFirewallPort(const char* text) override;
 
   // ---- Program runs (wini_programs.cpp) ----
+  // A document opens through the shell's "open" verb; a program starts with
+  // CreateProcessW. RUN_AS_ROOT and RUN_NO_ERROR_OUTPUT have no effect here.
+  bool runProgram(const char* path, const char* arguments, int flags, const char* workDir, InstallerUI* ui,
+                  int intervalMs) override;
+  AsynchronousRunProgram programRuns;
 
   // ---- Running programs and the uninstaller hand-over (wini_processes.cpp) ----
+  // Programs are found through the process list (EnumProcesses), by the
+  // base name of each process's first module; ending one is TerminateProcess.
+  bool isAppRunning(const char* name, const char* directory) override;
+  bool terminateApp(const char* name, bool asService) override;
   Installer* createEngine() override;
   bool runRegisteredUninstaller(const char* name) override;
 

@@ -1,0 +1,79 @@
+// The commands of the Linux firewall tools.
+#include "platform/linux/firewall_linux.h"
+
+#include "platform/linux/run_command.h"
+
+namespace LinuxFirewall {
+
+namespace {
+
+// "8080/tcp" and "8080/udp" as the mask asks; ufw with both gives the port
+// alone, which it takes as both.
+std::vector<std::string> portSpecs(uint32_t port, uint8_t protocols, bool bothAsOne) {
+  std::string number = std::to_string(port);
+  if (bothAsOne && protocols == 3) return {number};
+  std::vector<std::string> specs;
+  if (protocols & 1) specs.push_back(number + "/tcp");
+  if (protocols & 2) specs.push_back(number + "/udp");
+  return specs;
+}
+
+Step step(const std::string& toolPath, std::vector<std::string> arguments, bool mayFail) {
+  arguments.insert(arguments.begin(), toolPath);
+  return Step{arguments, mayFail};
+}
+
+}  // namespace
+
+Tool findTool(std::string* outPath) {
+  *outPath = Host::findOnPath("firewall-cmd");
+  if (!outPath->empty()) return kFirewallCmd;
+  *outPath = Host::findOnPath("ufw");
+  if (!outPath->empty()) return kUfw;
+  return kNoTool;
+}
+
+std::string serviceName(const char* text) {
+  std::string name = "qlux-";
+  for (const char* p = text ? text : ""; *p; p++) {
+    char c = *p;
+    bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    name += plain ? c : '-';
+  }
+  return name;
+}
+
+std::vector<Step> addPortSteps(Tool tool, const std::string& toolPath, uint32_t port, uint8_t protocols,
+                               const char* name) {
+  std::vector<Step> steps;
+  if (tool == kFirewallCmd) {
+    std::string service = serviceName(name);
+    steps.push_back(step(toolPath, {"--permanent", "--new-service=" + service}, true));
+    std::vector<std::string> addPorts = {"--permanent", "--service=" + service};
+    for (const std::string& spec : portSpecs(port, protocols, false)) addPorts.push_back("--add-port=" + spec);
+    steps.push_back(step(toolPath, addPorts, false));
+    steps.push_back(step(toolPath, {"--permanent", "--add-service=" + service}, false));
+    steps.push_back(step(toolPath, {"--reload"}, false));
+  } else if (tool == kUfw) {
+    for (const std::string& spec : portSpecs(port, protocols, true))
+      steps.push_back(step(toolPath, {"allow", spec, "comment", name ? name : ""}, false));
+  }
+  return steps;
+}
+
+std::vector<Step> removePortSteps(Tool tool, const std::string& toolPath, uint32_t port, uint8_t protocols,
+                                  const char* name) {
+  std::vector<Step> steps;
+  if (tool == kFirewallCmd) {
+    std::string service = serviceName(name);
+    steps.push_back(step(toolPath, {"--permanent", "--remove-service=" + service}, false));
+    steps.push_back(step(toolPath, {"--permanent", "--delete-service=" + service}, true));
+    steps.push_back(step(toolPath, {"--reload"}, false));
+  } else if (tool == kUfw) {
+    for (const std::string& spec : portSpecs(port, protocols, true))
+      steps.push_back(step(toolPath, {"delete", "allow", spec}, false));
+  }
+  return steps;
+}
+
+}  // namespace LinuxFirewall
