@@ -18,6 +18,7 @@
 #include "engine/installer.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
+#include "foundation/text_lines.h"
 #include "frontends/console/installer_ui.h"
 
 using actiontext::Verb;
@@ -29,48 +30,7 @@ const int kModeAddAfter = 1;
 const Verb kModifying = {"Modifying ", "FAILED : Modifying "};
 const Verb kUndoing = {"Undoing modifications to ", "FAILED : Undoing modifications to "};
 
-// One line of a file: its text and the line end that followed it ("" for
-// a last line without one).
-struct Line {
-  std::string text;
-  std::string end;
-};
-
-// A file's bytes; false if it can't be opened or read.
-bool readWhole(const char* path, std::string* out) {
-  FILE* file = QUtils::openFile(path, "rb");
-  if (!file) return false;
-  out->clear();
-  char block[8192];
-  size_t count;
-  while ((count = std::fread(block, 1, sizeof block, file)) > 0) out->append(block, count);
-  bool ok = !std::ferror(file);
-  std::fclose(file);
-  return ok;
-}
-
-std::vector<Line> splitLines(const std::string& data) {
-  std::vector<Line> lines;
-  size_t start = 0;
-  while (start < data.size()) {
-    size_t end = data.find('\n', start);
-    Line line;
-    if (end == std::string::npos) {
-      line.text = data.substr(start);
-      start = data.size();
-    } else {
-      line.text = data.substr(start, end - start);
-      line.end = "\n";
-      start = end + 1;
-    }
-    if (!line.text.empty() && line.text.back() == '\r') {
-      line.text.pop_back();
-      line.end = "\r" + line.end;
-    }
-    lines.push_back(line);
-  }
-  return lines;
-}
+typedef QUtils::TextLine Line;
 
 // The lines to look for and the lines to add after them.
 struct Modification {
@@ -94,11 +54,11 @@ bool parseCount(const std::string& text, size_t* out) {
 // missing or fewer lines follow than it announces.
 bool readModification(const char* path, Modification* out, const char** why) {
   std::string data;
-  if (!readWhole(path, &data)) {
+  if (!QUtils::readWholeFile(path, &data)) {
     *why = "can't be read";
     return false;
   }
-  std::vector<Line> lines = splitLines(data);
+  std::vector<Line> lines = QUtils::splitTextLines(data);
   size_t at = 0;
   size_t count = 0;
   if (at >= lines.size() || !parseCount(lines[at++].text, &count)) {
@@ -187,11 +147,11 @@ bool rewriteTarget(Installer* engine, const char* target, const char* modificati
     return false;
   }
   std::string data;
-  if (!readWhole(target, &data)) {
+  if (!QUtils::readWholeFile(target, &data)) {
     engine->log("ERROR: \"%s\" can't be read", target);
     return false;
   }
-  std::string result = rewrite(splitLines(data), change, undo);
+  std::string result = rewrite(QUtils::splitTextLines(data), change, undo);
   if (result == data) return true;
 
   // The new content goes beside the target and replaces it only whole.

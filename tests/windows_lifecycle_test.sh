@@ -88,12 +88,13 @@ run_installer() {
 # The registered entry of the case's product, as `reg query` shows it.
 entry() { runwine reg query "$uninstall_key\\$product" 2>/dev/null | tr -d '\r'; }
 entry_value() { entry | awk -v name="$1" '$1 == name && $2 ~ /^REG_/ { sub(/^ *[^ ]+ +REG_[A-Z_]+ +/, ""); print }'; }
-# True when the Uninstall key can be listed and has no key of the product:
-# a failing `reg` doesn't pass for a removed entry.
+# True when the product has no key of its own in the list of installed
+# programs. reg must answer for a parent that always exists, so that a
+# failing reg doesn't pass for a removed entry; an empty or absent Uninstall
+# key is fine.
 unregistered() {
-  local keys
-  keys=$(runwine reg query "$uninstall_key" 2>/dev/null | tr -d '\r')
-  [ -n "$keys" ] && ! grep -qF "\\Uninstall\\$product" <<<"$keys"
+  runwine reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion' >/dev/null 2>&1 || return 1
+  ! runwine reg query "$uninstall_key\\$product" >/dev/null 2>&1
 }
 
 # run_uninstaller OPTION...: runs the registered UninstallString as the list

@@ -6,14 +6,12 @@
 #include <vector>
 
 #include "foundation/files.h"
+#include "foundation/text_lines.h"
 
 namespace {
 
 // One line of the file: its text and the line end that followed it.
-struct Line {
-  std::string text;
-  std::string end;
-};
+typedef QUtils::TextLine Line;
 
 // Where a variable's parts stand in a line's text.
 struct Assignment {
@@ -61,34 +59,6 @@ bool parseAssignment(const std::string& text, Assignment* out) {
   return true;
 }
 
-std::vector<Line> splitLines(const std::string& data) {
-  std::vector<Line> lines;
-  size_t start = 0;
-  while (start < data.size()) {
-    size_t end = data.find('\n', start);
-    Line line;
-    if (end == std::string::npos) {
-      line.text = data.substr(start);
-      start = data.size();
-    } else {
-      line.text = data.substr(start, end - start);
-      line.end = "\n";
-      start = end + 1;
-    }
-    if (!line.text.empty() && line.text.back() == '\r') {
-      line.text.pop_back();
-      line.end = "\r" + line.end;
-    }
-    lines.push_back(line);
-  }
-  return lines;
-}
-
-std::string joinLines(const std::vector<Line>& lines) {
-  std::string data;
-  for (const Line& line : lines) data += line.text + line.end;
-  return data;
-}
 
 // The index of the last line that sets `name`, or -1.
 int findLast(const std::vector<Line>& lines, const char* name, Assignment* out) {
@@ -116,14 +86,9 @@ bool needsQuotes(const char* value) {
 bool EnvironmentFile::load(std::string* out) const {
   out->clear();
   if (path.empty()) return false;
-  FILE* file = QUtils::openFile(path.c_str(), "rb");
-  if (!file) return !QUtils::fileExists(path.c_str());
-  char block[8192];
-  size_t count;
-  while ((count = std::fread(block, 1, sizeof block, file)) > 0) out->append(block, count);
-  bool ok = !std::ferror(file);
-  std::fclose(file);
-  return ok;
+  // A store that doesn't exist yet is empty.
+  if (!QUtils::readWholeFile(path.c_str(), out)) return !QUtils::fileExists(path.c_str());
+  return true;
 }
 
 bool EnvironmentFile::store(const std::string& data) {
@@ -142,7 +107,7 @@ int EnvironmentFile::get(const char* name, char* out, int size) const {
   if (out && size > 0) out[0] = 0;
   std::string data;
   if (!name || !load(&data)) return -1;
-  std::vector<Line> lines = splitLines(data);
+  std::vector<Line> lines = QUtils::splitTextLines(data);
   Assignment assignment;
   int index = findLast(lines, name, &assignment);
   if (index < 0) return -1;
@@ -156,7 +121,7 @@ bool EnvironmentFile::set(const char* name, const char* value) {
   if (!isValidName(name) || !value || std::strpbrk(value, "\r\n")) return false;
   std::string data;
   if (!load(&data)) return false;
-  std::vector<Line> lines = splitLines(data);
+  std::vector<Line> lines = QUtils::splitTextLines(data);
   Assignment assignment;
   int index = findLast(lines, name, &assignment);
   if (index >= 0) {
@@ -173,14 +138,14 @@ bool EnvironmentFile::set(const char* name, const char* value) {
     line.end = "\n";
     lines.push_back(line);
   }
-  return store(joinLines(lines));
+  return store(QUtils::joinTextLines(lines));
 }
 
 bool EnvironmentFile::remove(const char* name) {
   if (!isValidName(name)) return false;
   std::string data;
   if (!load(&data)) return false;
-  std::vector<Line> lines = splitLines(data);
+  std::vector<Line> lines = QUtils::splitTextLines(data);
   std::vector<Line> kept;
   Assignment assignment;
   for (const Line& line : lines) {
@@ -188,5 +153,5 @@ bool EnvironmentFile::remove(const char* name) {
     kept.push_back(line);
   }
   if (kept.size() == lines.size()) return false;
-  return store(joinLines(kept));
+  return store(QUtils::joinTextLines(kept));
 }

@@ -1,0 +1,50 @@
+#include "foundation/text_lines.h"
+
+#include <cstdio>
+
+#include "foundation/files.h"
+
+namespace QUtils {
+
+std::vector<TextLine> splitTextLines(const std::string& data) {
+  std::vector<TextLine> lines;
+  size_t start = 0;
+  while (start < data.size()) {
+    size_t end = data.find('\n', start);
+    TextLine line;
+    if (end == std::string::npos) {
+      line.text = data.substr(start);
+      start = data.size();
+    } else {
+      line.text = data.substr(start, end - start);
+      line.end = "\n";
+      start = end + 1;
+    }
+    if (!line.text.empty() && line.text.back() == '\r') {
+      line.text.pop_back();
+      line.end = "\r" + line.end;
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::string joinTextLines(const std::vector<TextLine>& lines) {
+  std::string data;
+  for (const TextLine& line : lines) data += line.text + line.end;
+  return data;
+}
+
+bool readWholeFile(const char* path, std::string* out) {
+  out->clear();
+  FILE* file = openFile(path, "rb");
+  if (!file) return false;
+  char block[8192];
+  size_t count;
+  while ((count = std::fread(block, 1, sizeof block, file)) > 0) out->append(block, count);
+  bool ok = !std::ferror(file);
+  std::fclose(file);
+  return ok;
+}
+
+}  // namespace QUtils

@@ -1,0 +1,27 @@
+// Text files as lines that keep their own line ends: a text splits into
+// lines whose `end` is "\n", "\r\n" or (for a last line without one) "",
+// and joining them gives the text back byte for byte. For the editors of
+// configuration files, which must change one line and leave every other
+// byte as it was.
+#ifndef QLUX_FOUNDATION_TEXT_LINES_H_
+#define QLUX_FOUNDATION_TEXT_LINES_H_
+
+#include <string>
+#include <vector>
+
+namespace QUtils {
+
+struct TextLine {
+  std::string text;  // without its line end
+  std::string end;
+};
+
+std::vector<TextLine> splitTextLines(const std::string& data);
+std::string joinTextLines(const std::vector<TextLine>& lines);
+
+// A file's bytes; false if it can't be opened or read.
+bool readWholeFile(const char* path, std::string* out);
+
+}  // namespace QUtils
+
+#endif  // QLUX_FOUNDATION_TEXT_LINES_H_
