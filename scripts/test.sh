@@ -38,6 +38,7 @@ ctest --test-dir "$top/build-win" --output-on-failure -j "$jobs" || windows=$?
 echo "== Windows program end to end under Wine"
 bash "$top/tests/windows_test.sh" "$top/build-win/bin/qlux-setup.exe" "$top/build/bin/qlux-pack" || windows=1
 bash "$top/tests/windows_lifecycle_test.sh" "$top/build-win/bin/qlux-setup.exe" "$top/build/bin/qlux-pack" || windows=1
+bash "$top/tests/windows_demo_test.sh" "$top/build-win/bin/qlux-setup.exe" "$top/build/bin/qlux-pack" || windows=1
 
 if [ "$native" -ne 0 ] || [ "$windows" -ne 0 ]; then
   echo "FAILED: native=$native windows=$windows"

@@ -1,0 +1,221 @@
+#!/usr/bin/env bash
+# The demo product on Windows, run under Wine: examples/demo packed onto the
+# Windows program is installed unattended into the program directory, with
+# its entry in the list of installed programs, a shell link, the machine-wide
+# environment, an INI key, a registry value, a firewall port and a run of
+# the installed command script; then the registered UninstallString, run by
+# cmd as that list runs it, hands over to a copy of the program in the
+# temporary directory, which takes every one of those changes back.
+# Usage: windows_demo_test.sh SETUP_EXE PACK, with WINEPREFIX set to a prefix
+# that wineboot has made.
+#
+# Wine keeps its server's socket under $TMPDIR: every Wine command here runs
+# with the TMPDIR that the prefix was made with, or a second server would
+# start on the same prefix.
+#
+# The prefix may be shared and used again: the product's name, and with it
+# its folder, registry key and link, and its environment variable carry the
+# sandbox's random suffix. The script deletes nothing outside its sandbox;
+# what goes into the prefix goes through the product's own uninstaller.
+wine_tmp=${TMPDIR:-/tmp}
+here=$(cd "$(dirname "$0")" && pwd)
+setup=$(realpath "$1")
+pack=$(realpath "$2")
+source "$here/lib.sh"
+demo="$here/../examples/demo"
+uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall'
+environment_key='HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment'
+tag=${sandbox##*.}
+product="Qlux Demo $tag"
+home_variable="QLUX_DEMO_HOME_$tag"
+
+runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
+# The second uninstaller stage runs on after the first has ended, and Wine
+# may hand back control before the last writes are visible: wait until every
+# process of the prefix has ended.
+settle() { TMPDIR="$wine_tmp" timeout 120 /usr/lib/wine/wineserver64 -w; }
+unix_path() { runwine winepath -u "$1" 2>/dev/null | tr -d '\r'; }
+dos_path() { runwine winepath -w "$1" 2>/dev/null | tr -d '\r'; }
+holds() { [[ "$1" == *"$2"* ]]; }
+lacks() { ! holds "$@"; }
+win_lines() { tr -d '\r' <"$1"; }
+
+# reg_value KEY NAME: the value's data as `reg query` shows it; reg_type the
+# same for its type. Nothing when the value isn't there.
+reg_line() {
+  runwine reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' |
+    awk -v name="$2" 'tolower($1) == tolower(name) && $2 ~ /^REG_/'
+}
+reg_value() { reg_line "$1" "$2" | sed -E 's/^ *[^ ]+ +REG_[A-Z_]+ +//'; }
+reg_type() { reg_line "$1" "$2" | awk '{ print $2 }'; }
+entry() { runwine reg query "$uninstall_key\\$product" 2>/dev/null | tr -d '\r'; }
+entry_value() { entry | awk -v name="$1" '$1 == name && $2 ~ /^REG_/ { sub(/^ *[^ ]+ +REG_[A-Z_]+ +/, ""); print }'; }
+# key_gone PARENT CHILD: PARENT can be listed and has no key CHILD, so that a
+# failing `reg` doesn't pass for a removed key.
+key_gone() {
+  local keys line
+  keys=$(runwine reg query "$1" 2>/dev/null) || return 1
+  while IFS= read -r line; do
+    line=${line%$'\r'}
+    [[ "${line,,}" == *"\\${2,,}" ]] && return 1
+  done <<<"$keys"
+  return 0
+}
+
+program_files=$(reg_value 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion' ProgramFilesDir)
+win_temp=$(runwine cmd /c 'echo %TEMP%' 2>/dev/null | tr -d '\r')
+temp_dir=$(unix_path "$win_temp")
+settle
+debug_log="$temp_dir/installer_debug.log"
+if [ -z "$program_files" ] || [ ! -d "$(unix_path "$program_files")" ] || [ ! -d "$temp_dir" ]; then
+  echo "FAILED: no program directory or temporary directory in the prefix ($program_files, $win_temp)"
+  exit 1
+fi
+
+# The product: the demo's files, its names marked with the suffix, and the
+# Windows program beside them as the uninstaller.
+stage="$sandbox/stage"
+mkdir -p "$stage" "$sandbox/run"
+cp -r "$demo/." "$stage/"
+sed -i -e "s/Qlux Demo/$product/g" -e "s/QLUX_DEMO_HOME/$home_variable/g" "$stage/install.xml"
+cp "$setup" "$stage/qlux-uninstall.exe"
+"$pack" --stub "$setup" --template "$stage/install.xml" --source "$stage" -o "$sandbox/run/demo-setup.exe" \
+  >/dev/null || { echo "FAILED: packing the demo"; exit 1; }
+
+# The installation folder reads "C:\Program Files\Qlux Demo ..."; the paths
+# that the template builds below it keep the "/" that it writes.
+win_root="$program_files\\$product"
+root=$(unix_path "$win_root")
+link="$root/shortcuts/$product.lnk"
+path_before=$(reg_value "$environment_key" PATH)
+path_type_before=$(reg_type "$environment_key" PATH)
+
+# --- Installing -------------------------------------------------------------------
+touch "$sandbox/started"
+out=$(cd "$sandbox/run" && runwine ./demo-setup.exe -gui=0 -auto -debug=1 </dev/null 2>/dev/null | tr -d '\r')
+code=${PIPESTATUS[0]}
+settle
+check "install exits 0, got $code" test "$code" -eq 0
+check "install succeeds" holds "$out" "Automatic installation was successful!"
+check "the debug log is this run's" test "$debug_log" -nt "$sandbox/started"
+check "installed under the program directory: $root" test -d "$root"
+for file in readme.txt bin/qlux-demo.cmd etc/demo.conf doc/guide.txt samples/colours.csv; do
+  check "installed $file" cmp -s "$demo/$file" "$root/$file"
+done
+check "the Linux program stays out" test ! -e "$root/bin/qlux-demo"
+check "the uninstaller keeps its .exe" cmp -s "$setup" "$root/uninstall/qlux-uninstall.exe"
+log_file="$root/uninstall/install.log"
+log=$(win_lines "$log_file" 2>/dev/null)
+
+# The entry with its six values.
+win_program="$win_root/uninstall/qlux-uninstall"
+check "the entry has six values" test "$(entry | grep -c ' REG_SZ ')" -eq 6
+check "DisplayIcon: $(entry_value DisplayIcon)" test "$(entry_value DisplayIcon)" = "\"$win_program\""
+check "DisplayName and DisplayVersion" test "$(entry_value DisplayName)|$(entry_value DisplayVersion)" = "$product|1.2.0"
+check "HelpLink and Publisher" \
+  test "$(entry_value HelpLink)|$(entry_value Publisher)" = "https://qlux.example.org/demo|Halvo Software Ltd"
+check "UninstallString: $(entry_value UninstallString)" test "$(entry_value UninstallString)" = \
+  "\"$win_program\" -uninstall=\"$win_root/uninstall/install.log\" -uninstallApp=\"$product\""
+
+# The program ran once through cmd, waited for, in its folder.
+check "AdditionalInstall ran the command script" test -s "$root/var/last-run.log"
+check "the run is logged" grep -qF "Running Files for installation tag: <AdditionalInstall>" "$debug_log"
+
+# The shell link: a .lnk file that names the command script; the path stands
+# in it as ANSI or UTF-16 text, and without the NUL bytes both read alike.
+link_names() { tr -d '\000' <"$1" | grep -aqiF -- "$2"; }
+check "the link exists: $link" test -f "$link"
+check "the link starts with the shell link header" \
+  test "$(head -c 4 "$link" 2>/dev/null | od -An -tx1 | tr -d ' ')" = "4c000000"
+check "the link names the command script" link_names "$link" "$product\\bin\\qlux-demo.cmd"
+check "the link is logged" grep -qE "^SHORTCUT	CREATE	.*shortcuts.$product\.lnk$" <<<"$log"
+
+# The machine-wide environment.
+path_now=$(reg_value "$environment_key" PATH)
+check "PATH was appended to" grep -qE "^ENV	ADD	PATH	.*$product.bin$" <<<"$log"
+check "PATH ends in the program's folder: $path_now" holds "$path_now" ";$win_root/bin"
+home_now=$(reg_value "$environment_key" "$home_variable")
+check "$home_variable names the installation: $home_now" \
+  test "$(dos_path "$(unix_path "$home_now")")" = "$(dos_path "$root")"
+check "$home_variable is logged as created" grep -qxF "ENV	CREATE	$home_variable" <<<"$log"
+
+# The INI key.
+check "the INI key is in demo.ini" grep -qE "^Home=.*$product$" <(win_lines "$root/etc/demo.ini")
+check "the INI file keeps its own lines" grep -qxF "Greeting=Hello" <(win_lines "$root/etc/demo.ini")
+
+# The registry value in a key of its own.
+demo_key="HKLM\\Software\\$product"
+install_dir=$(reg_value "$demo_key" InstallDir)
+check "registry value InstallDir: $install_dir" test "$(dos_path "$(unix_path "$install_dir")")" = "$(dos_path "$root")"
+check "the new key is logged" grep -qxF "REGKEY	1	HKEY_LOCAL_MACHINE	Software\\$product" <<<"$log"
+check "and the value" grep -qxF "REGVAL	HKEY_LOCAL_MACHINE	Software\\$product	InstallDir" <<<"$log"
+
+# The firewall port: opened through the firewall's COM interfaces, or, where
+# Wine lacks a part of them, the failure is in the debug log and the
+# installation went on.
+if grep -qxF "FIREWALL	PORT	TCP 8080" <<<"$log"; then
+  firewall=added
+  check "the port is reported as added" holds "$out" "Firewall: Added port 8080"
+else
+  firewall=failed
+  check "the port's failure is in the debug log" grep -qF "ERROR: (Firewall Port)" "$debug_log"
+  check "and reported" holds "$out" "Firewall: FAILED to add port 8080"
+fi
+echo "firewall port: $firewall"
+
+# --- Removing through the registered command --------------------------------------
+cp "$log_file" "$sandbox/install.log.saved"
+command=$(entry_value UninstallString)
+touch "$sandbox/started"
+printf '@echo off\r\n%s -gui=0 -debug=1\r\n' "$command" >"$sandbox/uninstall.bat"
+out=$(runwine cmd /c "$(dos_path "$sandbox/uninstall.bat")" </dev/null 2>"$sandbox/uninstall.err" | tr -d '\r')
+code=${PIPESTATUS[0]}
+settle
+check "first stage exits 0, got $code" test "$code" -eq 0
+check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
+check "the log was handed over as qluxuninst.log" cmp -s "$sandbox/install.log.saved" "$temp_dir/qluxuninst.log"
+check "the debug log is this run's" test "$debug_log" -nt "$sandbox/started"
+check "the second stage ran the copy on the log copy" \
+  grep -qF "[ARG 00] -uninstallFile=\"$win_temp\\qluxuninst.log\"" "$debug_log"
+check "the uninstallation succeeds" holds "$out" "Automatic uninstallation was successful!" ||
+  printf '%s\n' "--- its output:" "$out" "--- its errors:" "$(tail -n 40 "$sandbox/uninstall.err")" "---"
+
+left=""
+while IFS=$'\t' read -r kind mode path; do
+  [ "$kind" = FILE ] && [ "$mode" = CREATE ] && [ -e "$(unix_path "$path")" ] && left="$left $path"
+done < <(win_lines "$sandbox/install.log.saved")
+check "every file logged CREATE is gone:$left" test -z "$left"
+check "the link is gone" test ! -e "$link"
+check "the installation folder is gone, with all below it" test ! -e "$root"
+check "the entry is unregistered" key_gone "$uninstall_key" "$product"
+check "the registry key is gone" key_gone 'HKLM\Software' "$product"
+check "$home_variable is gone" test -z "$(reg_line "$environment_key" "$home_variable")"
+path_after=$(reg_value "$environment_key" PATH)
+check "PATH no longer holds the program's folder" lacks "${path_after,,}" "${product,,}"
+# Appending keeps only the text it added in the log, and taking it out again
+# leaves the list as it was but for a separator.
+check "PATH is as before but for a separator: $path_after" \
+  test "${path_after%;}" = "${path_before%;}"
+# Wine's firewall has no removal of ports (E_NOTIMPL, 0x80004001): there the
+# failure is in the debug log, and the uninstallation goes on.
+port_removed() {
+  holds "$out" "Removed port from firewall: TCP 8080" ||
+    grep -qF "ERROR: (Firewall Port) Removing port 8080! Error (-2147467263)" "$debug_log"
+}
+if [ "$firewall" = added ]; then
+  check "the port is removed from the firewall, or Wine can't remove it" port_removed
+fi
+
+# The machine-wide environment store writes every value it changes as
+# REG_SZ, whatever type it had: PATH, which Windows keeps as REG_EXPAND_SZ
+# with %SystemRoot% in it, comes back from the uninstallation with its text
+# but as REG_SZ. The value is put back with its type so that later users of
+# the prefix find a working PATH.
+path_type_after=$(reg_type "$environment_key" PATH)
+check "PATH is written back as REG_SZ (was $path_type_before)" test "$path_type_after" = REG_SZ
+if [ -n "$path_type_before" ] && [ "$path_type_after" != "$path_type_before" ]; then
+  runwine reg add "$environment_key" /v PATH /t "$path_type_before" /d "$path_before" /f >/dev/null 2>&1
+  settle
+fi
+
+finish
