@@ -9,6 +9,7 @@ packages=(
   g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev
   wine64
   libwxgtk3.2-dev libpng-dev libjpeg-dev imagemagick
+  xvfb xauth
 )
 
 missing=()

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# with_display.sh COMMAND [ARGS...]: runs COMMAND with DISPLAY set to a
+# private X server (Xvfb on the first free display number, no TCP), and
+# stops the server afterwards. Returns COMMAND's exit status. Without Xvfb
+# the command runs as it is, and tests that need a display skip.
+set -u
+
+if [ $# -eq 0 ]; then
+  echo "usage: with_display.sh COMMAND [ARGS...]" >&2
+  exit 2
+fi
+
+if ! command -v Xvfb >/dev/null 2>&1; then
+  echo "with_display: Xvfb not found, running without a display" >&2
+  exec "$@"
+fi
+
+# Xvfb picks the free display number itself and writes it to the file.
+numberFile=$(mktemp "${TMPDIR:-/tmp}/qlux-display.XXXXXX") || exit 1
+Xvfb -displayfd 3 -nolisten tcp -screen 0 1024x768x24 3>"$numberFile" 2>/dev/null &
+server=$!
+
+number=""
+for _ in $(seq 1 100); do
+  number=$(tr -dc '0-9' <"$numberFile")
+  [ -n "$number" ] && break
+  kill -0 "$server" 2>/dev/null || break
+  sleep 0.05
+done
+rm -f -- "$numberFile"
+
+if [ -z "$number" ]; then
+  echo "with_display: Xvfb did not start, running without a display" >&2
+  kill "$server" 2>/dev/null
+  wait "$server" 2>/dev/null
+  exec "$@"
+fi
+
+DISPLAY=":$number" "$@"
+status=$?
+kill "$server" 2>/dev/null
+wait "$server" 2>/dev/null
+exit $status
