@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <string>
 
 #include "foundation/files.h"
@@ -84,6 +85,40 @@ TEST(NamedEventTest, ASignalReachesTheWaiterAndNoSignalTimesOut) {
   event = Host::createNamedEvent(name);
   EXPECT_FALSE(Host::waitNamedEvent(event, 50));
   Host::closeNamedEvent(event);
+}
+
+// The registered uninstaller is this test binary run again with the child
+// test below, which signals both hand-over events as the second uninstaller
+// stage does. Without the signals the wait would last a minute.
+TEST(HandOverChild, DISABLED_SignalsBothEvents) {
+  Host::signalNamedEvent(Host::kUninstallerStartEvent);
+  Host::signalNamedEvent(Host::kUninstallerEndEvent);
+}
+
+TEST(HandOverTest, RunsTheRegisteredUninstallerAndWaitsForItsSignals) {
+  char cwd[QUtils::kMaxPath];
+  ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
+  std::string root = std::string(cwd) + "/handover-root";
+  const char* old = std::getenv("QLUX_ROOT");
+  std::string oldRoot = old ? old : "";
+  setenv("QLUX_ROOT", root.c_str(), 1);
+
+  char self[QUtils::kMaxPath];
+  ASSERT_TRUE(QUtils::getModulePath(self, sizeof self));
+  std::string command = std::string("\"") + self +
+                        "\" --gtest_also_run_disabled_tests --gtest_filter=HandOverChild.DISABLED_SignalsBothEvents";
+  const char* key = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\QluxHandOverTest";
+  LinuxInstaller engine(0, 1, 0);
+  engine.createRegistryKeys("HKEY_LOCAL_MACHINE", key);
+  ASSERT_EQ(0, engine.setRegistryValue("HKEY_LOCAL_MACHINE", key, "REG_SZ", "UninstallString", command.c_str(), nullptr));
+
+  time_t started = time(nullptr);
+  EXPECT_TRUE(engine.runRegisteredUninstaller("QluxHandOverTest"));
+  EXPECT_LT(time(nullptr) - started, 30);
+  EXPECT_FALSE(engine.runRegisteredUninstaller("QluxNotRegistered"));
+
+  if (old) setenv("QLUX_ROOT", oldRoot.c_str(), 1); else unsetenv("QLUX_ROOT");
+  if (root.find("/handover-root") != std::string::npos) QUtils::deleteTree(root.c_str());
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "gtest/gtest.h"
+#include "platform/host.h"
 #include "platform/windows/wini.h"
 
 namespace {
@@ -30,6 +31,31 @@ TEST(WiniProcessesTest, FindsTheRunningTestProgramByNameAndDirectory) {
   EXPECT_FALSE(engine.isAppRunning("no-such-program.exe", nullptr));
   EXPECT_FALSE(engine.isAppRunning(nullptr, nullptr));
   EXPECT_FALSE(engine.terminateApp("no-such-program.exe", false));
+}
+
+// The registered uninstaller is this test binary run again with the child
+// test below, which signals both hand-over events as the second uninstaller
+// stage does. Without the signals the wait would last a minute.
+TEST(HandOverChild, DISABLED_SignalsBothEvents) {
+  Host::signalNamedEvent(Host::kUninstallerStartEvent);
+  Host::signalNamedEvent(Host::kUninstallerEndEvent);
+}
+
+TEST(HandOverTest, RunsTheRegisteredUninstallerAndWaitsForItsSignals) {
+  char self[QUtils::kMaxPath];
+  ASSERT_TRUE(QUtils::getModulePath(self, sizeof self));
+  std::string command = std::string("\"") + self +
+                        "\" --gtest_also_run_disabled_tests --gtest_filter=HandOverChild.DISABLED_SignalsBothEvents";
+  const char* key = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\QluxHandOverTest";
+  Wini engine(0, 1, 0);
+  engine.createRegistryKeys("HKEY_LOCAL_MACHINE", key);
+  ASSERT_EQ(0, engine.setRegistryValue("HKEY_LOCAL_MACHINE", key, "REG_SZ", "UninstallString", command.c_str(), nullptr));
+
+  DWORD started = GetTickCount();
+  EXPECT_TRUE(engine.runRegisteredUninstaller("QluxHandOverTest"));
+  EXPECT_LT(GetTickCount() - started, 30000u);
+  EXPECT_FALSE(engine.runRegisteredUninstaller("QluxNotRegistered"));
+  engine.unregisterApplication("QluxHandOverTest");
 }
 
 }  // namespace
