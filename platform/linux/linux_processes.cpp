@@ -16,6 +16,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "foundation/text.h"
 #include "platform/linux/linux_installer.h"
@@ -48,18 +50,19 @@ const char* baseName(const char* path) {
   return slash ? slash + 1 : path;
 }
 
-// Walks the processes, ours excepted, in the order of /proc. `visit` is
-// called with each process that runs `name`, and the walk stops when it
-// returns true. True if it stopped.
-template <typename Visit>
-bool forEachProcessNamed(const char* name, Visit visit) {
+struct RunningProgram {
+  pid_t pid;
+  std::string path;
+};
+
+// The processes, ours excepted, that run an executable named `name`, in
+// the order of /proc.
+std::vector<RunningProgram> findProgramsNamed(const char* name) {
+  std::vector<RunningProgram> found;
   DIR* proc = opendir("/proc");
-  if (!proc) return false;
+  if (!proc) return found;
   pid_t self = getpid();
-  bool stopped = false;
-  while (!stopped) {
-    struct dirent* entry = readdir(proc);
-    if (!entry) break;
+  while (struct dirent* entry = readdir(proc)) {
     char* end = nullptr;
     long number = std::strtol(entry->d_name, &end, 10);
     if (!end || *end || number <= 0) continue;
@@ -68,10 +71,10 @@ bool forEachProcessNamed(const char* name, Visit visit) {
     char path[QUtils::kMaxPath];
     if (!readExecutable(pid, path, sizeof path)) continue;
     if (QUtils::compareNoCase(baseName(path), name) != 0) continue;
-    stopped = visit(pid, path);
+    found.push_back(RunningProgram{pid, path});
   }
   closedir(proc);
-  return stopped;
+  return found;
 }
 
 bool processGone(pid_t pid) {
@@ -108,30 +111,32 @@ bool LinuxInstaller::isAppRunning(const char* name, const char* directory) {
     QUtils::cleanPath(wanted);
     QUtils::toLowerText(wanted);
   }
-  return forEachProcessNamed(name, [&](pid_t, const char* path) {
+  for (const RunningProgram& program : findProgramsNamed(name)) {
     if (!directory) return true;
     char found[QUtils::kMaxPath];
-    QUtils::copyText(found, path, sizeof found);
+    QUtils::copyText(found, program.path.c_str(), sizeof found);
     QUtils::cleanPath(found);
     QUtils::toLowerText(found);
     if (std::strstr(found, wanted)) return true;
     log("App \"%s\" running in separate dir: \"%s\" - searched: \"%s\"", name, found, wanted);
-    return false;
-  });
+  }
+  return false;
 }
 
 bool LinuxInstaller::terminateApp(const char* name, bool asService) {
   if (!name) return false;
-  return forEachProcessNamed(name, [&](pid_t pid, const char* path) {
-    if (asService) askToStop(path);
-    if (kill(pid, SIGTERM) != 0) return false;
-    for (int waited = 0; waited < kTerminateGraceMs && !processGone(pid); waited += 50) usleep(50 * 1000);
-    if (!processGone(pid)) {
-      kill(pid, SIGKILL);
-      for (int waited = 0; waited < kTerminateGraceMs && !processGone(pid); waited += 50) usleep(50 * 1000);
+  for (const RunningProgram& program : findProgramsNamed(name)) {
+    if (asService) askToStop(program.path.c_str());
+    if (kill(program.pid, SIGTERM) != 0) continue;
+    for (int waited = 0; waited < kTerminateGraceMs && !processGone(program.pid); waited += 50) usleep(50 * 1000);
+    if (!processGone(program.pid)) {
+      kill(program.pid, SIGKILL);
+      for (int waited = 0; waited < kTerminateGraceMs && !processGone(program.pid); waited += 50)
+        usleep(50 * 1000);
     }
     return true;
-  });
+  }
+  return false;
 }
 
 Installer* LinuxInstaller::createEngine() {
