@@ -1,12 +1,46 @@
 // Front ends by mode. The console serves every run with -gui=0, -auto or
-// -configFile. The window isn't part of this build yet, so a graphical run
-// asks the person at the terminal instead, and says so in the debug log.
+// -configFile. A graphical run gets the window where this build has one and
+// a display can be opened; otherwise the person at the terminal is asked
+// instead, and a line on the standard error and in the debug log says so.
 #include "app/front_end.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "frontends/console/console_ui.h"
+#ifdef QLUX_WITH_GUI
+#include "frontends/gui/wx_gui.h"
+#endif
+
+namespace {
+
+#ifdef QLUX_WITH_GUI
+bool displayAvailable() {
+  const char* x11 = std::getenv("DISPLAY");
+  const char* wayland = std::getenv("WAYLAND_DISPLAY");
+  return (x11 && *x11) || (wayland && *wayland);
+}
+#endif
+
+}  // namespace
 
 InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall) {
-  engine->log("The window front end isn't part of this build: the wizard runs on the console");
+#ifdef QLUX_WITH_GUI
+  const char* reason = "There is no display: the wizard runs on the console";
+  if (displayAvailable()) {
+    WxGUI* window = new WxGUI(isUninstall);
+    if (window->openDisplay()) {
+      window->exchange = engine;
+      return window;
+    }
+    delete window;
+    reason = "The display can't be opened: the wizard runs on the console";
+  }
+#else
+  const char* reason = "The window front end isn't part of this build: the wizard runs on the console";
+#endif
+  engine->log(reason);
+  std::fprintf(stderr, "%s\n", reason);
   ConsoleUI* ui = new ConsoleUI(isUninstall, 0, 0);
   bool automatic = false;
   if (ui->initInput(isUninstall ? "uninstall" : "", &automatic) != 0) {

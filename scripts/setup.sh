@@ -9,7 +9,8 @@ packages=(
   g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev
   wine64
   libwxgtk3.2-dev libpng-dev libjpeg-dev imagemagick
-  xvfb xauth
+  xvfb xauth xdotool
+  clang libclang-rt-dev
 )
 
 missing=()

@@ -22,7 +22,10 @@ server=$!
 
 number=""
 for _ in $(seq 1 100); do
-  number=$(tr -dc '0-9' <"$numberFile")
+  # The number is complete once its line end is written.
+  if grep -q . "$numberFile" 2>/dev/null && [ "$(tail -c 1 "$numberFile" | od -An -c | tr -d ' ')" = '\n' ]; then
+    number=$(tr -dc '0-9' <"$numberFile")
+  fi
   [ -n "$number" ] && break
   kill -0 "$server" 2>/dev/null || break
   sleep 0.05

@@ -1,0 +1,365 @@
+#include "frontends/gui/main_frame.h"
+
+#include <wx/accel.h>
+#include <wx/listctrl.h>
+#include <wx/msgdlg.h>
+#include <wx/settings.h>
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <string>
+
+#include "foundation/text.h"
+#include "frontends/gui/custom_controls.h"
+#include "frontends/gui/dialog_fields.h"
+#include "frontends/gui/image_loader.h"
+#include "frontends/gui/installer_app.h"
+#include "frontends/gui/wx_gui.h"
+
+namespace {
+
+// The frame asks the engine about the page at most this often.
+const long kIdleInterval = 1000;
+
+// The keys of the task icons, in the order of the task states.
+const char* const kTaskIconKeys[] = {"icon_not_started", "icon_current", "icon_good_finish", "icon_bad_finish",
+                                     "icon_inactive"};
+
+}  // namespace
+
+MainFrame::MainFrame(WxGUI* ownerUi, InstallExchangeInfo* engine)
+    : wxFrame(),
+      defaultButtonId(kDialogButtonIds),
+      textHeight(0),
+      navigateForward(true),
+      altShown(false),
+      enterMovesFocus(false),
+      focusControl(nullptr),
+      ui(ownerUi),
+      exchange(engine),
+      icon(nullptr),
+      taskIcons(nullptr),
+      panel(nullptr),
+      timer(this, kTimerId),
+      scaleWeights(nullptr),
+      hasTheme(engine && engine->hasColourTheme()),
+      closing(false) {
+  char title[400] = "";
+  if (exchange) exchange->getWindowTitle(title, sizeof title);
+  int current = exchange ? exchange->getCurrentDialog() : 0;
+  int width = exchange ? static_cast<int>(exchange->getDialogWidth(current) * uiScale) : 0;
+  int height = exchange ? static_cast<int>(exchange->getDialogHeight(current) * uiScale) : 0;
+  Create(nullptr, wxID_ANY, wxString::FromUTF8(title), wxDefaultPosition, wxDefaultSize,
+         wxMINIMIZE_BOX | wxCLOSE_BOX | wxSYSTEM_MENU | wxCAPTION | wxCLIP_CHILDREN);
+  SetClientSize(width > 0 ? width : 1, height > 0 ? height : 1);
+
+  wxFont font = wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT);
+  SetFont(font);
+  panel = new wxPanel(this, wxID_ANY, wxDefaultPosition, GetClientSize(), wxTAB_TRAVERSAL | wxBORDER_NONE);
+  panel->SetFont(font);
+  textHeight = panel->GetTextExtent(kFontTestString).GetHeight();
+
+  wxImage appIcon = loadImageByKey("AppIcon");
+  if (appIcon.IsOk()) {
+    icon = new wxIcon();
+    icon->CopyFromBitmap(wxBitmap(appIcon));
+    SetIcon(*icon);
+  }
+  loadTaskIcons();
+
+  if (hasTheme) {
+    uint32_t background = exchange->getThemeColour(0);
+    uint32_t foreground = exchange->getThemeColour(10);
+    if (background != kNoColour) panel->SetBackgroundColour(colourFromNumber(background));
+    if (foreground != kNoColour) panel->SetForegroundColour(colourFromNumber(foreground));
+  }
+
+  Bind(wxEVT_TIMER, &MainFrame::onTimer, this, kTimerId);
+  Bind(wxEVT_ACTIVATE, &MainFrame::onActivate, this);
+  Bind(wxEVT_IDLE, &MainFrame::onIdle, this);
+  Bind(wxEVT_CLOSE_WINDOW, &MainFrame::onClose, this);
+  Bind(wxEVT_NAVIGATION_KEY, &MainFrame::onNavigation, this);
+  panel->Bind(wxEVT_NAVIGATION_KEY, &MainFrame::onNavigation, this);
+  Bind(wxEVT_MENU, &MainFrame::onCommand, this);
+  // Page buttons, and the windows of fields, report to the panel.
+  panel->Bind(wxEVT_BUTTON, &MainFrame::onCommand, this);
+  panel->Bind(wxEVT_MENU, &MainFrame::onCommand, this);
+  panel->Bind(wxEVT_CHECKBOX, &MainFrame::onFieldEvent, this);
+  panel->Bind(wxEVT_RADIOBUTTON, &MainFrame::onFieldEvent, this);
+  timer.Start(1000);
+  idleWatch.Start();
+
+  if (hasTheme) {
+    wxAcceleratorEntry enter(wxACCEL_NORMAL, WXK_RETURN, kEnterKeyId);
+    SetAcceleratorTable(wxAcceleratorTable(1, &enter));
+  }
+
+  if (ui) ui->frame = this;
+  if (exchange) exchange->enterDialog(current, ui);
+}
+
+MainFrame::~MainFrame() {
+  timer.Stop();
+  if (ui) ui->detachFrame();
+  deleteFields(dialogFields);
+  deleteFields(subDialogFields);
+  delete icon;
+  delete taskIcons;
+  freeScaleWeights(&scaleWeights);
+}
+
+void MainFrame::loadTaskIcons() {
+  taskIcons = new std::vector<wxImage>();
+  for (const char* key : kTaskIconKeys) {
+    wxImage image = loadImageByKey(key);
+    if (!image.IsOk()) {
+      // No icon data: the list goes without icons.
+      delete taskIcons;
+      taskIcons = nullptr;
+      return;
+    }
+    taskIcons->push_back(image);
+  }
+}
+
+wxImage MainFrame::loadImageByKey(const char* key) {
+  if (!exchange || !key || !*key) return wxImage();
+  if (exchange->isActionLogRun()) {
+    char path[QUtils::kMaxPath];
+    if (exchange->getInstalledFilePath(key, path, sizeof path) != 0 || !path[0]) return wxImage();
+    FILE* file = std::fopen(QUtils::systemPath(path).getText(), "rb");
+    if (!file) return wxImage();
+    std::string bytes;
+    char block[8192];
+    size_t count;
+    while ((count = std::fread(block, 1, sizeof block, file)) > 0) bytes.append(block, count);
+    std::fclose(file);
+    if (bytes.empty()) return wxImage();
+    return decodeImage(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<uint32_t>(bytes.size()));
+  }
+  uint32_t size = 0;
+  QUtils::RefArray<unsigned char> data = exchange->getFileData(key, &size);
+  if (data.isNull() || size == 0) return wxImage();
+  return decodeImage(data.get(), size);
+}
+
+bool MainFrame::windowEnabled(wxWindow* window) {
+  if (!window) return false;
+  wxCustomButton* custom = dynamic_cast<wxCustomButton*>(window);
+  if (custom) return custom->isEnabled();
+  return window->IsEnabled();
+}
+
+void MainFrame::enableWindow(wxWindow* window, bool enable) {
+  if (window) window->Enable(enable);
+}
+
+PageButton* MainFrame::findButton(int id) {
+  for (PageButton& button : dialogButtons)
+    if (button.id == id) return &button;
+  for (PageButton& button : subDialogButtons)
+    if (button.id == id) return &button;
+  return nullptr;
+}
+
+void MainFrame::onCommand(wxCommandEvent& event) {
+  int id = event.GetId();
+  if (id == kStartCommandId) {
+    focusInitial(true);
+    uiReady = true;
+    return;
+  }
+  if (id == kAltKeyId) {
+    onAlt();
+    return;
+  }
+  for (auto& entry : fieldEvents) {
+    if (entry.first == id) {
+      entry.second->activate(id);
+      return;
+    }
+  }
+  if (id == kEnterKeyId || findButton(id)) {
+    onButton(id);
+    return;
+  }
+  event.Skip();
+}
+
+void MainFrame::onFieldEvent(wxCommandEvent& event) {
+  for (auto& entry : fieldEvents) {
+    if (entry.first == event.GetId()) {
+      entry.second->activate(event.GetId());
+      return;
+    }
+  }
+  event.Skip();
+}
+
+void MainFrame::onButton(int id) {
+  if (!exchange) return;
+  if (id == kEnterKeyId) {
+    if (enterMovesFocus) {
+      wxWindow* focused = wxWindow::FindFocus();
+      if (focused) focused->Navigate(wxNavigationKeyEvent::IsForward);
+      return;
+    }
+    id = defaultButtonId;
+  }
+  PageButton* button = findButton(id);
+  if (!button || !windowEnabled(button->window)) return;
+  // The engine may rebuild the page below; keep what is needed.
+  int flags = button->flags;
+  int shift = button->shift;
+  std::string action = button->action;
+  wxWindow* window = button->window;
+  if (flags & kButtonAction) {
+    exchange->runAction(ui, action.c_str());
+    if (!(flags & kButtonShift) && ui && ui->frame == this && !closing) {
+      // The action may have rebuilt the page; only a button still there
+      // keeps the focus.
+      PageButton* again = findButton(id);
+      focusControl = again && again->window == window ? window : nullptr;
+      ui->refreshDialog(exchange->getCurrentDialog(), exchange->getCurrentSubDialog(), 31, true);
+      focusInitial(false);
+    }
+  }
+  if (flags & kButtonShift) exchange->shiftDialog(ui, shift);
+}
+
+void MainFrame::focusInitial(bool force) {
+  if (!force && !IsActive()) return;
+  if (focusControl && focusControl->IsShown() && windowEnabled(focusControl)) {
+    focusControl->SetFocus();
+    return;
+  }
+  for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
+    for (PageButton& button : *list) {
+      if (!(button.flags & kButtonDefault)) continue;
+      defaultButtonId = button.id;
+      if (button.window && button.window->IsShown() && windowEnabled(button.window)) {
+        button.window->SetFocus();
+        return;
+      }
+    }
+  }
+  for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
+    for (PageButton& button : *list) {
+      if (button.flags & kButtonDefault) defaultButtonId = button.id;
+      if (button.window && button.window->IsShown() && windowEnabled(button.window)) {
+        button.window->SetFocus();
+        return;
+      }
+    }
+  }
+}
+
+void MainFrame::onAlt() {
+  altShown = !altShown;
+  PageButton* button = findButton(defaultButtonId);
+  if (!button || !button->window) return;
+  wxKeyEvent key(wxEVT_KEY_DOWN);
+  key.SetId(button->id);
+  key.SetEventObject(button->window);
+  key.m_altDown = altShown;
+  button->window->GetEventHandler()->ProcessEvent(key);
+}
+
+bool MainFrame::confirmCancel() {
+  if (!exchange) return true;
+  if (exchange->getUiState() == kUiWorking) {
+    wxMessageBox("The installation is running and can not be aborted!", "Cancel information", wxOK, this);
+    return false;
+  }
+  char product[200] = "";
+  exchange->getProductName(product, sizeof product);
+  wxString text = "This will cancel the installation of\n";
+  text += wxString::FromUTF8(product);
+  text += "\nAre you sure?";
+  return wxMessageBox(text, "Cancel confirmation", wxYES_NO | wxICON_INFORMATION, this) == wxYES;
+}
+
+void MainFrame::closeFrame() {
+  if (closing) return;
+  closing = true;
+  timer.Stop();
+  Destroy();
+}
+
+void MainFrame::idleCheck() {
+  if (!exchange || closing) return;
+  if (exchange->isCancelled() || exchange->isFinished()) {
+    closeFrame();
+    return;
+  }
+  if (idleWatch.Time() < kIdleInterval + 1) return;
+  idleWatch.Start();
+  if (ui) ui->refreshDialog(exchange->getCurrentDialog(), exchange->getCurrentSubDialog(), kRefreshConditions, false);
+}
+
+void MainFrame::onTimer(wxTimerEvent&) {
+  idleCheck();
+  if (!closing && exchange && ui && exchange->getUiState() != kUiWorking) ui->pumpEvents();
+}
+
+void MainFrame::onIdle(wxIdleEvent& event) {
+  idleCheck();
+  event.Skip();
+}
+
+void MainFrame::onActivate(wxActivateEvent& event) {
+  if (event.GetActive() && panel && !closing) {
+    panel->SetFocus();
+    Refresh();
+    Update();
+  }
+  event.Skip();
+}
+
+void MainFrame::onClose(wxCloseEvent& event) {
+  if (event.CanVeto()) {
+    if (confirmCancel()) {
+      closeFrame();
+    } else {
+      event.Veto();
+    }
+    return;
+  }
+  closeFrame();
+}
+
+void MainFrame::onNavigation(wxNavigationKeyEvent& event) {
+  navigateForward = event.GetDirection();
+  event.Skip();
+}
+
+void MainFrame::setTaskState(const char* taskName, const char* text, int state) {
+  PageControl* control = findControl("TaskList");
+  wxListCtrl* list = control ? dynamic_cast<wxListCtrl*>(control->window) : nullptr;
+  if (!list) return;
+  for (size_t row = 0; row < tasks.size(); row++) {
+    if (QUtils::compareNoCase(tasks[row].name.c_str(), taskName) != 0) continue;
+    TaskRow& task = tasks[row];
+    task.state = state;
+    task.text = text;
+    long item = static_cast<long>(row);
+    if (item >= list->GetItemCount()) continue;
+    list->SetItemImage(item, state);
+    list->SetItemText(item, wxString::FromUTF8(text));
+    list->SetItemTextColour(item, taskColour(state));
+  }
+}
+
+wxColour MainFrame::taskColour(int state) {
+  uint32_t themed = hasTheme ? exchange->getThemeColour(state == kTaskInactive ? 11 : 10) : kNoColour;
+  if (themed != kNoColour) return colourFromNumber(themed);
+  return wxSystemSettings::GetColour(state == kTaskInactive ? wxSYS_COLOUR_GRAYTEXT : wxSYS_COLOUR_WINDOWTEXT);
+}
+
+void MainFrame::resetPageMemory() {
+  focusControl = nullptr;
+  enterMovesFocus = false;
+  altShown = false;
+  defaultButtonId = kDialogButtonIds;
+}
