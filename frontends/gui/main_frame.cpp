@@ -126,8 +126,10 @@ void MainFrame::loadTaskIcons() {
 wxImage MainFrame::loadImageByKey(const char* key) {
   if (!exchange || !key || !*key) return wxImage();
   if (exchange->isActionLogRun()) {
-    char path[QUtils::kMaxPath];
-    if (exchange->getInstalledFilePath(key, path, sizeof path) != 0 || !path[0]) return wxImage();
+    char path[QUtils::kMaxPath] = "";
+    // The result is -1 in every case: an empty path means there is no such file entry.
+    exchange->getInstalledFilePath(key, path, sizeof path);
+    if (!path[0]) return wxImage();
     FILE* file = std::fopen(QUtils::systemPath(path).getText(), "rb");
     if (!file) return wxImage();
     std::string bytes;
