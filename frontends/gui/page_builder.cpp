@@ -454,7 +454,11 @@ void MainFrame::buildTaskList(ELEMENTINFO* element, PageControl& control) {
     if (QUtils::compareNoCase(key.c_str(), "width") == 0) iconWidth = value;
     if (QUtils::compareNoCase(key.c_str(), "height") == 0) iconHeight = value;
   }
-  wxColour background = panel->GetBackgroundColour();
+  // The icons are flattened on what stands behind them: the theme's colour,
+  // else the list's own background (a native list is usually white, not the
+  // panel's grey, and grey squares would show around the icons).
+  wxColour background = list->GetBackgroundColour();
+  if (!background.IsOk()) background = panel->GetBackgroundColour();
   if (hasTheme && element->background != kNoColour) background = colourFromNumber(element->background);
 
   if (taskIcons && !taskIcons->empty()) {
