@@ -8,12 +8,20 @@
 # end. The window is driven page by page with Return presses (the page's
 # default button); each page is saved once it has settled, as
 # DIR/plain-01-welcome.png, DIR/themed-01-welcome.png and so on, named
-# after the page that the installer's debug log says it shows. Then the
-# registered uninstall command removes each installation through its
-# window, pictured as DIR/plain-uninstall-01-....png and so on.
+# after the page that the installer's debug log says it shows. On the
+# options page the Destination folder box is emptied, which the wizard
+# refuses (the box takes the theme's invalid colours and Next goes grey):
+# that is DIR/plain-02b-options-invalid.png; the path is then typed back
+# and Next clicked. Then the registered uninstall command removes each
+# installation through its window, pictured as
+# DIR/plain-uninstall-01-....png and so on. One more installation of each
+# variant, whose program sleeps while the copy page waits for it with a
+# moving progress bar, gives DIR/plain-03b-copy.png.
 #
-# Exits 0 only if both installations reached the last page and left the
-# product on disk, and both uninstallations took it away again. QLUX_BUILD_DIR picks another build directory than build/.
+# Exits 0 only if every installation reached the last page and left the
+# product on disk at the path that was typed back, the empty box disabled
+# Next, and both uninstallations took the product away again.
+# QLUX_BUILD_DIR picks another build directory than build/.
 set -euo pipefail
 
 usage() {
@@ -66,6 +74,25 @@ pack_variant() {
     -o "$sandbox/$1-setup" >/dev/null
 }
 
+# pack_slow NAME TEMPLATE: like pack_variant, but the demo program sleeps
+# first and the installer runs it asynchronously, moving the progress bar
+# while it waits, so that the copy page stays up for some seconds.
+pack_slow() {
+  local source="$sandbox/$1-slow-source"
+  cp -r "$top/examples/demo" "$source"
+  cp "$2" "$source/install.xml"
+  sed -i '1a sleep 6' "$source/bin/qlux-demo"
+  sed -i 's|<RunProgram Log="Trying the installed program" Wait="1"|& Asynchronous="1" ProgressUpdate="10"|' \
+    "$source/install.xml"
+  if ! grep -q 'Asynchronous="1" ProgressUpdate="10"' "$source/install.xml"; then
+    echo "screenshots: $2 has no RunProgram of the installed program to slow down" >&2
+    return 1
+  fi
+  cp "$setup" "$source/qlux-uninstall.exe"
+  "$pack" --stub "$setup" --template "$source/install.xml" --source "$source" \
+    -o "$sandbox/$1-slow-setup" >/dev/null
+}
+
 # capture WINDOW FILE: the window's picture as a PNG file.
 capture() {
   import -window "$1" "png:$2" 2>/dev/null
@@ -109,11 +136,87 @@ find_window() {
   echo "$window"
 }
 
-# drive_pages PREFIX WINDOW LOG: saves each page of the window once it has
-# settled, as DIR/PREFIX-NN-PAGE.png, and presses Return on it, until the
-# window is gone. Fails if it is still there after 30 pages.
+# at WINDOW X Y: the pixel, as "x y", of the point X, Y in the template's
+# units, where X and Y are awk expressions that may use W and H, the
+# frame's size in units (the frame is 760 units wide).
+at() {
+  # shellcheck disable=SC2034  # the eval sets all of them; only two are read
+  local WINDOW X Y WIDTH HEIGHT SCREEN
+  eval "$(xdotool getwindowgeometry --shell "$1")"
+  awk -v pw="$WIDTH" -v ph="$HEIGHT" "BEGIN {
+    u = pw / 760; W = pw / u; H = ph / u
+    printf \"%d %d\", ($2) * u, ($3) * u }"
+}
+
+# same_region A B WINDOW X Y W H: whether two pictures of the window agree
+# in the rectangle at X, Y of W by H, all in units as at takes them.
+same_region() {
+  local corner size
+  corner=$(at "$3" "$4" "$5")
+  size=$(at "$3" "$6" "$7")
+  set -- "$1" "$2" ${size% *}x${size#* }+${corner% *}+${corner#* }
+  compare -metric AE "$1[$3]" "$2[$3]" null: >/dev/null 2>&1
+}
+
+# invalid_input PREFIX WINDOW OPTIONS PATH: on the options page, whose
+# picture is OPTIONS, empties the Destination folder box, the one input
+# that the field refuses, and saves that page as
+# DIR/PREFIX-02b-options-invalid.png; then types PATH back in and clicks
+# Next. Fails, without clicking Next, unless the empty box greys Next out
+# (its pixels change), and the box with PATH typed back looks exactly as
+# it did at first: a path typed wrong would install somewhere else.
+invalid_input() {
+  local prefix=$1 window=$2 options=$3 path=$4
+  local shot="$sandbox/invalid.png" again="$sandbox/valid-again.png"
+  # The box: the field starts 200 units from the left and 50 from the top,
+  # and its label takes the first third of its 550 units. Next is 80 by 30
+  # units, 100 from the right and 50 from the bottom.
+  local box next
+  box=$(at "$window" 500 62)
+  next=$(at "$window" "W - 60" "H - 35")
+  xdotool mousemove --window "$window" $box click 1 >/dev/null 2>&1
+  sleep 0.3
+  xdotool key --window "$window" ctrl+a BackSpace >/dev/null 2>&1
+  xdotool mousemove --window "$window" 1 1 >/dev/null 2>&1
+  settle "$window" "$shot" || true
+  cp -- "$shot" "$dir/$prefix-02b-options-invalid.png"
+  echo "$prefix: $prefix-02b-options-invalid.png"
+  if same_region "$options" "$shot" "$window" "W - 100" "H - 50" 80 30; then
+    echo "$prefix: Next looks the same with an empty Destination folder" >&2
+    return 1
+  fi
+  xdotool mousemove --window "$window" $box click 1 >/dev/null 2>&1
+  sleep 0.3
+  xdotool key --window "$window" ctrl+a BackSpace >/dev/null 2>&1
+  xdotool type --window "$window" --delay 30 -- "$path" >/dev/null 2>&1
+  # Tab takes the focus, and with it the caret, out of the box and on to
+  # the browse button. The box must then show the very pixels it showed at
+  # first; the note on the refusal must be gone, and Next (without the
+  # focus ring it had at first) must look otherwise than while it was grey.
+  xdotool key --window "$window" Tab >/dev/null 2>&1
+  xdotool mousemove --window "$window" 1 1 >/dev/null 2>&1
+  settle "$window" "$again" || true
+  if ! same_region "$options" "$again" "$window" 200 45 515 35; then
+    echo "$prefix: the Destination folder does not show \"$path\" as at first" >&2
+    return 1
+  fi
+  if same_region "$shot" "$again" "$window" "W - 100" "H - 50" 80 30 ||
+    ! same_region "$options" "$again" "$window" 200 85 550 30; then
+    echo "$prefix: the page did not turn valid again after typing \"$path\"" >&2
+    return 1
+  fi
+  xdotool mousemove --window "$window" $next click 1 >/dev/null 2>&1
+  xdotool mousemove --window "$window" 1 1 >/dev/null 2>&1
+}
+
+# drive_pages PREFIX WINDOW LOG [PATH]: saves each page of the window once
+# it has settled, as DIR/PREFIX-NN-PAGE.png, and presses Return on it,
+# until the window is gone. With PATH, the options page is pictured with
+# an empty Destination folder too, and left with PATH typed back in.
+# Fails if it is still there after 30 pages, or at once if the empty
+# folder was not refused or the path did not come back.
 drive_pages() {
-  local prefix=$1 window=$2 log=$3
+  local prefix=$1 window=$2 log=$3 path=${4:-}
   local count=0 shot="$sandbox/shot.png" last="$sandbox/last.png" name file
   rm -f -- "$last"
   for _ in $(seq 1 30); do
@@ -125,13 +228,23 @@ drive_pages() {
       cp -- "$shot" "$file"
       cp -- "$shot" "$last"
       echo "$prefix: $(basename "$file")"
+      if [ -n "$path" ] && [ "$name" = options ]; then
+        # Not driven further on a failure: the page's path is in doubt.
+        invalid_input "$prefix" "$window" "$shot" "$path" || return 1
+        path=""
+        sleep 0.3
+        continue
+      fi
     fi
     window_open "$window" || break
     xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
     xdotool key --window "$window" Return >/dev/null 2>&1 || true
     sleep 0.3
   done
-  ! window_open "$window"
+  if window_open "$window"; then
+    echo "$prefix: the window is still open after 30 pages" >&2
+    return 1
+  fi
 }
 
 # shoot VARIANT: installs the VARIANT's installer through the window and
@@ -145,6 +258,10 @@ shoot() {
   mkdir -p "$root/opt" "$root/etc" "$temp" "$temp-uninstall"
   printf '%s\n' 'PATH="/usr/bin:/bin"' >"$root/etc/environment"
   local log="$temp/installer_debug.log" good=0
+  # The Destination folder as the wizard shows it. QLUX_ROOT moves only the
+  # machine-wide places, so the folder is typed back with the sandbox's
+  # path in front: a bare "/opt/..." would install outside the sandbox.
+  local path="$product"
 
   QLUX_ROOT="$root" TMPDIR="$temp" "$sandbox/$variant-setup" -debug=1 </dev/null \
     >"$sandbox/$variant.out" 2>&1 &
@@ -153,8 +270,7 @@ shoot() {
   if [ -z "$window" ]; then
     echo "$variant: the wizard window did not appear" >&2
     good=1
-  elif ! drive_pages "$variant" "$window" "$log"; then
-    echo "$variant: the window is still open after 30 pages" >&2
+  elif ! drive_pages "$variant" "$window" "$log" "$path"; then
     good=1
   fi
   if kill -0 "$pid" 2>/dev/null; then
@@ -178,6 +294,16 @@ shoot() {
     echo "$variant: the product is not on disk" >&2
     good=1
   fi
+  # The path typed back is the one installed into, and nothing went
+  # elsewhere on the way.
+  if [ "$(ls -A "$root/opt")" != "Qlux Demo" ]; then
+    echo "$variant: $root/opt holds $(ls -A "$root/opt" | tr '\n' ' ')" >&2
+    good=1
+  fi
+  if ! grep -qx "Home=$path" "$product/etc/demo.ini" 2>/dev/null; then
+    echo "$variant: etc/demo.ini does not name \"$path\" as the home" >&2
+    good=1
+  fi
   if [ "$good" -ne 0 ]; then
     sed "s/^/  $variant: /" "$sandbox/$variant.out" | tail -n 20 >&2
     return 1
@@ -195,7 +321,6 @@ shoot() {
     echo "$variant: the uninstaller's window did not appear" >&2
     good=1
   elif ! drive_pages "$variant-uninstall" "$window" "$temp-uninstall/installer_debug.log"; then
-    echo "$variant: the uninstaller's window is still open after 30 pages" >&2
     good=1
   fi
   for _ in $(seq 1 50); do
@@ -209,10 +334,83 @@ shoot() {
   return "$good"
 }
 
+# shoot_copy VARIANT: installs the VARIANT's slow installer and saves the
+# copy page as DIR/VARIANT-03b-copy.png while its progress bar moves.
+# Fails unless that page was up when pictured, and the installation ends
+# well with the product on disk.
+shoot_copy() {
+  local variant=$1 root="$sandbox/$1-slow/root" temp="$sandbox/$1-slow/tmp"
+  local product="$sandbox/$1-slow/root/opt/Qlux Demo" good=0
+  mkdir -p "$root/opt" "$root/etc" "$temp"
+  printf '%s\n' 'PATH="/usr/bin:/bin"' >"$root/etc/environment"
+  local log="$temp/installer_debug.log" file="$dir/$variant-03b-copy.png"
+
+  QLUX_ROOT="$root" TMPDIR="$temp" "$sandbox/$variant-slow-setup" -debug=1 </dev/null \
+    >"$sandbox/$variant-slow.out" 2>&1 &
+  local pid=$! window page=""
+  window=$(find_window)
+  if [ -z "$window" ]; then
+    echo "$variant: the slow installer's window did not appear" >&2
+    good=1
+  else
+    # Welcome, then the options; the shortcut is the last thing made before
+    # the program runs, and the copy page waits for it from then on.
+    for _ in $(seq 1 50); do
+      [ "$(page_name "$log")" = options ] && break
+      xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
+      xdotool key --window "$window" Return >/dev/null 2>&1 || true
+      sleep 0.5
+    done
+    xdotool key --window "$window" Return >/dev/null 2>&1 || true
+    for _ in $(seq 1 100); do
+      [ -f "$product/shortcuts/Qlux Demo.desktop" ] && break
+      sleep 0.1
+    done
+    sleep 2
+    page=$(page_name "$log")
+    capture "$window" "$file" || true
+    if [ "$page" != copyprogress ] || [ "$(page_name "$log")" != copyprogress ] || [ ! -s "$file" ]; then
+      echo "$variant: the copy page was not up to be pictured (the log says \"$page\")" >&2
+      rm -f -- "$file"
+      good=1
+    else
+      echo "$variant: $(basename "$file")"
+    fi
+    for _ in $(seq 1 120); do
+      window_open "$window" || break
+      xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
+      xdotool key --window "$window" Return >/dev/null 2>&1 || true
+      sleep 0.5
+    done
+  fi
+  if kill -0 "$pid" 2>/dev/null; then
+    sleep 2
+    kill "$pid" 2>/dev/null || true
+  fi
+  local status=0
+  wait "$pid" || status=$?
+  if [ "$status" -ne 0 ] || [ "$(page_name "$log")" != postinstall ]; then
+    echo "$variant: the slow installation ended with status $status on \"$(page_name "$log")\"" >&2
+    good=1
+  fi
+  if [ ! -f "$product/var/last-run.log" ]; then
+    echo "$variant: the slow installation did not run the product's program" >&2
+    good=1
+  fi
+  if [ "$good" -ne 0 ]; then
+    sed "s/^/  $variant: /" "$sandbox/$variant-slow.out" | tail -n 20 >&2
+  fi
+  return "$good"
+}
+
 pack_variant plain "$top/examples/demo/install.xml"
 pack_variant themed "$top/examples/demo/install-themed.xml"
+pack_slow plain "$top/examples/demo/install.xml"
+pack_slow themed "$top/examples/demo/install-themed.xml"
 result=0
 shoot plain || result=1
+shoot_copy plain || result=1
 shoot themed || result=1
+shoot_copy themed || result=1
 [ "$result" -eq 0 ] && echo "pictures of both installations are in $dir"
 exit "$result"
