@@ -80,7 +80,7 @@ int Installer::applyFirewallActions(QUtils::PConsole* console, InstallerUI* ui) 
         int unknown = 0;
         port.protocols = protocolMask(protocol, std::strlen(protocol), true, &unknown);
         for (int k = 0; k < unknown; k++)
-          log("WARNING: (Firewall): Unrecognized attribute token for protocol specification");
+          log("WARNING: (Firewall): Unrecognized protocol in the Protocol attribute");
       }
       bool added = addFirewallPort(port);
       QUtils::boundedFormat(message, sizeof message, "Firewall: %s port %ld", added ? "Added" : "FAILED to add",

@@ -203,7 +203,7 @@ TEST_F(ShortcutActionsTest, FirewallExceptionsGoToThePlatformAndTheLog) {
   EXPECT_TRUE(contains(ui.lines, "Firewall: Added port 8082"));
   // Only the lower-case token is unknown.
   EXPECT_EQ(1, std::count(debugLog.lines.begin(), debugLog.lines.end(),
-                          "WARNING: (Firewall): Unrecognized attribute token for protocol specification"));
+                          "WARNING: (Firewall): Unrecognized protocol in the Protocol attribute"));
 }
 
 TEST_F(ShortcutActionsTest, AFailedExceptionIsReportedAndTheRestGoOn) {

@@ -9,13 +9,13 @@ namespace {
 
 // "8080/tcp" and "8080/udp" as the mask asks; ufw with both gives the port
 // alone, which it takes as both.
-std::vector<std::string> portSpecs(uint32_t port, uint8_t protocols, bool bothAsOne) {
+std::vector<std::string> portRules(uint32_t port, uint8_t protocols, bool bothAsOne) {
   std::string number = std::to_string(port);
   if (bothAsOne && protocols == 3) return {number};
-  std::vector<std::string> specs;
-  if (protocols & 1) specs.push_back(number + "/tcp");
-  if (protocols & 2) specs.push_back(number + "/udp");
-  return specs;
+  std::vector<std::string> rules;
+  if (protocols & 1) rules.push_back(number + "/tcp");
+  if (protocols & 2) rules.push_back(number + "/udp");
+  return rules;
 }
 
 Step step(const std::string& toolPath, std::vector<std::string> arguments, bool mayFail) {
@@ -50,13 +50,13 @@ std::vector<Step> addPortSteps(Tool tool, const std::string& toolPath, uint32_t 
     std::string service = serviceName(name);
     steps.push_back(step(toolPath, {"--permanent", "--new-service=" + service}, true));
     std::vector<std::string> addPorts = {"--permanent", "--service=" + service};
-    for (const std::string& spec : portSpecs(port, protocols, false)) addPorts.push_back("--add-port=" + spec);
+    for (const std::string& rule : portRules(port, protocols, false)) addPorts.push_back("--add-port=" + rule);
     steps.push_back(step(toolPath, addPorts, false));
     steps.push_back(step(toolPath, {"--permanent", "--add-service=" + service}, false));
     steps.push_back(step(toolPath, {"--reload"}, false));
   } else if (tool == kUfw) {
-    for (const std::string& spec : portSpecs(port, protocols, true))
-      steps.push_back(step(toolPath, {"allow", spec, "comment", name ? name : ""}, false));
+    for (const std::string& rule : portRules(port, protocols, true))
+      steps.push_back(step(toolPath, {"allow", rule, "comment", name ? name : ""}, false));
   }
   return steps;
 }
@@ -70,8 +70,8 @@ std::vector<Step> removePortSteps(Tool tool, const std::string& toolPath, uint32
     steps.push_back(step(toolPath, {"--permanent", "--delete-service=" + service}, true));
     steps.push_back(step(toolPath, {"--reload"}, false));
   } else if (tool == kUfw) {
-    for (const std::string& spec : portSpecs(port, protocols, true))
-      steps.push_back(step(toolPath, {"delete", "allow", spec}, false));
+    for (const std::string& rule : portRules(port, protocols, true))
+      steps.push_back(step(toolPath, {"delete", "allow", rule}, false));
   }
   return steps;
 }
