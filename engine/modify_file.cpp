@@ -154,25 +154,12 @@ bool rewriteTarget(Installer* engine, const char* target, const char* modificati
   std::string result = rewrite(QUtils::splitTextLines(data), change, undo);
   if (result == data) return true;
 
-  // The new content goes beside the target and replaces it only whole.
-  char beside[QUtils::kMaxPath];
-  if (QUtils::boundedFormat(beside, sizeof beside, "%s.qlux-new", target) < 0) {
-    engine->log("ERROR: The path \"%s\" is too long", target);
-    return false;
-  }
-  FILE* file = QUtils::openFile(beside, "wb");
-  if (!file) {
-    engine->log("ERROR: \"%s\" can't be written", beside);
-    return false;
-  }
-  bool ok = std::fwrite(result.data(), 1, result.size(), file) == result.size();
-  if (std::fclose(file) != 0) ok = false;
-  if (ok && QUtils::replaceFile(beside, target) != 0) ok = false;
-  if (!ok) {
+  // The new content replaces the target only whole.
+  if (!QUtils::replaceWholeFile(target, result)) {
     engine->log("ERROR: \"%s\" could not be replaced; it is left as it was", target);
-    QUtils::deleteFile(beside);
+    return false;
   }
-  return ok;
+  return true;
 }
 
 }  // namespace

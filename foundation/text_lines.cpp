@@ -47,4 +47,16 @@ bool readWholeFile(const char* path, std::string* out) {
   return ok;
 }
 
+bool replaceWholeFile(const char* path, const std::string& data) {
+  if (!path || !path[0]) return false;
+  std::string beside = std::string(path) + ".qlux-new";
+  FILE* file = openFile(beside.c_str(), "wb");
+  if (!file) return false;
+  bool ok = std::fwrite(data.data(), 1, data.size(), file) == data.size();
+  if (std::fclose(file) != 0) ok = false;
+  if (ok && replaceFile(beside.c_str(), path) == 0) return true;
+  deleteFile(beside.c_str());
+  return false;
+}
+
 }  // namespace QUtils

@@ -22,6 +22,11 @@ std::string joinTextLines(const std::vector<TextLine>& lines);
 // A file's bytes; false if it can't be opened or read.
 bool readWholeFile(const char* path, std::string* out);
 
+// Replaces the file at `path` with `data` only once the new content is
+// complete: it is written to "<path>.qlux-new" beside it and renamed over
+// it. On failure that file is removed and the old file stays as it was.
+bool replaceWholeFile(const char* path, const std::string& data);
+
 }  // namespace QUtils
 
 #endif  // QLUX_FOUNDATION_TEXT_LINES_H_

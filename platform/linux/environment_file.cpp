@@ -93,14 +93,7 @@ bool EnvironmentFile::load(std::string* out) const {
 
 bool EnvironmentFile::store(const std::string& data) {
   if (path.empty() || QUtils::createPath(path.c_str(), nullptr) != 0) return false;
-  std::string beside = path + ".qlux-new";
-  FILE* file = QUtils::openFile(beside.c_str(), "wb");
-  if (!file) return false;
-  bool ok = std::fwrite(data.data(), 1, data.size(), file) == data.size();
-  if (std::fclose(file) != 0) ok = false;
-  if (ok && QUtils::replaceFile(beside.c_str(), path.c_str()) == 0) return true;
-  QUtils::deleteFile(beside.c_str());
-  return false;
+  return QUtils::replaceWholeFile(path.c_str(), data);
 }
 
 int EnvironmentFile::get(const char* name, char* out, int size) const {

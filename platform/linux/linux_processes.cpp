@@ -7,13 +7,11 @@
 // rights) isn't seen, as on Windows.
 #include <dirent.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -21,9 +19,8 @@
 
 #include "foundation/text.h"
 #include "platform/linux/linux_installer.h"
+#include "platform/linux/run_command.h"
 #include "platform/uninstaller_handover.h"
-
-extern char** environ;
 
 namespace {
 
@@ -91,15 +88,6 @@ bool processGone(pid_t pid) {
   return scanned != 1 || state == 'Z' || state == 'X';
 }
 
-// Runs `"path" -stop` and waits for it to end.
-void askToStop(const char* path) {
-  const char* args[] = {path, "-stop", nullptr};
-  pid_t child;
-  if (posix_spawn(&child, path, nullptr, nullptr, const_cast<char**>(args), environ) != 0) return;
-  int status;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-}
 
 }  // namespace
 
@@ -126,7 +114,7 @@ bool LinuxInstaller::isAppRunning(const char* name, const char* directory) {
 bool LinuxInstaller::terminateApp(const char* name, bool asService) {
   if (!name) return false;
   for (const RunningProgram& program : findProgramsNamed(name)) {
-    if (asService) askToStop(program.path.c_str());
+    if (asService) Host::runCommand({program.path, "-stop"});  // waits for it to end
     if (kill(program.pid, SIGTERM) != 0) continue;
     for (int waited = 0; waited < kTerminateGraceMs && !processGone(program.pid); waited += 50) usleep(50 * 1000);
     if (!processGone(program.pid)) {
