@@ -22,34 +22,17 @@ here=$(cd "$(dirname "$0")" && pwd)
 setup=$(realpath "$1")
 pack=$(realpath "$2")
 source "$here/lib.sh"
+source "$here/wine_lib.sh"
 demo="$here/../examples/demo"
-uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall'
 environment_key='HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment'
 tag=${sandbox##*.}
 product="Qlux Demo $tag"
 home_variable="QLUX_DEMO_HOME_$tag"
 
-runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
-# The second uninstaller stage runs on after the first has ended, and Wine
-# may hand back control before the last writes are visible: wait until every
-# process of the prefix has ended.
-settle() { TMPDIR="$wine_tmp" timeout 120 /usr/lib/wine/wineserver64 -w; }
-unix_path() { runwine winepath -u "$1" 2>/dev/null | tr -d '\r'; }
-dos_path() { runwine winepath -w "$1" 2>/dev/null | tr -d '\r'; }
 holds() { [[ "$1" == *"$2"* ]]; }
 lacks() { ! holds "$@"; }
 win_lines() { tr -d '\r' <"$1"; }
 
-# reg_value KEY NAME: the value's data as `reg query` shows it; reg_type the
-# same for its type. Nothing when the value isn't there.
-reg_line() {
-  runwine reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' |
-    awk -v name="$2" 'tolower($1) == tolower(name) && $2 ~ /^REG_/'
-}
-reg_value() { reg_line "$1" "$2" | sed -E 's/^ *[^ ]+ +REG_[A-Z_]+ +//'; }
-reg_type() { reg_line "$1" "$2" | awk '{ print $2 }'; }
-entry() { runwine reg query "$uninstall_key\\$product" 2>/dev/null | tr -d '\r'; }
-entry_value() { entry | awk -v name="$1" '$1 == name && $2 ~ /^REG_/ { sub(/^ *[^ ]+ +REG_[A-Z_]+ +/, ""); print }'; }
 # key_gone PARENT CHILD: PARENT can be listed and has no key CHILD, so that a
 # failing `reg` doesn't pass for a removed key.
 key_gone() {
@@ -62,15 +45,7 @@ key_gone() {
   return 0
 }
 
-program_files=$(reg_value 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion' ProgramFilesDir)
-win_temp=$(runwine cmd /c 'echo %TEMP%' 2>/dev/null | tr -d '\r')
-temp_dir=$(unix_path "$win_temp")
-settle
-debug_log="$temp_dir/installer_debug.log"
-if [ -z "$program_files" ] || [ ! -d "$(unix_path "$program_files")" ] || [ ! -d "$temp_dir" ]; then
-  echo "FAILED: no program directory or temporary directory in the prefix ($program_files, $win_temp)"
-  exit 1
-fi
+find_wine_places
 
 # The product: the demo's files, its names marked with the suffix, and the
 # Windows program beside them as the uninstaller.

@@ -24,31 +24,12 @@ here=$(cd "$(dirname "$0")" && pwd)
 setup=$(realpath "$1")
 pack=$(realpath "$2")
 source "$here/lib.sh"
+source "$here/wine_lib.sh"
 data="$here/data/lifecycle"
 magic="Halvo Software installer backup file."
-uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall'
 tag=${sandbox##*.}
 
-runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
-# A started program may leave children behind (the second uninstaller stage
-# runs on after the first has ended), and Wine may hand back control before
-# the last writes are visible: wait until every process of the prefix ended.
-settle() { TMPDIR="$wine_tmp" timeout 120 /usr/lib/wine/wineserver64 -w; }
-unix_path() { runwine winepath -u "$1" 2>/dev/null | tr -d '\r'; }
-dos_path() { runwine winepath -w "$1" 2>/dev/null | tr -d '\r'; }
-
-# The program directory as the registry names it, and the temporary directory
-# of the Windows side, where the hand-over copies and the debug log go.
-program_files=$(runwine reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion' /v ProgramFilesDir 2>/dev/null |
-  tr -d '\r' | sed -n 's/^ *ProgramFilesDir *REG_[A-Z_]* *//p')
-win_temp=$(runwine cmd /c 'echo %TEMP%' 2>/dev/null | tr -d '\r')
-temp_dir=$(unix_path "$win_temp")
-settle
-debug_log="$temp_dir/installer_debug.log"
-if [ -z "$program_files" ] || [ ! -d "$(unix_path "$program_files")" ] || [ ! -d "$temp_dir" ]; then
-  echo "FAILED: no program directory or temporary directory in the prefix ($program_files, $win_temp)"
-  exit 1
-fi
+find_wine_places
 
 # use_case NAME: the case's product (name, folders, entry) and its installers
 # of both versions, each carrying the Windows program as its uninstaller.
@@ -85,9 +66,6 @@ run_installer() {
   settle
 }
 
-# The registered entry of the case's product, as `reg query` shows it.
-entry() { runwine reg query "$uninstall_key\\$product" 2>/dev/null | tr -d '\r'; }
-entry_value() { entry | awk -v name="$1" '$1 == name && $2 ~ /^REG_/ { sub(/^ *[^ ]+ +REG_[A-Z_]+ +/, ""); print }'; }
 # True when the product has no key of its own in the list of installed
 # programs. reg must answer for a parent that always exists, so that a
 # failing reg doesn't pass for a removed entry; an empty or absent Uninstall

@@ -10,8 +10,8 @@ here=$(cd "$(dirname "$0")" && pwd)
 setup=$(realpath "$1")
 [ $# -ge 2 ] && pack=$(realpath "$2")
 source "$here/lib.sh"
+source "$here/wine_lib.sh"
 data="$here/data/tiny"
-runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
 
 installer="$sandbox/tiny-setup.exe"
 "$pack" --stub "$setup" --template "$data/install.xml" --source "$data" -o "$installer"
