@@ -19,7 +19,6 @@ make_installer() {
 }
 
 # holds HAYSTACK NEEDLE: whether NEEDLE, which may span lines, is in HAYSTACK.
-holds() { [[ "$1" == *"$2"* ]]; }
 
 # line_of TEXT: the number of the first line of $out that holds TEXT.
 line_of() { grep -nF -m1 -- "$1" <<<"$out" | cut -d: -f1; }

@@ -47,7 +47,6 @@ plugin = core
 END
 cp -p "$etc/environment" "$etc/tool.ini" "$etc/tool.conf" "$sandbox/before/"
 
-holds() { [[ "$1" == *"$2"* ]]; }
 env_value() { sed -n "s/^$1=//p" "$etc/environment"; }
 
 # --- Installing -------------------------------------------------------------------

@@ -26,6 +26,11 @@ check() {  # check DESCRIPTION COMMAND...
   echo "FAILED: $what"
 }
 
+# holds TEXT PART: TEXT contains PART.
+holds() { [[ "$1" == *"$2"* ]]; }
+# win_lines FILE: the file's lines without their carriage returns.
+win_lines() { tr -d '\r' <"$1"; }
+
 finish() {
   echo "$((checks - failures)) passed, $failures failed"
   [ "$failures" -eq 0 ]

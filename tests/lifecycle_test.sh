@@ -62,7 +62,6 @@ contents() {
   (cd "$1" && find . -printf '%y %p\n' | sort -k2 && find . -type f -exec md5sum {} + | sort -k2)
 }
 
-holds() { [[ "$1" == *"$2"* ]]; }
 mode_of() { stat -c %a "$1"; }
 
 # --- Installing -------------------------------------------------------------------

@@ -29,9 +29,7 @@ tag=${sandbox##*.}
 product="Qlux Demo $tag"
 home_variable="QLUX_DEMO_HOME_$tag"
 
-holds() { [[ "$1" == *"$2"* ]]; }
 lacks() { ! holds "$@"; }
-win_lines() { tr -d '\r' <"$1"; }
 
 # key_gone PARENT CHILD: PARENT can be listed and has no key CHILD, so that a
 # failing `reg` doesn't pass for a removed key.

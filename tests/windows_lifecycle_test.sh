@@ -94,8 +94,6 @@ contents() {
 }
 # Files of the temporary directory that hold a backup.
 temp_backups() { grep -lF "$magic" "$temp_dir"/* 2>/dev/null | sort; }
-holds() { [[ "$1" == *"$2"* ]]; }
-win_lines() { tr -d '\r' <"$1"; }
 
 # --- Installing -------------------------------------------------------------------
 use_case "install"
