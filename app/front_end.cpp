@@ -16,9 +16,13 @@ namespace {
 
 #ifdef QLUX_WITH_GUI
 bool displayAvailable() {
+#ifdef _WIN32
+  return true;  // a Windows session always has its desktop
+#else
   const char* x11 = std::getenv("DISPLAY");
   const char* wayland = std::getenv("WAYLAND_DISPLAY");
   return (x11 && *x11) || (wayland && *wayland);
+#endif
 }
 #endif
 

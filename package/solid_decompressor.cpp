@@ -14,6 +14,11 @@ const char* volatile solidZlibSupport = nullptr;
 
 namespace {
 
+// The most bytes one byte of a deflate stream can give, and room for the
+// smallest streams' own framing.
+const int64_t kMaxInflateRatio = 1032;
+const int64_t kInflateSlack = 1024;
+
 // A cursor over the block: reads never go past `size`.
 struct BlockReader {
   const unsigned char* data;
@@ -87,6 +92,11 @@ int StripedSolidDecompressor::decompressStripes(const unsigned char* data, int32
   }
   if (sum != total) return kSolidNotTiled;
   if (total > 0x7fffffff) return kSolidNoMemory;
+  // Deflate can't expand a byte to more than 1032 bytes, so no block can
+  // fill an output larger than that: such a table is refused like an
+  // allocation that fails, before a damaged header of a few bytes can make
+  // the reader claim gigabytes.
+  if (total > reader.size * kMaxInflateRatio + kInflateSlack) return kSolidNoMemory;
 
   unsigned char* output = static_cast<unsigned char*>(std::malloc(total > 0 ? static_cast<size_t>(total) : 1));
   if (!output) return kSolidNoMemory;

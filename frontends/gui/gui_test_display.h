@@ -1,5 +1,6 @@
 // Support for the tests of windows: starts the toolkit once on the X
-// display named by DISPLAY, and lets a test skip cleanly when there is none.
+// display named by DISPLAY (on Windows, on the desktop), and lets a test
+// skip cleanly when there is none.
 // tests/with_display.sh provides a private display under ctest.
 #ifndef QLUX_FRONTENDS_GUI_GUI_TEST_DISPLAY_H_
 #define QLUX_FRONTENDS_GUI_GUI_TEST_DISPLAY_H_
@@ -21,7 +22,11 @@ inline bool guiDisplayAvailable() {
   static int state = -1;
   if (state < 0) {
     state = 0;
+#ifdef _WIN32
+    const char* display = "desktop";  // Windows (and Wine) always has one
+#else
     const char* display = std::getenv("DISPLAY");
+#endif
     if (display && *display) {
       static int argc = 1;
       static char name[] = "gui_tests";

@@ -8,11 +8,10 @@
 #include <wx/textctrl.h>
 #include <wx/utils.h>
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 
+#include "foundation/files.h"
 #include "foundation/text.h"
 #include "frontends/gui/custom_controls.h"
 #include "frontends/gui/dialog_fields.h"
@@ -51,10 +50,7 @@ bool WxGUI::openDisplay() {
   if (toolkitStarted) return true;
   // The toolkit's entry wants the program's own path as its one argument.
   static char self[QUtils::kMaxPath];
-  ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-  if (length < 0) length = 0;
-  self[length] = 0;
-  if (!self[0]) QUtils::copyText(self, "qlux-setup", sizeof self);
+  if (!QUtils::getModulePath(self, sizeof self)) QUtils::copyText(self, "qlux-setup", sizeof self);
   static char* argv[] = {self, nullptr};
   int argc = 1;
   // The toolkit's own messages go to the standard error: a message box
