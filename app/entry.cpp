@@ -86,7 +86,7 @@ int qluxEntry(int argc, char** argv) {
     tellUser(options, kMessageNoAdminRights);
     code = -1;
   } else if (options.uninstall) {
-    code = runFirstStage(options, &log);
+    code = runFirstStage(engine, options, &log);
   } else if (options.uninstallFile) {
     code = runSecondStage(engine, options, &log);
   } else {

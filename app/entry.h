@@ -27,7 +27,7 @@ void buildUninstallerCommandLine(char* out, int size, const char* programCopy, c
 // The roles, each giving its result. The engine is made by the entry and
 // lives until it returns.
 int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
-int runFirstStage(const RunOptions& options, QUtils::PFileConsole* log);
+int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
 int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
 
 #endif  // QLUX_APP_ENTRY_H_

@@ -11,5 +11,10 @@
 #define QLUX_BAD_CHECKSUM                                                      \
   "The checksum of the installer doesn't match. This could indicate a broken " \
   "download.\nPlease, try downloading again!"
+// An uninstaller whose action log or template can't be read: it has not
+// changed anything.
+#define QLUX_UNINSTALL_UNREADABLE                                           \
+  "The uninstallation can't start: its action log or the installation file " \
+  "it names is damaged or missing. Nothing was removed."
 
 #endif  // QLUX_APP_MESSAGES_H_

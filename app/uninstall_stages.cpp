@@ -1,12 +1,16 @@
-// The two uninstaller stages. The first is only a launcher: it copies the
-// action log and the program into the temporary directory and starts the
+// The two uninstaller stages. The first is a launcher: it copies the
+// program and the action log into the temporary directory and starts the
 // copy, so that the uninstaller never runs from the directory it is about to
-// delete. The second runs the uninstallation from that copy and signals a
-// waiting launcher at its start and at its end.
+// delete. Before it copies the log it recovers a run of the product that a
+// killed process left half done (journal.h), so that the log describes the
+// machine again. The second runs the uninstallation from the copy and
+// signals a waiting launcher at its start and at its end.
+#include <cstdio>
 #include <cstring>
 
 #include "app/entry.h"
 #include "app/front_end.h"
+#include "app/messages.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "platform/host.h"
@@ -21,6 +25,27 @@ void tempName(char* out, int size, const char* tempDirectory, const char* name) 
   char separator[2] = {QUtils::kPathSeparator, 0};
   QUtils::appendText(out, separator, size);
   QUtils::appendText(out, name, size);
+}
+
+// Undoes, or finishes, a half-done run of the product, telling the user
+// first. True if that finished an uninstallation, so that the log the
+// registered command names is gone and nothing is left to uninstall.
+bool recoverInterruptedRun(Installer* engine, const RunOptions& options) {
+  Journal found;
+  char message[700];
+  if (!options.uninstallApp || engine->findInterruptedRun(options.uninstallApp, &found, message, sizeof message) != 1)
+    return false;
+  if (message[0]) {
+    engine->log("%s", message);
+    if (options.gui && Host::hasMessageBox()) {
+      Host::showMessageBox(message, QLUX_MESSAGE_TITLE, Host::kIconInformation);
+    } else if (!options.quiet) {
+      std::printf("%s\n", message);
+      std::fflush(stdout);
+    }
+  }
+  engine->recoverInterruptedRun(found);
+  return found.kind == Journal::kUninstall && !QUtils::fileExists(options.uninstall);
 }
 
 }  // namespace
@@ -39,7 +64,7 @@ void buildUninstallerCommandLine(char* out, int size, const char* programCopy, c
   if (options.debug) QUtils::appendText(out, " -debug=1", size);
 }
 
-int runFirstStage(const RunOptions& options, QUtils::PFileConsole* log) {
+int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log) {
   log->printf("Uninstalling. Uninstall file: %s", options.uninstall);
   char program[QUtils::kMaxPath];
   if (!QUtils::getModulePath(program, sizeof program)) {
@@ -58,15 +83,22 @@ int runFirstStage(const RunOptions& options, QUtils::PFileConsole* log) {
   tempName(logCopy, sizeof logCopy, tempDirectory, "qluxuninst.log");
   tempName(programCopy, sizeof programCopy, tempDirectory, "qluxuninst.dll");
 
-  if (Host::copyFile(options.uninstall, logCopy) != 0) {
-    Host::signalNamedEvent(kEndEvent);
-    log->printf("ERROR: Unable to copy uninstaller log to %s. Exiting!", logCopy);
-    return -1;
-  }
+  // The program is copied first: the recovery below may put another
+  // version's file where this program was started from.
   int error = Host::copyFile(program, programCopy);
   if (error != 0) {
     log->printf("Error copying file %s - Error Number = %d", programCopy, error);
     Host::signalNamedEvent(kEndEvent);
+    return -1;
+  }
+  if (recoverInterruptedRun(engine, options)) {
+    log->printf("The interrupted uninstallation was finished; nothing is left to uninstall");
+    Host::signalNamedEvent(kEndEvent);
+    return 0;
+  }
+  if (Host::copyFile(options.uninstall, logCopy) != 0) {
+    Host::signalNamedEvent(kEndEvent);
+    log->printf("ERROR: Unable to copy uninstaller log to %s. Exiting!", logCopy);
     return -1;
   }
 
@@ -85,6 +117,9 @@ int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileCo
   log->printf("Real uninstall");
   Host::signalNamedEvent(kStartEvent);
   int result = engine->openPackage(options.uninstallFile, 0, options.runFlags | 1);
+  // The log copy is this stage's temporary file: should the stage be killed,
+  // the run that finishes its work deletes the copy with the journal's files.
+  if (!options.debug) engine->beginJournal(Journal::kUninstall).temporaries.push_back(options.uninstallFile);
   InstallerUI* ui = nullptr;
   if (result == 0 && options.gui) {
     ui = createGraphicalFrontEnd(engine, 1);
@@ -102,6 +137,16 @@ int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileCo
       result = engine->runInstallation(ui, log);
     } else {
       log->printf("ERROR: Unable to start Console uninstall");
+    }
+  }
+  if (result != 0 && !engine->wizardStarted) {
+    // Without its template the uninstaller has no page to say so on.
+    log->printf("ERROR: %s", QLUX_UNINSTALL_UNREADABLE);
+    if (options.gui && Host::hasMessageBox()) {
+      Host::showMessageBox(QLUX_UNINSTALL_UNREADABLE, QLUX_MESSAGE_TITLE, Host::kIconError);
+    } else {
+      std::printf("%s\n", QLUX_UNINSTALL_UNREADABLE);
+      std::fflush(stdout);
     }
   }
   engine->cleanup();

@@ -3,10 +3,13 @@
 // reading the values back for an uninstallation or a later installation.
 //
 // Every line is written through actionLogWriter, whose lines end in CR LF
-// and are cut at 1,023 characters; readers strip whatever white space ends a
-// line. The variable block is scanned with "NUMVARS TAB %i" and
-// "VAR TAB %[^TAB] TAB %[^TAB]", so a value is cut at its first TAB, and a
-// value that is empty (or only white space) doesn't scan at all.
+// and are cut at 1,023 characters. Each line goes to the file as it is
+// printed (the writer's stream keeps no buffer of its own), so a process
+// that is killed leaves every line that it printed. Readers strip
+// whatever white space ends a line. The variable block is scanned with
+// "NUMVARS TAB %i" and "VAR TAB %[^TAB] TAB %[^TAB]", so a value is cut at
+// its first TAB, and a value that is empty (or only white space) doesn't
+// scan at all.
 #include <cstdio>
 #include <cstring>
 
@@ -154,15 +157,24 @@ int Installer::openActionLog(char* tempLog, int tempLogSize, char* tempBackup, i
     log("ERROR: Could not obtain a temporary name for the action log");
     return -1;
   }
-  if (actionLogWriter.open(tempLog, 0) != 0) {
-    log("ERROR: Could not create the action log \"%s\"", tempLog);
-    return -1;
-  }
   if (getTempFileName(tempBackup, tempBackupSize) != 0 || !tempBackup[0]) {
     log("ERROR: Could not obtain a temporary name for the backup file");
-    actionLogWriter.close();
     QUtils::deleteFile(tempLog);
     tempLog[0] = tempBackup[0] = 0;
+    return -1;
+  }
+  // The journal names both files before either is written: from here on, a
+  // process that is killed leaves work that the next run can undo.
+  Journal& record = beginJournal(Journal::kInstall);
+  record.log = tempLog;
+  record.backup = tempBackup;
+  char path[QUtils::kMaxPath];
+  if (getInstallLogFile(path, sizeof path) == 0) record.finalLog = path;
+  if (getInstallBackupFile(path, sizeof path) == 0) record.finalBackup = path;
+  saveJournal(Journal::kWorking);
+  if (actionLogWriter.open(tempLog, 0) != 0) {
+    log("ERROR: Could not create the action log \"%s\"", tempLog);
+    QUtils::deleteFile(tempBackup);
     return -1;
   }
 
@@ -179,10 +191,14 @@ int Installer::openActionLog(char* tempLog, int tempLogSize, char* tempBackup, i
 int Installer::placeActionLog(const char* tempLog) {
   actionLogWriter.close();
   if (!tempLog || !*tempLog) return -1;
+  // A log that can't reach its place stays on its temporary file while this
+  // run keeps a journal that names it: a revert, or a later run, undoes the
+  // installation from there.
+  bool keep = !journal.file.empty();
   char target[QUtils::kMaxPath];
   if (getInstallLogFile(target, sizeof target) != 0 || !target[0]) {
     log("ERROR: Obtaining actionlog filename");
-    QUtils::deleteFile(tempLog);
+    if (!keep) QUtils::deleteFile(tempLog);
     return -1;
   }
   // The template lists the log as a placeholder file of its own; the log
@@ -194,9 +210,12 @@ int Installer::placeActionLog(const char* tempLog) {
     // another one than the installation.
     if (!copyFile(tempLog, target)) {
       log("ERROR: Could not move the action log to \"%s\"", target);
+      // Half a log would be taken for the whole one.
+      QUtils::deleteFile(target);
       result = -1;
     }
   }
+  if (result != 0 && keep) return result;
   if (QUtils::fileExists(tempLog)) QUtils::deleteFile(tempLog);
   return result;
 }

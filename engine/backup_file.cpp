@@ -195,7 +195,7 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   }
 }
 
-int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui) {
+int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole) {
   if (backupMode != kRestoring) return -1;
   if (ui) ui->setOverallProgress(0);
   if (seek(kMagicSize) != 0) return -1;
@@ -216,14 +216,27 @@ int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui) {
       return 0;
     }
 
-    if (!readAll(field, 8)) return -1;
-    int64_t size = static_cast<int64_t>(getLittleEndian(field, 8));
-    if (!readAll(field, 4)) return -1;
-    uint32_t checkSum = static_cast<uint32_t>(getLittleEndian(field, 4));
-    int64_t contentStart = position();
     // A record whose content doesn't all stand in the file isn't whole:
-    // nothing of it is written.
-    if (size < 0 || contentStart < 0 || size > total - contentStart) return -1;
+    // nothing of it is written, and its file is named as not restored.
+    int64_t size = -1;
+    uint32_t checkSum = 0;
+    if (readAll(field, 8)) {
+      size = static_cast<int64_t>(getLittleEndian(field, 8));
+      if (readAll(field, 4))
+        checkSum = static_cast<uint32_t>(getLittleEndian(field, 4));
+      else
+        size = -1;
+    }
+    int64_t contentStart = position();
+    if (size < 0 || contentStart < 0 || size > total - contentStart) {
+      if (console) console->printf("Backup cut short in the record of %s", name);
+      if (ui) {
+        QUtils::boundedFormat(message, sizeof message, "FAILED to restore %s", name);
+        ui->addFileLine(message, true);
+      }
+      return -1;
+    }
+    if (whole) whole->add(QUtils::CharString(name));
 
     uint32_t onDisk = computeCheckSum(name);
     bool present = onDisk != 0;

@@ -19,8 +19,10 @@
 
 #include <cstdint>
 
+#include "foundation/charstring.h"
 #include "foundation/errors.h"
 #include "foundation/file_stream.h"
+#include "foundation/lists.h"
 
 class InstallerUI;
 namespace QUtils {
@@ -59,10 +61,12 @@ class BackupFile : public QUtils::PFileStream {
   // record's file is written back if it is absent or its check sum is the
   // record's; otherwise it is left. A file that can't be written is
   // reported as failed and passed over. `console` gets a line per record and
-  // `ui` (may be null) a file line and the progress. 0 when the end record
-  // was reached, -1 when the backup isn't open for restoring or a record
-  // isn't whole.
-  int restore(QUtils::PConsole* console, InstallerUI* ui);
+  // `ui` (may be null) a file line and the progress. `whole` (may be null)
+  // receives the name of every record that was read whole, whatever became
+  // of its file. A record cut short is reported by its name when the name
+  // itself is whole. 0 when the end record was reached, -1 when the backup
+  // isn't open for restoring or a record isn't whole.
+  int restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole = nullptr);
   // Ends a backup being written with the end record, closes, and resets
   // backupMode and hasError. 0, or the stream's result.
   int close() override;

@@ -14,7 +14,7 @@ TEST(ColourMap, HashAndGrowthAlongPrimes) {
   EXPECT_EQ(0xcd628161u, hashlittle("Four score and seven years ago", 30, 1));
 
   ColourMap map;
-  char name[16];
+  char name[24];
   for (int i = 0; i < 23; i++) {
     std::snprintf(name, sizeof name, "group%d", i);
     map.set(name, static_cast<uint32_t>(i));

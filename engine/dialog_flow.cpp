@@ -38,7 +38,7 @@ int doWork(Installer* engine, InstallerUI* ui, WrappedWork work, bool isUninstal
       case kRemoveOlder:
         return engine->removeOlderInstallations(ui);
       case kCopyFiles:
-        return isUninstallation ? engine->uninstall(ui, nullptr) : engine->installFiles(ui);
+        return isUninstallation ? engine->uninstallWithJournal(ui) : engine->installFiles(ui);
       case kRevert:
         return engine->revertInstallation(ui);
       case kPrepareUninstall:

@@ -57,6 +57,18 @@ const char* baseName(const char* path) {
   return base;
 }
 
+// Whether two paths name one file: equal but for the case of ASCII letters
+// and the kind of separator, as the system that writes ".exe" files sees it.
+bool isSamePath(const char* first, const char* second) {
+  for (; *first && *second; first++, second++) {
+    if (QUtils::isSeparator(*first) && QUtils::isSeparator(*second)) continue;
+    char a = *first >= 'A' && *first <= 'Z' ? static_cast<char>(*first + 32) : *first;
+    char b = *second >= 'A' && *second <= 'Z' ? static_cast<char>(*second + 32) : *second;
+    if (a != b) return false;
+  }
+  return *first == *second;
+}
+
 // The backup file's check sum of data in memory: the length, XORed with
 // each whole little-endian 32-bit word, and each byte of a last incomplete
 // word XORed into the low byte.
@@ -102,6 +114,14 @@ TargetState lookAtTarget(const char* target, const unsigned char* digest) {
 
 // Makes the target anew and writes `data` whole. False if it couldn't be
 // made or the write fell short.
+// Whether an existing file opens for writing, without changing it.
+bool canOpenForWriting(const char* target) {
+  QUtils::PFileStream file;
+  if (file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeMustExist) != 0) return false;
+  file.close();
+  return true;
+}
+
 bool writeTarget(const char* target, const unsigned char* data, uint32_t size, bool* outCreated) {
   QUtils::PFileStream file;
   *outCreated = false;
@@ -218,6 +238,26 @@ void FileStage::installEntry(int index, int count) {
   TargetState state = lookAtTarget(target, digest);
   bool replacing = state.exists && !state.same;
   if (replacing && entry.backupExisting) saveOldFile(target, data.get(), size);
+  if (!state.exists && entry.backupExisting && engine->journal.kind == Journal::kInstall) {
+    // Logged OVER, the file would outlive an undo; the journal says that
+    // nothing stood there.
+    engine->journal.created.push_back(target);
+    engine->saveJournal(Journal::kWorking);
+  }
+
+  // The digest was taken of the data as packed, so an expanded file is
+  // always written anew.
+  bool writing = !state.same || (entry.expandVarsInFile && size < kExpandLimit);
+  // A file already there that can't be opened for writing (a running
+  // program, a locked file) is asked to go first. If it stays, this run
+  // leaves it untouched and logs no line for it: an undo would otherwise
+  // delete a file that the run never changed.
+  if (writing && state.exists && !canOpenForWriting(target) &&
+      !engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs)) {
+    engine->log("ERROR: \"%s\" can't be written; it is left as it was", target);
+    report(replacing ? kOverwrite : kCreate, true, target, index);
+    return;
+  }
 
   // The line comes before the write, so a file that fails half way is still
   // removed by the uninstaller.
@@ -234,9 +274,7 @@ void FileStage::installEntry(int index, int count) {
   }
 
   bool failed = false;
-  // The digest was taken of the data as packed, so an expanded file is
-  // always written anew.
-  if (!state.same || (entry.expandVarsInFile && size < kExpandLimit)) {
+  if (writing) {
     bool created = false;
     bool ok = writeTarget(target, content, length, &created);
     if (!created && state.exists && engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
@@ -312,7 +350,18 @@ int Installer::installFiles(InstallerUI* ui) {
     }
   }
 
-  if (placeActionLog(tempLog) != 0) errors++;
+  // The journal's stage kPlacing tells a later run that the installation
+  // stands once the temporary log is gone; the backup's copy is then all
+  // that is left to finish. A log that couldn't be placed keeps the journal
+  // at kWorking, with the temporary log and backup, for the revert.
+  saveJournal(Journal::kPlacing);
+  if (placeActionLog(tempLog) != 0) {
+    errors++;
+    if (!journal.file.empty() && QUtils::fileExists(tempLog)) {
+      saveJournal(Journal::kWorking);
+      return -1;
+    }
+  }
   char backupPath[QUtils::kMaxPath];
   if (getInstallBackupFile(backupPath, sizeof backupPath) != 0 || !backupPath[0]) {
     log("WARNING: The template names no backup file; the backup is not kept");
@@ -320,6 +369,7 @@ int Installer::installFiles(InstallerUI* ui) {
     log("ERROR: Could not copy the backup file to \"%s\"", backupPath);
     errors++;
   }
+  saveJournal(Journal::kDone);
   QUtils::deleteFile(tempBackup);
   return errors ? -1 : 0;
 }
@@ -333,6 +383,10 @@ bool Installer::deleteRunningFile(InstallerUI* ui, const char* path, int timeout
   char name[200];
   QUtils::copyText(name, baseName(path), sizeof name);
   if (!std::strstr(path, ".exe")) return false;
+  // A recovery run from an installed uninstaller meets its own program in
+  // the log: this program never ends itself to free its own file.
+  char self[QUtils::kMaxPath];
+  if (QUtils::getModulePath(self, sizeof self) && isSamePath(self, path)) return false;
 
   if (isAppRunning(name, nullptr) && (terminateApp(name, false) || terminateApp(name, true))) {
     int sleepMs = timeoutMs / 20 < kMaxSleepMs ? timeoutMs / 20 : kMaxSleepMs;

@@ -178,6 +178,15 @@ bool Installer::restoreInstalledFiles(InstallerUI* ui) {
     result = backup.restore(&quiet, ui);
   }
   backup.close();
+  // Every whole record came back; what the damaged rest held is lost, and
+  // the user is told.
+  if (result != 0) {
+    char message[QUtils::kMaxPath + 80];
+    QUtils::boundedFormat(message, sizeof message, "FAILED to restore all of the previous installation from %s",
+                          installedBackupFile);
+    addError(message);
+    if (ui) ui->addFileLine(message, true);
+  }
   for (int i = 0; i < executables.getCount(); i++) QUtils::setExecutable(executables[i].getText());
   return result == 0;
 }

@@ -143,4 +143,31 @@ TEST_F(InstalledBackupTest, StopsAtTheFirstFileThatCannotBeSaved) {
   EXPECT_EQ(expected, ui.lines);
 }
 
+// A backup of the older installation that was cut short still gives back
+// every whole record; the file of the cut one and the failure are named.
+TEST_F(InstalledBackupTest, ACutBackupPutsBackItsWholeRecordsAndNamesTheRest) {
+  writeFile(path("one"), "first file");
+  writeFile(path("two"), "second file");
+  std::string log = path("install.log");
+  writeFile(log, "FILE\tCREATE\t" + path("one") + "\r\nFILE\tCREATE\t" + path("two") + "\r\n");
+  std::string backup = path("old.bak"), dirs = path("old.dirs");
+  ASSERT_TRUE(engine.backupInstalledFiles(nullptr, backup.c_str(), dirs.c_str(), log.c_str()));
+  std::string raw = readFile(backup);
+  // Into the second record's content: its end record and last bytes go.
+  writeFile(backup, raw.substr(0, raw.size() - 3 - 4));
+  QUtils::deleteFile(path("one").c_str());
+  QUtils::deleteFile(path("two").c_str());
+
+  QUtils::copyText(engine.installedBackupFile, backup.c_str(), sizeof engine.installedBackupFile);
+  QUtils::copyText(engine.installedDirListFile, dirs.c_str(), sizeof engine.installedDirListFile);
+  RecordingUI ui;
+  EXPECT_FALSE(engine.restoreInstalledFiles(&ui));
+  EXPECT_EQ("first file", readFile(path("one")));
+  EXPECT_EQ("<missing>", readFile(path("two")));
+  std::vector<std::string> expected = {"Restore " + path("one"), "FAILED to restore " + path("two"),
+                                       "FAILED to restore all of the previous installation from " + backup};
+  EXPECT_EQ(expected, ui.lines);
+  EXPECT_EQ(expected[2] + "\n", errors());
+}
+
 }  // namespace

@@ -21,6 +21,7 @@
 #include "engine/colour_map.h"
 #include "engine/dialog_records.h"
 #include "engine/exchange.h"
+#include "engine/journal.h"
 #include "engine/records.h"
 #include "engine/registry_access.h"
 #include "foundation/console.h"
@@ -243,6 +244,48 @@ class Installer : public InstallExchangeInfo {
   // Makes the directories of installedDirListFile again and restores
   // installedBackupFile. True if the whole backup was restored.
   bool restoreInstalledFiles(InstallerUI* ui);
+
+  // ---- Interrupted runs (journal.cpp) ----
+  // While this run changes the machine (the removal of an older
+  // installation and installFiles, revertInstallation, an uninstaller's
+  // uninstallation) the product's journal (journal.h) names the work's
+  // temporary files and its stage; cleanup() removes it. A later run that
+  // finds the journal of a process that no longer runs undoes that work
+  // (installation, revert's undo) or finishes it (uninstallation).
+  // Platform operations: the directory of the journals (made when a journal
+  // is written), false where the system keeps none; this process's id, and
+  // whether a process of that id runs.
+  virtual bool getJournalDirectory(char* buffer, int size) { return false; }
+  virtual long getProcessId() { return 0; }
+  virtual bool isProcessRunning(long pid) { return false; }
+  // The journal's path for `product`; false without a journal directory.
+  bool getJournalPath(const char* product, char* buffer, int size);
+  // Looks for the journal of `product`. 1 if a process that no longer runs
+  // left one: `out` holds it, and `message` (cut at `size`) the text for the
+  // user, empty when there is nothing to undo. 0 for no journal, one of a
+  // running process (left alone) or a damaged one (logged and removed).
+  int findInterruptedRun(const char* product, Journal* out, char* message, int size);
+  // Undoes or finishes the work of `found` through a second engine, with no
+  // front end (the steps go to the log), then deletes its temporary files
+  // and the journal. 0; -1 if the undo reported errors, or if no second
+  // engine could be made (the journal then stays).
+  int recoverInterruptedRun(const Journal& found);
+  // The uninstallation of an uninstaller run: copies of the log, the
+  // backup and the template are kept under a journal until cleanup(), so
+  // that a run cut short can be finished. The result of uninstall().
+  int uninstallWithJournal(InstallerUI* ui);
+  // This run's journal: beginJournal gives the record for `kind` (a record
+  // of another kind starts afresh); saveJournal writes it at `stage`, with
+  // the backup of an older installation that this run removed. False
+  // (logged) if it wasn't written: the work goes on without one.
+  Journal& beginJournal(Journal::Kind kind);
+  bool saveJournal(Journal::Stage stage);
+  // Deletes this run's journal and the temporary files it names.
+  void dropJournal();
+  // Deletes the temporary files that `found` names, each only if it lies
+  // directly in the temporary directory or in the journal directory.
+  void deleteJournalFiles(const Journal& found);
+  Journal journal;  // kind kNoKind while this run keeps none
 
   // ---- Action log (action_log.cpp) ----
   // The action log: two header lines (the template copy, the backup file),
@@ -547,6 +590,9 @@ class Installer : public InstallExchangeInfo {
   QUtils::PConsole* logConsole;
   // The one running-programs condition that every "RunningApps" page shares.
   std::shared_ptr<DlgCondition> runningApps;
+  // Set when runInstallation hands over to the front end: a run that failed
+  // before never showed the user anything.
+  bool wizardStarted = false;
 };
 
 #endif  // QLUX_ENGINE_INSTALLER_H_

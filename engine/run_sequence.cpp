@@ -116,6 +116,22 @@ bool readWholeFile(const char* path, QUtils::RefArray<unsigned char>& out, uint3
   return true;
 }
 
+// Finds the journal that a killed run of this product left, tells the user,
+// and undoes or finishes that run's work.
+void recoverBeforeStart(Installer* engine, InstallerUI* ui) {
+  char product[512];
+  if (engine->getProductName(product, sizeof product) != 0) return;
+  engine->log("Checking for an interrupted run");
+  Journal found;
+  char message[700];
+  if (engine->findInterruptedRun(product, &found, message, sizeof message) != 1) return;
+  if (message[0]) {
+    engine->log("%s", message);
+    ui->showMessage(message, kMessageNotice);
+  }
+  engine->recoverInterruptedRun(found);
+}
+
 }  // namespace
 
 int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
@@ -186,6 +202,10 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
     this->log("Initializing GUI colour theme");
     applyColourTheme();
   }
+  // A run of this product that a killed process left half done is undone
+  // (or finished) first, so that what follows sees the machine as that run
+  // found it. An uninstaller does this in its first stage.
+  if (!package.actionLogFile) recoverBeforeStart(this, ui);
   this->log("Checking for previous installations");
   checkPreviousInstallation();
   if (previousInstallationFound) {
@@ -206,6 +226,7 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
 
   this->log("Starting installation UI");
   currentDialog = 0;
+  wizardStarted = true;
   int result = ui->run();
   this->log("Ending installation UI");
   ui->finish();
@@ -220,5 +241,7 @@ int Installer::cleanup() {
   for (int i = 0; i < copiedFiles.getCount(); i++) {
     if (copiedFiles[i].temporary.getText()) QUtils::deleteFile(copiedFiles[i].temporary.getText());
   }
+  // The run's work has ended: its journal goes last, after every file it names.
+  dropJournal();
   return 0;
 }

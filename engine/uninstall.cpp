@@ -8,6 +8,7 @@
 // handed to the file layer, a symbolic link is removed as a link and never
 // followed, and a directory is only ever removed when it is empty, level by
 // level, no higher than the levels the log says the installation made.
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -80,6 +81,55 @@ bool isDeletablePath(const char* path) {
   return true;
 }
 
+// Reads the next line of the log, up to and with its line feed. `damaged`
+// tells a line that can't be trusted: one that doesn't end in a line feed
+// (the last line of a log cut short), one longer than the buffer (the rest
+// is passed over), or one that holds a NUL byte. Every line the installer
+// writes ends in CR LF and holds text only, and the last field of a damaged
+// line may name a path that the installation never wrote, so nothing of it
+// is undone. Bytes are counted here, not taken from the text, so that a NUL
+// can't make the line that follows look like part of this one.
+bool readActionLine(FILE* file, char* line, int size, bool* damaged) {
+  int length = 0;
+  int c = EOF;
+  bool nul = false;
+  bool overlong = false;
+  while ((c = std::getc(file)) != EOF) {
+    if (length < size - 1)
+      line[length++] = static_cast<char>(c);
+    else
+      overlong = true;
+    if (c == 0) nul = true;
+    if (c == '\n') break;
+  }
+  line[length] = 0;
+  if (length == 0 && c == EOF) return false;
+  *damaged = nul || overlong || c != '\n';
+  return true;
+}
+
+// True if `a` and `b` name the same path: either separator stands for the
+// other, and on Windows letters compare without case.
+bool samePath(const char* a, const char* b) {
+  for (;; a++, b++) {
+    if (QUtils::isSeparator(*a) && QUtils::isSeparator(*b)) continue;
+#ifdef _WIN32
+    if (std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b))) return false;
+#else
+    if (*a != *b) return false;
+#endif
+    if (!*a) return true;
+  }
+}
+
+// True if `names` holds `path`.
+bool listed(const QUtils::Table<QUtils::CharString>& names, const char* path) {
+  for (int i = 0; i < names.getCount(); i++) {
+    if (samePath(names[i].getText(), path)) return true;
+  }
+  return false;
+}
+
 void addErrorTo(QUtils::Table<QUtils::CharString>* errorList, const char* text) {
   if (errorList && text) errorList->add(QUtils::CharString(text));
 }
@@ -147,14 +197,20 @@ int Installer::PrepareUninstall(InstallerUI* ui, const char* backupPath) {
   if (backupPath) {
     QUtils::copyText(uninstallBackupFile, backupPath, sizeof uninstallBackupFile);
   } else if (package.actionLogFile) {
-    // Header line 2 of the log names the backup file.
+    // Header line 2 of the log names the backup file. Cut short, it names
+    // none: restoring from a file that merely begins like the right one
+    // would write whatever that file holds.
     char line[kLogLineSize];
+    bool damaged = false;
     std::fseek(package.actionLogFile, 0, SEEK_SET);
     uninstallBackupFile[0] = 0;
-    if (readLogLine(package.actionLogFile, line, sizeof line) &&
-        readLogLine(package.actionLogFile, line, sizeof line)) {
+    if (readActionLine(package.actionLogFile, line, sizeof line, &damaged) &&
+        readActionLine(package.actionLogFile, line, sizeof line, &damaged)) {
       stripLogLine(line);
-      QUtils::copyText(uninstallBackupFile, line, sizeof uninstallBackupFile);
+      if (damaged)
+        log("WARNING: The backup file's name in the action log is damaged: \"%s\"", line);
+      else
+        QUtils::copyText(uninstallBackupFile, line, sizeof uninstallBackupFile);
     }
   } else {
     log("WARNING: PrepareUninstall called without open action log and no specified backup file!");
@@ -284,6 +340,25 @@ void deleteLoggedFile(UndoRun& run, const char* path, int line) {
   if (run.ui) run.ui->addFileLine(message, line % kFlushEvery == 0);
 }
 
+// A damaged line is undone in no part; the user is told, and the
+// uninstallation counts as failed, since what it did stays.
+void reportDamagedLine(UndoRun& run, const char* line) {
+  char message[QUtils::kMaxPath + 64];
+  QUtils::boundedFormat(message, sizeof message, "FAILED to undo a damaged line of the action log: %s", line);
+  // Fields show as words; other control characters of garbage don't go to
+  // a terminal.
+  for (char* c = message; *c; c++) {
+    if (*c == Installer::kLogTab)
+      *c = ' ';
+    else if (static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f)
+      *c = '?';
+  }
+  run.engine->log("WARNING: %s", message);
+  run.engine->addError(message);
+  run.errors = true;
+  if (run.ui) run.ui->addFileLine(message, true);
+}
+
 void setProgress(InstallerUI* ui, int line, int total) {
   if (!ui || total < 1) return;
   ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(line) / static_cast<float>(total) * 100.0f)));
@@ -297,13 +372,25 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   UndoRun run{this, ui, &nullConsole, false};
 
   // Put replaced files back before their FILE lines are read: a restored
-  // OVER file is the old file again and stays.
+  // OVER file is the old file again and stays. A backup that is there but
+  // damaged still gives back every record that is whole, and the files of
+  // those records stay too; the user is told of the rest.
   bool restored = false;
   bool environmentChanged = false;
+  QUtils::Table<QUtils::CharString> wholeRecords;
   if (uninstallBackupFile[0]) {
     BackupFile backup;
-    if (backup.openForRestore(uninstallBackupFile) == 0) restored = backup.restore(&nullConsole, ui) == 0;
+    bool opened = backup.openForRestore(uninstallBackupFile) == 0;
+    if (opened) restored = backup.restore(&nullConsole, ui, &wholeRecords) == 0;
     backup.close();
+    if (!restored && (opened || QUtils::fileExists(uninstallBackupFile))) {
+      char message[QUtils::kMaxPath + 64];
+      QUtils::boundedFormat(message, sizeof message, "FAILED to restore all of the damaged backup %s",
+                            uninstallBackupFile);
+      addError(message);
+      if (ui) ui->addFileLine(message, true);
+      run.errors = true;
+    }
   }
   if (!restored) log("Uninstall: no backup restored from \"%s\"", uninstallBackupFile);
   if (ui) ui->setDestinationText("Uninstalling");
@@ -318,12 +405,17 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   long start = 0;
   int total = 0;
   char line[kLogLineSize];
+  bool damaged = false;
   if (file) {
     seekActionLines(file);
     start = std::ftell(file);
-    while (readLogLine(file, line, sizeof line)) {
+    while (readActionLine(file, line, sizeof line, &damaged)) {
       stripLogLine(line);
-      if (hasLogTag(line, kLogModifyFile) && !undoModifyFile(nextLogField(line), ui)) run.errors = true;
+      if (damaged) {
+        reportDamagedLine(run, line);
+      } else if (hasLogTag(line, kLogModifyFile) && !undoModifyFile(nextLogField(line), ui)) {
+        run.errors = true;
+      }
       total++;
       if (ui && total % kFlushEvery == 0) ui->addFileLine(nullptr, true);
     }
@@ -339,9 +431,11 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   QUtils::Table<LoggedKey> keys;
   int i = 0;
   if (file && std::fseek(file, start, SEEK_SET) == 0) {
-    for (; readLogLine(file, line, sizeof line); i++) {
+    for (; readActionLine(file, line, sizeof line, &damaged); i++) {
       stripLogLine(line);
-      if (hasLogTag(line, kLogDir)) {
+      if (damaged) {
+        // Reported by the first pass.
+      } else if (hasLogTag(line, kLogDir)) {
         const char* countField = nextLogField(line);
         const char* pathField = nextLogField(countField);
         LoggedDirectory entry;
@@ -358,7 +452,7 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
         bool over = modeLength == std::strlen(kLogOver) && std::strncmp(mode, kLogOver, modeLength) == 0;
         if (!*path)
           log("WARNING: FILE line without a path passed over");
-        else if (create || (over && !restored))
+        else if (create || (over && !restored && !listed(wholeRecords, path)))
           deleteLoggedFile(run, path, i);
       } else if (hasLogTag(line, kLogEnv)) {
         undoEnvironment(nextLogField(line), ui);

@@ -45,6 +45,24 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
       throw QUtils::GenericError("ERROR: Unable to obtain temporary file");
     }
     temporary.add(tempLog);
+    char backupPath[QUtils::kMaxPath];
+    char dirListPath[QUtils::kMaxPath];
+    backupPath[0] = dirListPath[0] = 0;
+    bool wantBackup = (package.runFlags & 2) != 0;
+    if (wantBackup &&
+        (getTempFileName(backupPath, sizeof backupPath) != 0 || getTempFileName(dirListPath, sizeof dirListPath) != 0))
+      throw QUtils::GenericError("ERROR: Unable to obtain temporary file");
+    // The removal is the first change of an installation: the journal names
+    // the temporary files before they are written, and the older
+    // installation's backup once it is complete, so that a run killed during
+    // the removal brings the older installation back.
+    Journal& record = beginJournal(Journal::kInstall);
+    record.temporaries.push_back(tempLog);
+    if (wantBackup) {
+      record.temporaries.push_back(backupPath);
+      record.temporaries.push_back(dirListPath);
+    }
+    saveJournal(Journal::kWorking);
     if (!copyFile(logPath, tempLog)) throw QUtils::GenericError("ERROR: Unable to copy temporal log file");
     if (second->openPackage(tempLog, 0, 1) != 0)
       throw QUtils::GenericError("ERROR: Unable to initialize uninstaller object");
@@ -53,17 +71,13 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
 
     // With a backup wanted, the older installation's files are saved first,
     // so that a failing new installation can bring them back.
-    if (package.runFlags & 2) {
-      char backupPath[QUtils::kMaxPath];
-      char dirListPath[QUtils::kMaxPath];
-      if (getTempFileName(backupPath, sizeof backupPath) != 0 ||
-          getTempFileName(dirListPath, sizeof dirListPath) != 0)
-        throw QUtils::GenericError("ERROR: Unable to obtain temporary file");
+    if (wantBackup) {
       if (second->backupInstalledFiles(ui, backupPath, dirListPath, tempLog)) {
         QUtils::copyText(installedBackupFile, backupPath, sizeof installedBackupFile);
         QUtils::copyText(installedDirListFile, dirListPath, sizeof installedDirListFile);
         for (int i = 0; i < second->copiedFiles.getCount(); i++) copiedFiles.add(second->copiedFiles[i]);
         second->copiedFiles.clear();
+        saveJournal(Journal::kWorking);
       } else {
         log("ERROR: Failed to create uninstall backup of files");
         QUtils::deleteFile(backupPath);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/backup_file.h"
 #include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/errors.h"
@@ -205,6 +206,67 @@ TEST_F(UninstallTest, DirectoryLevelsGoDeepestFirstAndNeverPastTheGivenLevels) {
   ASSERT_TRUE(QUtils::makeDirectory((root + "/rel").c_str()));
   EXPECT_EQ(0, Installer::removeDirectoryLevels("root/rel/", 1, nullptr, nullptr, nullptr));
   EXPECT_TRUE(exists(root + "/rel"));
+}
+
+// A line cut short at the end of the log, or one with a NUL byte, names a
+// path the installation never wrote: nothing of it is undone, and it is
+// named as a failure. Whole lines around it are undone as usual.
+TEST_F(UninstallTest, ADamagedLogLineIsNamedAndNothingOfItIsUndone) {
+  extraLines = std::string("FILE\tCREATE\t") + root + "/bin/x" + std::string(1, '\0') + "yz\r\n" +
+               "FILE\tCREATE\t" + root + "/etc/conf.txt\r\n" + "FILE\tCREATE\t" + root + "/bin/deep/app";
+  install();
+  writeFile(root + "/bin/x", "mine");
+  writeFile(root + "/bin/deep/app", "mine too");
+  TestInstaller engine;
+  RecordingUI ui;
+  EXPECT_EQ(-1, uninstall(engine, ui));
+  EXPECT_EQ("mine", readFile(root + "/bin/x"));
+  EXPECT_EQ("mine too", readFile(root + "/bin/deep/app"));
+  EXPECT_FALSE(exists(root + "/bin/deep/app.txt"));
+  EXPECT_FALSE(exists(root + "/etc/conf.txt"));  // the whole line after the damaged one
+  EXPECT_TRUE(hasLine(ui.lines, "FAILED to undo a damaged line of the action log: FILE CREATE " + root + "/bin/x"));
+  EXPECT_TRUE(
+      hasLine(ui.lines, "FAILED to undo a damaged line of the action log: FILE CREATE " + root + "/bin/deep/app"));
+  EXPECT_EQ("1", engine.value("UNINSTALL_ERROR"));
+}
+
+// A backup cut inside its second record: the file of the whole first
+// record is the old file again and stays, though it is logged OVER; the
+// cut one's is named, and goes as an OVER file of a failed restore does.
+TEST_F(UninstallTest, ACutBackupKeepsTheFilesOfItsWholeRecords) {
+  std::string conf = root + "/etc/conf.txt", extra = root + "/bin/extra.txt";
+  extraLines = "FILE\tOVER\t" + extra + "\r\n";
+  install();
+  // The backup as the installation would have made it, had it replaced
+  // both: the old contents, with the check sums of the installed ones.
+  writeFile(here("new.txt"), "new settings");
+  uint32_t installedConf = BackupFile::computeCheckSum(here("new.txt").c_str());
+  writeFile(here("new.txt"), "new extra");
+  uint32_t installedExtra = BackupFile::computeCheckSum(here("new.txt").c_str());
+  std::string backupPath = root + "/uninstall/backup.bin";
+  writeFile(conf, "old settings");
+  writeFile(extra, "old extra");
+  {
+    BackupFile backup;
+    backup.openForWriting(backupPath.c_str());
+    QUtils::ErrorChain error;
+    backup.addFile(error, conf.c_str(), QUtils::kMaxPath, installedConf, true);
+    backup.addFile(error, extra.c_str(), QUtils::kMaxPath, installedExtra, true);
+  }
+  std::string raw = readFile(backupPath);
+  writeFile(backupPath, raw.substr(0, raw.size() - 3 - 4));
+  writeFile(conf, "new settings");
+  writeFile(extra, "new extra");
+
+  TestInstaller engine;
+  RecordingUI ui;
+  EXPECT_EQ(-1, uninstall(engine, ui));
+  EXPECT_EQ("old settings", readFile(conf));
+  EXPECT_FALSE(exists(extra));
+  EXPECT_TRUE(hasLine(ui.lines, "Restore " + conf));
+  EXPECT_TRUE(hasLine(ui.lines, "FAILED to restore " + extra));
+  EXPECT_TRUE(hasLine(ui.lines, "FAILED to restore all of the damaged backup " + backupPath));
+  std::remove(here("new.txt").c_str());
 }
 
 }  // namespace

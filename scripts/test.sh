@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Every test: builds both targets, runs the native tests with ctest, then the
-# Windows build's tests under Wine in a fresh prefix. Nothing of the machine
-# is touched: QLUX_ROOT, TMPDIR and WINEPREFIX point into one temporary
-# directory that is removed at the end, and the tests run from inside it.
+# Every test: builds both targets, runs the native tests with ctest, again
+# in a third build with the address and undefined-behaviour sanitizers, runs
+# each fuzz target briefly, then the Windows build's tests under Wine in a
+# fresh prefix. Nothing of the machine is touched: QLUX_ROOT, TMPDIR and
+# WINEPREFIX point into one temporary directory that is removed at the end,
+# and the tests run from inside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 top=$(pwd)
@@ -28,6 +30,9 @@ cd "$scratch"
 echo "== native tests"
 native=0
 ctest --test-dir "$top/build" --output-on-failure -j "$jobs" || native=$?
+
+echo "== native tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+bash "$top/scripts/sanitize.sh" || native=1
 
 echo "== fuzz targets, 15 s each"
 # The file targets rewrite their files on every run: memory-backed

@@ -1,15 +1,18 @@
 #include "platform/linux/linux_installer.h"
 
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "platform/installer_factory.h"
+#include "platform/linux/root.h"
 
 extern char** environ;
 
@@ -80,4 +83,18 @@ Installer* createPlatformInstaller(int debug, int gui, int ignoreErrors, const c
   LinuxInstaller* installer = new LinuxInstaller(debug, gui, ignoreErrors);
   installer->setConfigFile(configFile);
   return installer;
+}
+
+bool LinuxInstaller::getJournalDirectory(char* buffer, int size) {
+  QUtils::CharString path = Host::rootPath("var/lib/qlux/journal");
+  if (!path.getText() || size < 1) return false;
+  QUtils::copyText(buffer, path.getText(), size);
+  return true;
+}
+
+long LinuxInstaller::getProcessId() { return static_cast<long>(getpid()); }
+
+bool LinuxInstaller::isProcessRunning(long pid) {
+  if (pid <= 0) return false;
+  return kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM;
 }

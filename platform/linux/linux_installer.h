@@ -68,6 +68,13 @@ class LinuxInstaller : public Installer {
   Installer* createEngine() override;
   bool runRegisteredUninstaller(const char* name) override;
 
+  // ---- Journals of interrupted runs (linux_installer.cpp) ----
+  // The journals lie in $QLUX_ROOT/var/lib/qlux/journal. A process runs if
+  // kill(pid, 0) finds it (a process of another user counts as running).
+  bool getJournalDirectory(char* buffer, int size) override;
+  long getProcessId() override;
+  bool isProcessRunning(long pid) override;
+
   // ---- Members ----
   char configFile[1560];
   int debug;

@@ -1,6 +1,7 @@
 #include "platform/windows/wini.h"
 
 #include <windows.h>
+#include <shlobj.h>
 
 #include <cstring>
 #include <cwchar>
@@ -84,4 +85,25 @@ Installer* createPlatformInstaller(int debug, int gui, int ignoreErrors, const c
   Wini* installer = new Wini(debug, gui, ignoreErrors);
   installer->setConfigFile(configFile);
   return installer;
+}
+
+bool Wini::getJournalDirectory(char* buffer, int size) {
+  wchar_t folder[MAX_PATH];
+  if (FAILED(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, folder)) || size < 1) return false;
+  QUtils::TextConverter converter(folder);
+  converter.toNarrow(buffer, size);
+  QUtils::appendText(buffer, "\\qlux\\journal", size);
+  return true;
+}
+
+long Wini::getProcessId() { return static_cast<long>(GetCurrentProcessId()); }
+
+bool Wini::isProcessRunning(long pid) {
+  if (pid <= 0) return false;
+  HANDLE process = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(pid));
+  if (!process) return GetLastError() == ERROR_ACCESS_DENIED;
+  DWORD code = 0;
+  bool running = GetExitCodeProcess(process, &code) && code == STILL_ACTIVE;
+  CloseHandle(process);
+  return running;
 }

@@ -54,6 +54,14 @@ class Wini : public Installer {
   Installer* createEngine() override;
   bool runRegisteredUninstaller(const char* name) override;
 
+  // ---- Journals of interrupted runs (wini.cpp) ----
+  // The journals lie in "qlux\journal" of the common application data
+  // folder (CSIDL_COMMON_APPDATA). A process runs if it opens and has no exit
+  // code yet; one that may not be opened counts as running.
+  bool getJournalDirectory(char* buffer, int size) override;
+  long getProcessId() override;
+  bool isProcessRunning(long pid) override;
+
   // ---- Members ----
   char configFile[1560];
   int debug;

@@ -1,0 +1,515 @@
+// The journal of a run's work, and the recovery of work that a killed
+// process left half done. The journal's text and the backup copies come
+// first; then the engine's side: keeping this run's journal, and finding and
+// recovering the journal that an earlier run left.
+//
+// Recovery runs on a second engine, opened on the journal's log as an
+// uninstaller is, so that the once-flags and lists of this engine stay as
+// they were. It reads no template unless the journal names one, and never
+// runs PreUninstall programs: those belong to a user's uninstallation.
+#include "engine/journal.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "engine/backup_file.h"
+#include "engine/installer.h"
+#include "foundation/errors.h"
+#include "foundation/files.h"
+#include "foundation/stream.h"
+#include "foundation/text.h"
+#include "foundation/text_lines.h"
+
+const char kJournalFormat[] = "qlux-journal 1";
+
+namespace {
+
+const char* const kKindNames[] = {"", "install", "uninstall", "revert"};
+const char* const kStageNames[] = {"preparing", "working", "placing", "done"};
+const char kEndLine[] = "END";
+
+void addLine(std::string* text, const char* name, const std::string& value) {
+  if (value.empty()) return;
+  *text += name;
+  *text += '=';
+  *text += value;
+  *text += '\n';
+}
+
+// The index of `name` in `names`, or -1.
+int findName(const char* const* names, int count, const std::string& name) {
+  for (int i = 0; i < count; i++)
+    if (name == names[i] && names[i][0]) return i;
+  return -1;
+}
+
+uint64_t getLittleEndian(const unsigned char* in, int bytes) {
+  uint64_t value = 0;
+  for (int i = bytes - 1; i >= 0; i--) value = value << 8 | in[i];
+  return value;
+}
+
+void putLittleEndian(unsigned char* out, uint64_t value, int bytes) {
+  for (int i = 0; i < bytes; i++) out[i] = static_cast<unsigned char>(value >> (8 * i));
+}
+
+bool readExactly(QUtils::PStream& stream, void* buffer, uint32_t size) {
+  uint32_t got = 0;
+  return stream.read(buffer, size, &got) == 0 && got == size;
+}
+
+bool writeExactly(QUtils::PStream& stream, const void* buffer, uint32_t size) {
+  uint32_t written = 0;
+  return stream.write(buffer, size, &written) == 0 && written == size;
+}
+
+}  // namespace
+
+std::string formatJournal(const Journal& journal) {
+  std::string text = std::string(kJournalFormat) + "\n";
+  text += std::string("KIND=") + kKindNames[journal.kind] + "\n";
+  text += std::string("STAGE=") + kStageNames[journal.stage] + "\n";
+  text += "PID=" + std::to_string(journal.pid) + "\n";
+  addLine(&text, "PRODUCT", journal.product);
+  addLine(&text, "LOG", journal.log);
+  addLine(&text, "BACKUP", journal.backup);
+  addLine(&text, "TEMPLATE", journal.templateCopy);
+  addLine(&text, "FINALLOG", journal.finalLog);
+  addLine(&text, "FINALBACKUP", journal.finalBackup);
+  addLine(&text, "OLDBACKUP", journal.oldBackup);
+  addLine(&text, "OLDDIRLIST", journal.oldDirList);
+  for (const auto& pair : journal.copied) addLine(&text, "COPIED", pair.first + "\t" + pair.second);
+  for (const std::string& path : journal.temporaries) addLine(&text, "TEMP", path);
+  for (const std::string& path : journal.created) addLine(&text, "NEW", path);
+  text += std::string(kEndLine) + "\n";
+  return text;
+}
+
+bool parseJournal(const std::string& text, Journal* out) {
+  std::vector<QUtils::TextLine> lines = QUtils::splitTextLines(text);
+  if (lines.empty() || lines[0].text != kJournalFormat) return false;
+  Journal journal;
+  bool ended = false;
+  bool hasStage = false;
+  for (size_t i = 1; i < lines.size(); i++) {
+    const std::string& line = lines[i].text;
+    if (line.empty()) continue;
+    if (ended) return false;  // nothing may follow the end line
+    if (line == kEndLine) {
+      ended = true;
+      continue;
+    }
+    size_t equals = line.find('=');
+    if (equals == std::string::npos) return false;
+    std::string name = line.substr(0, equals);
+    std::string value = line.substr(equals + 1);
+    if (name == "KIND") {
+      int kind = findName(kKindNames, 4, value);
+      if (kind < 0) return false;
+      journal.kind = static_cast<Journal::Kind>(kind);
+    } else if (name == "STAGE") {
+      int stage = findName(kStageNames, 4, value);
+      if (stage < 0) return false;
+      journal.stage = static_cast<Journal::Stage>(stage);
+      hasStage = true;
+    } else if (name == "PID") {
+      char* end = nullptr;
+      journal.pid = std::strtol(value.c_str(), &end, 10);
+      if (value.empty() || *end) return false;
+    } else if (name == "PRODUCT") {
+      journal.product = value;
+    } else if (name == "LOG") {
+      journal.log = value;
+    } else if (name == "BACKUP") {
+      journal.backup = value;
+    } else if (name == "TEMPLATE") {
+      journal.templateCopy = value;
+    } else if (name == "FINALLOG") {
+      journal.finalLog = value;
+    } else if (name == "FINALBACKUP") {
+      journal.finalBackup = value;
+    } else if (name == "OLDBACKUP") {
+      journal.oldBackup = value;
+    } else if (name == "OLDDIRLIST") {
+      journal.oldDirList = value;
+    } else if (name == "COPIED") {
+      size_t tab = value.find('\t');
+      if (tab == std::string::npos) return false;
+      journal.copied.push_back(std::make_pair(value.substr(0, tab), value.substr(tab + 1)));
+    } else if (name == "TEMP") {
+      journal.temporaries.push_back(value);
+    } else if (name == "NEW") {
+      journal.created.push_back(value);
+    }
+    // Other names are passed over: they can only come from a newer writer
+    // of the same format, and say nothing that this reader acts on.
+  }
+  if (!ended || journal.kind == Journal::kNoKind || !hasStage) return false;
+  *out = journal;
+  return true;
+}
+
+bool writeJournal(const char* path, const Journal& journal) {
+  return path && path[0] && QUtils::replaceWholeFile(path, formatJournal(journal));
+}
+
+int readJournal(const char* path, Journal* out) {
+  if (!path || !path[0] || !QUtils::fileExists(path)) return kJournalMissing;
+  std::string text;
+  if (!QUtils::readWholeFile(path, &text) || !parseJournal(text, out)) return kJournalDamaged;
+  out->file = path;
+  return kJournalRead;
+}
+
+std::string journalFileName(const char* product) {
+  std::string name;
+  for (const char* p = product ? product : ""; *p; p++) {
+    char c = *p;
+    bool plain = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+    name += plain ? c : '_';
+  }
+  if (name.empty()) name = "product";
+  return name + ".journal";
+}
+
+int copyBackupRecords(const char* from, const char* to, BackupCopyMode mode) {
+  BackupFile out;
+  out.openForWriting(to);
+  BackupFile in;
+  int copied = in.openForRestore(from) == 0 ? 0 : -1;
+  int64_t total = copied == 0 ? in.size() : 0;
+  // Each whole record in turn; the end record, a damaged field or a record
+  // whose content doesn't all stand in the file ends the copy.
+  while (copied >= 0 && !out.hasError) {
+    unsigned char field[12];
+    if (!readExactly(in, field, 2)) break;
+    uint32_t nameSize = static_cast<uint32_t>(getLittleEndian(field, 2));
+    if (nameSize < 2 || nameSize > static_cast<uint32_t>(BackupFile::kMaxNameSize)) break;
+    char name[BackupFile::kMaxNameSize + 1];
+    if (!readExactly(in, name, nameSize)) break;
+    name[nameSize - 1] = 0;
+    if (!readExactly(in, field, 12)) break;
+    int64_t size = static_cast<int64_t>(getLittleEndian(field, 8));
+    uint32_t checkSum = static_cast<uint32_t>(getLittleEndian(field + 8, 4));
+    int64_t contentStart = in.position();
+    if (size < 0 || contentStart < 0 || size > total - contentStart) break;
+
+    uint32_t onDisk = BackupFile::computeCheckSum(name);
+    bool keep = true;
+    if (mode == kForceRecords) {
+      checkSum = onDisk;
+    } else {
+      keep = !QUtils::fileExists(name) || (size != 0 && onDisk == checkSum);
+    }
+    if (!keep) {
+      if (in.seek(contentStart + size) != 0) break;
+      continue;
+    }
+    unsigned char header[2 + BackupFile::kMaxNameSize];
+    putLittleEndian(header, nameSize, 2);
+    std::memcpy(header + 2, name, nameSize);
+    putLittleEndian(field, static_cast<uint64_t>(size), 8);
+    putLittleEndian(field + 8, checkSum, 4);
+    int64_t got = 0, written = 0;
+    if (!writeExactly(out, header, 2 + nameSize) || !writeExactly(out, field, 12) ||
+        (size > 0 && (QUtils::copyStream(&out, &in, size, &got, &written, BackupFile::kBlockSize) != 0 ||
+                      got != size || written != size))) {
+      copied = -1;
+      break;
+    }
+    copied++;
+  }
+  in.close();
+  if (out.hasError) copied = -1;
+  if (out.close() != 0) copied = -1;
+  return copied;
+}
+
+// ---- The engine's side ----
+
+namespace {
+
+bool isThere(const std::string& path) { return !path.empty() && QUtils::fileExists(path.c_str()); }
+
+// Whether the journal's work changed the machine and may need undoing.
+bool needsUndo(const Journal& journal) {
+  if (journal.stage == Journal::kPlacing) return isThere(journal.log);  // gone: the log reached its place
+  if (journal.stage != Journal::kWorking) return false;
+  return isThere(journal.log) || (journal.kind != Journal::kUninstall && isThere(journal.oldBackup));
+}
+
+// True if `path` lies directly in `directory` (no deeper, no '..').
+bool liesIn(const std::string& path, const char* directory) {
+  size_t length = std::strlen(directory);
+  while (length > 0 && QUtils::isSeparator(directory[length - 1])) length--;
+  if (length == 0 || path.size() <= length + 1) return false;
+  if (path.compare(0, length, directory, length) != 0 || !QUtils::isSeparator(path[length])) return false;
+  for (size_t i = length + 1; i < path.size(); i++)
+    if (QUtils::isSeparator(path[i])) return false;
+  return path.find("..") == std::string::npos;
+}
+
+}  // namespace
+
+bool Installer::getJournalPath(const char* product, char* buffer, int size) {
+  char directory[QUtils::kMaxPath];
+  if (!getJournalDirectory(directory, sizeof directory) || !directory[0]) return false;
+  QUtils::copyText(buffer, directory, size);
+  QUtils::appendPath(buffer, journalFileName(product).c_str(), size);
+  return true;
+}
+
+void Installer::deleteJournalFiles(const Journal& found) {
+  // The journal names temporary files only, and only files that lie
+  // directly in the temporary directory or beside the journal are deleted:
+  // a journal that says otherwise is not trusted with the user's files.
+  char temporary[QUtils::kMaxPath];
+  if (!QUtils::getTempDirectory(temporary, sizeof temporary)) temporary[0] = 0;
+  char journals[QUtils::kMaxPath];
+  if (!getJournalDirectory(journals, sizeof journals)) journals[0] = 0;
+  std::vector<std::string> paths = {found.log, found.backup, found.templateCopy, found.oldBackup, found.oldDirList};
+  for (const auto& pair : found.copied) paths.push_back(pair.second);
+  for (const std::string& path : found.temporaries) paths.push_back(path);
+  for (const std::string& path : paths) {
+    if (!isThere(path)) continue;
+    if ((temporary[0] && liesIn(path, temporary)) || (journals[0] && liesIn(path, journals))) {
+      if (QUtils::deleteFile(path.c_str()) != 0) log("WARNING: Could not delete the temporary file %s", path.c_str());
+    } else {
+      log("WARNING: The journal names %s, which is no temporary file; it is left", path.c_str());
+    }
+  }
+}
+
+Journal& Installer::beginJournal(Journal::Kind kind) {
+  if (journal.kind != kind) {
+    Journal fresh;
+    fresh.file = journal.file;
+    fresh.product = journal.product;
+    fresh.kind = kind;
+    journal = fresh;
+  }
+  return journal;
+}
+
+bool Installer::saveJournal(Journal::Stage stage) {
+  if (journal.kind == Journal::kNoKind) return false;
+  if (journal.file.empty()) {
+    char product[512];
+    char path[QUtils::kMaxPath];
+    // A system without a journal directory keeps no journals.
+    if (!getJournalPath("", path, sizeof path)) return false;
+    if (getProductName(product, sizeof product) != 0 || !product[0] || !getJournalPath(product, path, sizeof path)) {
+      log("WARNING: No journal can be kept for this run: the product has no name");
+      return false;
+    }
+    // Another installer or uninstaller of the product that is running now
+    // keeps its journal; this run doesn't write over it.
+    Journal other;
+    if (readJournal(path, &other) == kJournalRead && other.pid > 0 && other.pid != getProcessId() &&
+        isProcessRunning(other.pid)) {
+      log("WARNING: Process %ld keeps the journal %s; this run keeps none", other.pid, path);
+      return false;
+    }
+    char directory[QUtils::kMaxPath];
+    getJournalDirectory(directory, sizeof directory);
+    char separator[2] = {QUtils::kPathSeparator, 0};
+    QUtils::appendText(directory, separator, sizeof directory);
+    QUtils::createPath(directory, nullptr);
+    journal.file = path;
+    journal.product = product;
+  }
+  journal.stage = stage;
+  journal.pid = getProcessId();
+  // An older installation removed by this run is brought back from these.
+  journal.oldBackup = installedBackupFile;
+  journal.oldDirList = installedDirListFile;
+  journal.copied.clear();
+  for (int i = 0; i < copiedFiles.getCount(); i++) {
+    const char* original = copiedFiles[i].original.getText();
+    const char* temporary = copiedFiles[i].temporary.getText();
+    if (original && temporary) journal.copied.push_back(std::make_pair(original, temporary));
+  }
+  if (!writeJournal(journal.file.c_str(), journal)) {
+    log("WARNING: Could not write the journal %s", journal.file.c_str());
+    return false;
+  }
+  return true;
+}
+
+void Installer::dropJournal() {
+  if (!journal.file.empty() && QUtils::fileExists(journal.file.c_str())) {
+    deleteJournalFiles(journal);
+    QUtils::deleteFile(journal.file.c_str());
+  }
+  journal = Journal();
+}
+
+int Installer::findInterruptedRun(const char* product, Journal* out, char* message, int size) {
+  if (message && size > 0) message[0] = 0;
+  char path[QUtils::kMaxPath];
+  if (!product || !product[0] || !out || !getJournalPath(product, path, sizeof path)) return 0;
+  Journal found;
+  int read = readJournal(path, &found);
+  if (read == kJournalMissing) return 0;
+  if (read == kJournalDamaged) {
+    log("WARNING: The journal %s can't be read; it is removed", path);
+    QUtils::deleteFile(path);
+    return 0;
+  }
+  if (found.product != product) {
+    log("WARNING: The journal %s is of the product \"%s\"; it is left", path, found.product.c_str());
+    return 0;
+  }
+  if (found.pid > 0 && found.pid != getProcessId() && isProcessRunning(found.pid)) {
+    log("The journal %s belongs to process %ld, which is still running; it is left", path, found.pid);
+    return 0;
+  }
+  static const char* const kTexts[] = {"", "An interrupted installation of %s was found; undoing it",
+                                       "An interrupted uninstallation of %s was found; finishing it",
+                                       "An interrupted revert of %s was found; finishing it"};
+  log("Found the journal %s: %s, stage %s, process %ld", path, kKindNames[found.kind], kStageNames[found.stage],
+      found.pid);
+  if (needsUndo(found) && message) QUtils::boundedFormat(message, size, kTexts[found.kind], product);
+  *out = found;
+  return 1;
+}
+
+namespace {
+
+// Reads a template copy into an engine opened on an action log, as
+// initFromActionLog does with the file that the log's first line names.
+void loadTemplateCopy(Installer* engine, const char* path) {
+  if (engine->document.load(path) != 0 || engine->document.getCount() == 0 || engine->readProductDesc() != 0 ||
+      engine->readFileSets() != 0) {
+    engine->log("WARNING: The template copy %s can't be read; the undo goes on without it", path);
+    return;
+  }
+  engine->readControlVariables();
+  try {
+    engine->readLogVariables(engine->package.actionLogFile);
+  } catch (const QUtils::GenericError& error) {
+    engine->log("%s", error.getMessage());
+  }
+}
+
+}  // namespace
+
+int Installer::recoverInterruptedRun(const Journal& found) {
+  int result = 0;
+  if (needsUndo(found)) {
+    std::unique_ptr<Installer> helper(createEngine());
+    if (!helper) {
+      log("ERROR: No engine to recover with; the journal %s stays", found.file.c_str());
+      return -1;
+    }
+    helper->logConsole = logConsole;
+    helper->preUninstallDone = 1;
+
+    if (isThere(found.log)) {
+      log("Recovery: undoing the actions of %s", found.log.c_str());
+      if (helper->openPackage(found.log.c_str(), 0, 1) != 0) {
+        result = -1;
+      } else {
+        if (isThere(found.templateCopy)) loadTemplateCopy(helper.get(), found.templateCopy.c_str());
+        // Their OVER lines stay standing once the backup is restored, and
+        // their directories could not go.
+        for (const std::string& path : found.created) {
+          if (isThere(path) && !QUtils::isDirectory(path.c_str()) && QUtils::deleteFile(path.c_str()) == 0)
+            log("Recovery: deleted %s, which the run made", path.c_str());
+        }
+        // Every whole record goes back, whatever stands there now: a file
+        // written half, or restored half, is the saved file again. A
+        // restore that reaches its end also keeps the OVER files in place.
+        std::string sealed = found.file + ".backup";
+        if (copyBackupRecords(found.backup.c_str(), sealed.c_str(), kForceRecords) < 0)
+          log("Recovery: no saved files in \"%s\"", found.backup.c_str());
+        if (helper->uninstall(nullptr, sealed.c_str()) != 0) result = -1;
+        helper->package.release();
+        QUtils::deleteFile(sealed.c_str());
+      }
+      if (found.kind == Journal::kUninstall) helper->unregisterApplication(found.product.c_str());
+    }
+
+    if (found.kind != Journal::kUninstall && isThere(found.oldBackup)) {
+      log("Recovery: restoring the older installation from %s", found.oldBackup.c_str());
+      std::string sealed = found.file + ".older";
+      copyBackupRecords(found.oldBackup.c_str(), sealed.c_str(), kForceRecords);
+      QUtils::copyText(helper->installedBackupFile, sealed.c_str(), sizeof helper->installedBackupFile);
+      QUtils::copyText(helper->installedDirListFile, found.oldDirList.c_str(), sizeof helper->installedDirListFile);
+      if (!helper->restoreInstalledFiles(nullptr)) result = -1;
+      for (const auto& pair : found.copied) helper->copyFile(pair.second.c_str(), pair.first.c_str());
+      QUtils::deleteFile(sealed.c_str());
+    }
+    log("Recovery of %s ended%s", found.product.c_str(), result == 0 ? "" : " with errors");
+  } else if (found.kind == Journal::kInstall && found.stage == Journal::kPlacing && isThere(found.backup) &&
+             !found.finalBackup.empty()) {
+    // The log reached its place; the backup's copy is finished here.
+    log("Recovery: the installation of %s stands; its backup goes to %s", found.product.c_str(),
+        found.finalBackup.c_str());
+    if (!copyFile(found.backup.c_str(), found.finalBackup.c_str())) result = -1;
+  } else {
+    log("The interrupted run of %s left nothing to undo", found.product.c_str());
+  }
+  deleteJournalFiles(found);
+  QUtils::deleteFile(found.file.c_str());
+  return result;
+}
+
+namespace {
+
+// Copies the whole of an open file to `path`. False on any failure.
+bool copyOpenFile(FILE* from, const char* path) {
+  if (!from || std::fseek(from, 0, SEEK_SET) != 0) return false;
+  FILE* to = QUtils::openFile(path, "wb");
+  if (!to) return false;
+  char block[8192];
+  size_t n;
+  bool ok = true;
+  while (ok && (n = std::fread(block, 1, sizeof block, from)) > 0) ok = std::fwrite(block, 1, n, to) == n;
+  if (std::ferror(from)) ok = false;
+  if (std::fclose(to) != 0) ok = false;
+  return ok;
+}
+
+}  // namespace
+
+int Installer::uninstallWithJournal(InstallerUI* ui) {
+  // The uninstallation deletes the installed log, backup and template copy
+  // as it goes; a run that finishes it later works on copies of them. The
+  // backup copy holds only what this uninstallation is going to put back.
+  char logCopy[QUtils::kMaxPath], backupCopy[QUtils::kMaxPath], templateCopy[QUtils::kMaxPath];
+  char templatePath[kLogLineSize], backupPath[kLogLineSize];
+  templatePath[0] = backupPath[0] = 0;
+  FILE* file = package.actionLogFile;
+  if (file && std::fseek(file, 0, SEEK_SET) == 0 && readLogLine(file, templatePath, sizeof templatePath))
+    readLogLine(file, backupPath, sizeof backupPath);
+  stripLogLine(templatePath);
+  stripLogLine(backupPath);
+  bool named = file && getTempFileName(logCopy, sizeof logCopy) == 0 &&
+               getTempFileName(backupCopy, sizeof backupCopy) == 0 &&
+               getTempFileName(templateCopy, sizeof templateCopy) == 0;
+  if (named) {
+    Journal& record = beginJournal(Journal::kUninstall);
+    record.log = logCopy;
+    record.backup = backupCopy;
+    record.templateCopy = templateCopy;
+    char finalLog[QUtils::kMaxPath];
+    if (getInstallLogFile(finalLog, sizeof finalLog) == 0) record.finalLog = finalLog;
+    record.finalBackup = backupPath;
+    if (saveJournal(Journal::kPreparing)) {
+      bool copied = copyOpenFile(file, logCopy);
+      copyBackupRecords(backupPath, backupCopy, kPendingRecords);
+      if (templatePath[0] && !copyFile(templatePath, templateCopy))
+        log("WARNING: No copy of the template %s", templatePath);
+      if (!copied || !saveJournal(Journal::kWorking)) {
+        log("WARNING: The uninstallation runs without a journal");
+        dropJournal();
+      }
+    }
+  } else {
+    log("WARNING: No temporary names for the journal's copies; the uninstallation runs without a journal");
+  }
+  return uninstall(ui, nullptr);
+}
