@@ -97,12 +97,14 @@ void loggedVariables(Installer& engine, QUtils::PList<int>* out) {
 
 bool Installer::readLogLine(FILE* file, char* buffer, int size) {
   if (!file || !buffer || size < 2) return false;
+  // Cleared first, so that a line end found below was read by this call even
+  // when a damaged line holds a zero byte before it.
+  std::memset(buffer, 0, static_cast<size_t>(size));
   if (!std::fgets(buffer, size, file)) {
     buffer[0] = 0;
     return false;
   }
-  size_t length = std::strlen(buffer);
-  if (length > 0 && buffer[length - 1] != '\n') {
+  if (!std::memchr(buffer, '\n', static_cast<size_t>(size - 1))) {
     // An overlong line: the rest of it is not a line of its own.
     int c;
     while ((c = std::fgetc(file)) != EOF && c != '\n') {

@@ -190,6 +190,16 @@ TEST(ActionLogTest, ReadersFindTheActionLinesAndTheirFields) {
   ASSERT_TRUE(Installer::readLogLine(f, line, 10));
   EXPECT_STREQ("NUMVARS\t5", line);
   std::fclose(f);
+
+  // A zero byte inside a line (a block a crash left) ends its text, but the
+  // next line is still a line of its own.
+  writeFile(here("read.log"), std::string("FILE\tCREATE\t/a") + '\0' + "b\r\nFILE\tCREATE\t/c\r\n");
+  f = QUtils::openFile(here("read.log").c_str(), "rb");
+  ASSERT_TRUE(Installer::readLogLine(f, line, sizeof line));
+  EXPECT_STREQ("FILE\tCREATE\t/a", line);
+  ASSERT_TRUE(Installer::readLogLine(f, line, sizeof line));
+  EXPECT_STREQ("FILE\tCREATE\t/c\r\n", line);
+  std::fclose(f);
   QUtils::deleteFile(here("read.log").c_str());
 }
 
