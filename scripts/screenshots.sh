@@ -18,10 +18,23 @@
 # variant, whose program sleeps while the copy page waits for it with a
 # moving progress bar, gives DIR/plain-03b-copy.png.
 #
+# The Windows program (built in build-win/ with the toolkit from the cache
+# of scripts/build-win-deps.sh) is pictured the same way under Wine, in a
+# fresh prefix in the sandbox: DIR/win-plain-01-welcome.png and so on, the
+# removal as DIR/win-plain-uninstall-NN-....png, the copy page as
+# DIR/win-plain-04b-copy.png. There the licence page waits for Next, so
+# that the licence is pictured in its rich text control
+# (DIR/win-plain-02-licence.png); in the demo it goes on by itself. Then
+# tests/windows_gui_test.sh runs in the same prefix and pictures the
+# message box of an installer whose checksum fails as
+# DIR/win-checksum-message.png.
+#
 # Exits 0 only if every installation reached the last page and left the
 # product on disk at the path that was typed back, the empty box disabled
-# Next, and both uninstallations took the product away again.
-# QLUX_BUILD_DIR picks another build directory than build/.
+# Next, both uninstallations took the product away again, and the same
+# holds for the Windows program under Wine.
+# QLUX_BUILD_DIR and QLUX_WIN_BUILD_DIR pick other build directories than
+# build/ and build-win/.
 set -euo pipefail
 
 usage() {
@@ -42,11 +55,19 @@ if [ "${1:-}" != --drive ]; then
   build="$top/${QLUX_BUILD_DIR:-build}"
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
   ninja -C "$build" qlux-setup qlux-pack >/dev/null
-  exec "$top/tests/with_display.sh" bash "$0" --drive "$dir" "$build"
+  # The Windows program, with its window: the toolkit comes from the cache
+  # that build-win-deps.sh fills on its first run.
+  win_build="$top/${QLUX_WIN_BUILD_DIR:-build-win}"
+  win_deps=$(bash scripts/build-win-deps.sh)
+  cmake -S . -B "$win_build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64.cmake -DQLUX_WIN_DEPS="$win_deps" >/dev/null
+  ninja -C "$win_build" qlux-setup >/dev/null
+  exec "$top/tests/with_display.sh" bash "$0" --drive "$dir" "$build" "$win_build"
 fi
 
 dir=$2
 build=$3
+win_setup="$4/bin/qlux-setup.exe"
 setup="$build/bin/qlux-setup"
 pack="$build/bin/qlux-pack"
 if [ -z "${DISPLAY:-}" ]; then
@@ -57,6 +78,10 @@ fi
 sandbox=$(mktemp -d "${TMPDIR:-/tmp}/qlux-screens.XXXXXX")
 cleanup() {
   cd /
+  # The Wine server of the Windows part's prefix goes first.
+  if [ -d "$sandbox/wine" ]; then
+    WINEPREFIX="$sandbox/wine" TMPDIR="$sandbox/wine-tmp" /usr/lib/wine/wineserver64 -k >/dev/null 2>&1 || true
+  fi
   if [ -n "$sandbox" ] && [ -d "$sandbox" ]; then rm -rf -- "$sandbox"; fi
 }
 trap cleanup EXIT
@@ -93,9 +118,12 @@ pack_slow() {
     -o "$sandbox/$1-slow-setup" >/dev/null
 }
 
-# capture WINDOW FILE: the window's picture as a PNG file.
+# capture WINDOW FILE: the window's picture as a PNG file. A window that is
+# not on the screen (a frame that is closing) has no picture: import would
+# wait for a click instead.
 capture() {
-  import -window "$1" "png:$2" 2>/dev/null
+  xdotool search --onlyvisible --name . 2>/dev/null | grep -qx "$1" || return 1
+  timeout 20 import -window "$1" "png:$2" 2>/dev/null
 }
 
 # settle WINDOW FILE: captures the window until two pictures in a row are
@@ -189,11 +217,12 @@ invalid_input() {
   sleep 0.3
   xdotool key --window "$window" ctrl+a BackSpace >/dev/null 2>&1
   xdotool type --window "$window" --delay 30 -- "$path" >/dev/null 2>&1
-  # Tab takes the focus, and with it the caret, out of the box and on to
-  # the browse button. The box must then show the very pixels it showed at
+  # Home scrolls a path longer than the box back to its start; Tab takes
+  # the focus, and with it the caret, out of the box and on to the browse
+  # button. The box must then show the very pixels it showed at
   # first; the note on the refusal must be gone, and Next (without the
   # focus ring it had at first) must look otherwise than while it was grey.
-  xdotool key --window "$window" Tab >/dev/null 2>&1
+  xdotool key --window "$window" Home Tab >/dev/null 2>&1
   xdotool mousemove --window "$window" 1 1 >/dev/null 2>&1
   settle "$window" "$again" || true
   if ! same_region "$options" "$again" "$window" 200 45 515 35; then
@@ -403,6 +432,195 @@ shoot_copy() {
   return "$good"
 }
 
+# --- The Windows program under Wine -------------------------------------
+# Wine's windows are X windows on the same display, pictured and driven as
+# above. The prefix is the sandbox's own; every Wine command runs with the
+# same TMPDIR, where Wine keeps its server's socket, or a second server
+# would start on the prefix.
+wine_prefix="$sandbox/wine"
+wine_tmp="$sandbox/wine-tmp"
+runwine() { WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
+# wine_settle: waits until every process of the prefix has ended.
+wine_settle() { WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" timeout 120 /usr/lib/wine/wineserver64 -w; }
+
+# win_pack NAME TEMPLATE [slow]: the Windows installer of the demo with
+# TEMPLATE, as $sandbox/win-NAME-setup.exe. Its default folder lies in the
+# sandbox ($sandbox/win-NAME/Qlux Demo, which Wine shows under Z:). The
+# licence page, which goes on by itself in the demo, waits for Next here,
+# so that the rich text control can be pictured with the licence in it.
+# With "slow", the product's command script first waits until the file
+# $sandbox/win-release exists, and the installer runs it asynchronously,
+# as pack_slow does for the native program (Wine's cmd has no command that
+# sleeps).
+win_pack() {
+  local source="$sandbox/win-$1-source" folder release
+  folder=$(runwine winepath -w "$sandbox/win-$1" 2>/dev/null | tr -d '\r')
+  folder="${folder//\\//}/Qlux Demo"
+  cp -r "$top/examples/demo" "$source"
+  sed -e "s|>\$PROGRAMFILES/Qlux Demo<|>$folder<|" -e 's|<Licence Special="AutoNext">|<Licence>|' "$2" \
+    >"$source/install.xml"
+  if ! grep -qF ">$folder<" "$source/install.xml" || grep -q '<Licence Special' "$source/install.xml"; then
+    echo "screenshots: $2 has no default folder or licence page to change" >&2
+    return 1
+  fi
+  if [ "${3:-}" = slow ]; then
+    release=$(runwine winepath -w "$sandbox/win-release" 2>/dev/null | tr -d '\r')
+    { head -n 1 "$top/examples/demo/bin/qlux-demo.cmd"
+      printf ':wait\r\nif not exist "%s" goto wait\r\n' "$release"
+      tail -n +2 "$top/examples/demo/bin/qlux-demo.cmd"; } >"$source/bin/qlux-demo.cmd"
+    sed -i 's|<RunProgram Log="Trying the installed program" Wait="1"|& Asynchronous="1" ProgressUpdate="10"|' \
+      "$source/install.xml"
+  fi
+  cp "$win_setup" "$source/qlux-uninstall.exe"
+  "$pack" --stub "$win_setup" --template "$source/install.xml" --source "$source" \
+    -o "$sandbox/win-$1-setup.exe" >/dev/null
+}
+
+# win_shoot_copy VARIANT: as shoot_copy, with the slow Windows installer of
+# VARIANT: DIR/win-VARIANT-04b-copy.png while the copy page waits for the
+# command script. The installation is then removed unattended.
+win_shoot_copy() {
+  local variant=$1 product="$sandbox/win-$1-slow/Qlux Demo" good=0 pid window status=0 page
+  local log="$win_temp/installer_debug.log" file="$dir/win-$1-04b-copy.png"
+  rm -f -- "$sandbox/win-release"
+  (cd "$sandbox" && runwine "$sandbox/win-$variant-slow-setup.exe" -debug=1 </dev/null \
+    >"$sandbox/win-$variant-slow.out" 2>&1) &
+  pid=$!
+  window=$(find_window)
+  if [ -z "$window" ]; then
+    echo "win-$variant: the slow installer's window did not appear" >&2
+    good=1
+  else
+    for _ in $(seq 1 50); do
+      [ "$(page_name "$log")" = options ] && break
+      xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
+      xdotool key --window "$window" Return >/dev/null 2>&1 || true
+      sleep 0.5
+    done
+    xdotool key --window "$window" Return >/dev/null 2>&1 || true
+    # The link is the last thing made before the command script runs.
+    for _ in $(seq 1 100); do
+      [ -f "$product/shortcuts/Qlux Demo.lnk" ] && break
+      sleep 0.1
+    done
+    sleep 2
+    page=$(page_name "$log")
+    capture "$window" "$file" || true
+    if [ "$page" != copyprogress ] || [ "$(page_name "$log")" != copyprogress ] || [ ! -s "$file" ]; then
+      echo "win-$variant: the copy page was not up to be pictured (the log says \"$page\")" >&2
+      rm -f -- "$file"
+      good=1
+    else
+      echo "win-$variant: $(basename "$file")"
+    fi
+    touch "$sandbox/win-release"
+    for _ in $(seq 1 120); do
+      window_open "$window" || break
+      xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
+      xdotool key --window "$window" Return >/dev/null 2>&1 || true
+      sleep 0.5
+    done
+  fi
+  touch "$sandbox/win-release"
+  if kill -0 "$pid" 2>/dev/null; then
+    sleep 2
+    kill "$pid" 2>/dev/null || true
+  fi
+  wait "$pid" || status=$?
+  wine_settle || true
+  if [ "$status" -ne 0 ] || [ ! -f "$product/var/last-run.log" ]; then
+    echo "win-$variant: the slow installation ended with status $status, product: $(ls "$product" 2>&1)" >&2
+    good=1
+  fi
+  win_uninstall -gui=0 >"$sandbox/win-$variant-slow-uninstall.out" 2>&1
+  wine_settle || true
+  return "$good"
+}
+
+# win_uninstall [ARGS]: runs the registered uninstall command of the demo,
+# with ARGS behind it, through cmd as the list of installed programs does.
+win_uninstall() {
+  local key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Qlux Demo' command
+  command=$(runwine reg query "$key" /v UninstallString 2>/dev/null | tr -d '\r' |
+    sed -n 's/^ *UninstallString *REG_SZ *//p')
+  printf '@echo off\r\n%s %s\r\n' "$command" "$*" >"$sandbox/win-uninstall.bat"
+  runwine cmd /c "$(runwine winepath -w "$sandbox/win-uninstall.bat" 2>/dev/null | tr -d '\r')" </dev/null || true
+}
+
+# win_shoot VARIANT: as shoot, for the Windows installer of VARIANT: every
+# page of the installation through the window, as DIR/win-VARIANT-NN-PAGE.png,
+# then every page of the removal through the registered uninstall command.
+win_shoot() {
+  local variant=$1 product="$sandbox/win-$1/Qlux Demo" good=0 pid window status=0
+  local log="$win_temp/installer_debug.log"
+  (cd "$sandbox" && runwine "$sandbox/win-$variant-setup.exe" -debug=1 </dev/null \
+    >"$sandbox/win-$variant.out" 2>&1) &
+  pid=$!
+  window=$(find_window)
+  if [ -z "$window" ]; then
+    echo "win-$variant: the wizard window did not appear" >&2
+    good=1
+  elif ! drive_pages "win-$variant" "$window" "$log"; then
+    good=1
+  fi
+  if kill -0 "$pid" 2>/dev/null; then
+    sleep 2
+    kill "$pid" 2>/dev/null || true
+  fi
+  wait "$pid" || status=$?
+  wine_settle || true
+  if [ "$status" -ne 0 ] || [ "$(page_name "$log")" != postinstall ] || [ ! -f "$product/bin/qlux-demo.cmd" ]; then
+    echo "win-$variant: ended with status $status on \"$(page_name "$log")\", product: $(ls "$product" 2>&1)" >&2
+    sed "s/^/  win-$variant: /" "$sandbox/win-$variant.out" | tail -n 20 >&2
+    return 1
+  fi
+
+  win_uninstall -debug=1 >"$sandbox/win-$variant-uninstall.out" 2>&1
+  window=$(find_window)
+  if [ -z "$window" ]; then
+    echo "win-$variant: the uninstaller's window did not appear" >&2
+    good=1
+  elif ! drive_pages "win-$variant-uninstall" "$window" "$log"; then
+    good=1
+  fi
+  wine_settle || true
+  if [ -e "$product" ]; then
+    echo "win-$variant: the uninstaller left the product's folder" >&2
+    good=1
+  fi
+  return "$good"
+}
+
+# win_all: a fresh prefix, both variants through the Windows window, and
+# the message box of an installer whose checksum fails, pictured by the
+# Windows end-to-end test as DIR/win-checksum-message.png.
+win_all() {
+  mkdir -p "$wine_prefix" "$wine_tmp"
+  if ! runwine wineboot -i >/dev/null 2>&1; then
+    echo "screenshots: wineboot failed" >&2
+    return 1
+  fi
+  wine_settle || true
+  local good=0
+  win_temp=$(runwine winepath -u "$(runwine cmd /c 'echo %TEMP%' 2>/dev/null | tr -d '\r')" 2>/dev/null | tr -d '\r')
+  win_pack plain "$top/examples/demo/install.xml" || return 1
+  win_pack themed "$top/examples/demo/install-themed.xml" || return 1
+  win_pack plain-slow "$top/examples/demo/install.xml" slow || return 1
+  win_pack themed-slow "$top/examples/demo/install-themed.xml" slow || return 1
+  win_shoot plain || good=1
+  win_shoot themed || good=1
+  win_shoot_copy plain || good=1
+  win_shoot_copy themed || good=1
+  if ! QLUX_SHOTS_DIR="$dir" WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" \
+    bash "$top/tests/windows_gui_test.sh" "$win_setup" "$pack" >"$sandbox/win-test.out" 2>&1; then
+    echo "screenshots: the Windows window's end-to-end test failed:" >&2
+    grep -E 'FAILED|passed' "$sandbox/win-test.out" >&2 || true
+    good=1
+  fi
+  [ -s "$dir/win-checksum-message.png" ] && echo "win: win-checksum-message.png"
+  return "$good"
+}
+
 pack_variant plain "$top/examples/demo/install.xml"
 pack_variant themed "$top/examples/demo/install-themed.xml"
 pack_slow plain "$top/examples/demo/install.xml"
@@ -412,5 +630,6 @@ shoot plain || result=1
 shoot_copy plain || result=1
 shoot themed || result=1
 shoot_copy themed || result=1
+win_all || result=1
 [ "$result" -eq 0 ] && echo "pictures of both installations are in $dir"
 exit "$result"

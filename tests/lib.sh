@@ -35,3 +35,23 @@ finish() {
   echo "$((checks - failures)) passed, $failures failed"
   [ "$failures" -eq 0 ]
 }
+
+# Windows on the X display (the native window and Wine's alike). wait_window
+# PATTERN: the id of the first visible window whose title matches the
+# regular expression, waiting up to ten seconds; empty if none came.
+wait_window() {
+  local found=""
+  for _ in $(seq 1 100); do
+    found=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1)
+    [ -n "$found" ] && break
+    sleep 0.1
+  done
+  echo "$found"
+}
+# window_exists WINDOW: whether the window is still there.
+window_exists() { xdotool getwindowgeometry "$1" >/dev/null 2>&1; }
+# press_key WINDOW KEY: gives the window the keyboard focus and presses KEY.
+press_key() {
+  xdotool windowfocus --sync "$1" >/dev/null 2>&1
+  xdotool key --window "$1" "$2" >/dev/null 2>&1 || xdotool key "$2" >/dev/null 2>&1
+}

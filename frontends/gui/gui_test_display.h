@@ -1,7 +1,8 @@
 // Support for the tests of windows: starts the toolkit once on the X
 // display named by DISPLAY (on Windows, on the desktop), and lets a test
-// skip cleanly when there is none.
-// tests/with_display.sh provides a private display under ctest.
+// skip cleanly when there is none. A failed assertion of the toolkit fails
+// the running test. tests/with_display.sh provides a private display under
+// ctest.
 #ifndef QLUX_FRONTENDS_GUI_GUI_TEST_DISPLAY_H_
 #define QLUX_FRONTENDS_GUI_GUI_TEST_DISPLAY_H_
 
@@ -9,6 +10,7 @@
 #include <wx/app.h>
 #include <wx/bitmap.h>
 #include <wx/dcmemory.h>
+#include <wx/debug.h>
 #include <wx/frame.h>
 #include <wx/image.h>
 #include <wx/init.h>
@@ -16,6 +18,16 @@
 
 #include <cstdlib>
 #include <functional>
+
+// A failed assertion inside the toolkit fails the running test with its
+// message, instead of stopping the process in a debugger trap or waiting
+// for an answer to a dialog.
+inline void failOnToolkitAssert(const wxString& file, int line, const wxString& function, const wxString& condition,
+                                const wxString& message) {
+  ADD_FAILURE_AT(file.utf8_str().data(), line)
+      << "toolkit assertion \"" << condition.utf8_str().data() << "\" in " << function.utf8_str().data() << ": "
+      << message.utf8_str().data();
+}
 
 // True once the toolkit runs on a display; tried once per process.
 inline bool guiDisplayAvailable() {
@@ -32,6 +44,7 @@ inline bool guiDisplayAvailable() {
       static char name[] = "gui_tests";
       static char* argv[] = {name, nullptr};
       wxApp::SetInstance(new wxApp);
+      wxSetAssertHandler(failOnToolkitAssert);
       if (wxEntryStart(argc, argv) && wxTheApp->CallOnInit()) state = 1;
     }
   }

@@ -286,6 +286,10 @@ void MainFrame::closeFrame() {
   if (closing) return;
   closing = true;
   timer.Stop();
+  // The toolkit hides a last top-level window only once its children are
+  // gone, which on Windows leaves an empty frame on the screen for a while;
+  // hidden first, the window leaves the screen at once.
+  Hide();
   Destroy();
 }
 
