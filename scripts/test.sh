@@ -34,13 +34,13 @@ ctest --test-dir "$top/build" --output-on-failure -j "$jobs" || native=$?
 echo "== native tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 bash "$top/scripts/sanitize.sh" || native=1
 
-echo "== fuzz targets, 15 s each"
+echo "== fuzz targets, 30 s each"
 # The file targets rewrite their files on every run: memory-backed
 # storage makes them many times faster than a disk.
 fuzz_tmp="$scratch/fuzz"
 [ -d /dev/shm ] && [ -w /dev/shm ] && fuzz_tmp=$(mktemp -d /dev/shm/qlux-fuzz.XXXXXX)
 mkdir -p "$fuzz_tmp"
-TMPDIR="$fuzz_tmp" bash "$top/scripts/fuzz.sh" 15 || native=1
+TMPDIR="$fuzz_tmp" bash "$top/scripts/fuzz.sh" 30 || native=1
 case "$fuzz_tmp" in /dev/shm/qlux-fuzz.*) rm -rf -- "$fuzz_tmp" ;; esac
 
 echo "== Windows tests under Wine"
