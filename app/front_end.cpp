@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "frontends/console/console_ui.h"
+#include "platform/host.h"
 #ifdef QLUX_WITH_GUI
 #include "frontends/gui/wx_gui.h"
 #endif
@@ -35,6 +36,7 @@ InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall) {
     WxGUI* window = new WxGUI(isUninstall);
     if (window->openDisplay()) {
       window->exchange = engine;
+      Host::releaseOwnConsole();
       return window;
     }
     delete window;

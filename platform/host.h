@@ -58,6 +58,12 @@ enum MessageIcon { kIconWarning, kIconError, kIconInformation };
 // exists: the text goes to standard output with a line end.
 void showMessageBox(const char* text, const char* title, MessageIcon icon);
 
+// A graphical run started from the desktop got a console window of its own
+// that nobody reads (the program is a console program, so that its console
+// runs can write where they were started): lets it go. A console that other
+// processes share (a command prompt) is kept. Nothing on Linux.
+void releaseOwnConsole();
+
 }  // namespace Host
 
 #endif  // QLUX_PLATFORM_HOST_H_

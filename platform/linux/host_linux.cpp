@@ -181,6 +181,8 @@ int copyFile(const char* from, const char* to) {
   return error;
 }
 
+void releaseOwnConsole() {}
+
 bool hasMessageBox() { return false; }
 
 void showMessageBox(const char* text, const char*, MessageIcon) {

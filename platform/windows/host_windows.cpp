@@ -109,6 +109,11 @@ int copyFile(const char* from, const char* to) {
   return static_cast<int>(GetLastError());
 }
 
+void releaseOwnConsole() {
+  DWORD processes[2];
+  if (GetConsoleProcessList(processes, 2) == 1) FreeConsole();
+}
+
 bool hasMessageBox() { return true; }
 
 void showMessageBox(const char* text, const char* title, MessageIcon icon) {
