@@ -363,6 +363,35 @@ shoot() {
   return "$good"
 }
 
+# copy_page NAME WINDOW LOG MARKER FILE: Return presses over the welcome
+# page and the options; the shortcut MARKER is the last thing made before
+# the slow program runs, and the copy page waits for it from then on. The
+# page is pictured as FILE. Fails, without FILE, unless the debug log LOG
+# says the copy page was up before and after the picture.
+copy_page() {
+  local name=$1 window=$2 log=$3 marker=$4 file=$5 page
+  for _ in $(seq 1 50); do
+    [ "$(page_name "$log")" = options ] && break
+    xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
+    xdotool key --window "$window" Return >/dev/null 2>&1 || true
+    sleep 0.5
+  done
+  xdotool key --window "$window" Return >/dev/null 2>&1 || true
+  for _ in $(seq 1 100); do
+    [ -f "$marker" ] && break
+    sleep 0.1
+  done
+  sleep 2
+  page=$(page_name "$log")
+  capture "$window" "$file" || true
+  if [ "$page" != copyprogress ] || [ "$(page_name "$log")" != copyprogress ] || [ ! -s "$file" ]; then
+    echo "$name: the copy page was not up to be pictured (the log says \"$page\")" >&2
+    rm -f -- "$file"
+    return 1
+  fi
+  echo "$name: $(basename "$file")"
+}
+
 # shoot_copy VARIANT: installs the VARIANT's slow installer and saves the
 # copy page as DIR/VARIANT-03b-copy.png while its progress bar moves.
 # Fails unless that page was up when pictured, and the installation ends
@@ -376,35 +405,13 @@ shoot_copy() {
 
   QLUX_ROOT="$root" TMPDIR="$temp" "$sandbox/$variant-slow-setup" -debug=1 </dev/null \
     >"$sandbox/$variant-slow.out" 2>&1 &
-  local pid=$! window page=""
+  local pid=$! window
   window=$(find_window)
   if [ -z "$window" ]; then
     echo "$variant: the slow installer's window did not appear" >&2
     good=1
   else
-    # Welcome, then the options; the shortcut is the last thing made before
-    # the program runs, and the copy page waits for it from then on.
-    for _ in $(seq 1 50); do
-      [ "$(page_name "$log")" = options ] && break
-      xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
-      xdotool key --window "$window" Return >/dev/null 2>&1 || true
-      sleep 0.5
-    done
-    xdotool key --window "$window" Return >/dev/null 2>&1 || true
-    for _ in $(seq 1 100); do
-      [ -f "$product/shortcuts/Qlux Demo.desktop" ] && break
-      sleep 0.1
-    done
-    sleep 2
-    page=$(page_name "$log")
-    capture "$window" "$file" || true
-    if [ "$page" != copyprogress ] || [ "$(page_name "$log")" != copyprogress ] || [ ! -s "$file" ]; then
-      echo "$variant: the copy page was not up to be pictured (the log says \"$page\")" >&2
-      rm -f -- "$file"
-      good=1
-    else
-      echo "$variant: $(basename "$file")"
-    fi
+    copy_page "$variant" "$window" "$log" "$product/shortcuts/Qlux Demo.desktop" "$file" || good=1
     for _ in $(seq 1 120); do
       window_open "$window" || break
       xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
@@ -480,7 +487,7 @@ win_pack() {
 # VARIANT: DIR/win-VARIANT-04b-copy.png while the copy page waits for the
 # command script. The installation is then removed unattended.
 win_shoot_copy() {
-  local variant=$1 product="$sandbox/win-$1-slow/Qlux Demo" good=0 pid window status=0 page
+  local variant=$1 product="$sandbox/win-$1-slow/Qlux Demo" good=0 pid window status=0
   local log="$win_temp/installer_debug.log" file="$dir/win-$1-04b-copy.png"
   rm -f -- "$sandbox/win-release"
   (cd "$sandbox" && runwine "$sandbox/win-$variant-slow-setup.exe" -debug=1 </dev/null \
@@ -491,28 +498,7 @@ win_shoot_copy() {
     echo "win-$variant: the slow installer's window did not appear" >&2
     good=1
   else
-    for _ in $(seq 1 50); do
-      [ "$(page_name "$log")" = options ] && break
-      xdotool windowfocus --sync "$window" >/dev/null 2>&1 || true
-      xdotool key --window "$window" Return >/dev/null 2>&1 || true
-      sleep 0.5
-    done
-    xdotool key --window "$window" Return >/dev/null 2>&1 || true
-    # The link is the last thing made before the command script runs.
-    for _ in $(seq 1 100); do
-      [ -f "$product/shortcuts/Qlux Demo.lnk" ] && break
-      sleep 0.1
-    done
-    sleep 2
-    page=$(page_name "$log")
-    capture "$window" "$file" || true
-    if [ "$page" != copyprogress ] || [ "$(page_name "$log")" != copyprogress ] || [ ! -s "$file" ]; then
-      echo "win-$variant: the copy page was not up to be pictured (the log says \"$page\")" >&2
-      rm -f -- "$file"
-      good=1
-    else
-      echo "win-$variant: $(basename "$file")"
-    fi
+    copy_page "win-$variant" "$window" "$log" "$product/shortcuts/Qlux Demo.lnk" "$file" || good=1
     touch "$sandbox/win-release"
     for _ in $(seq 1 120); do
       window_open "$window" || break

@@ -55,10 +55,7 @@ start_window() {
 }
 
 # press_return: Return on the frame, which presses the page's default button.
-press_return() {
-  xdotool windowfocus --sync "$window" >/dev/null 2>&1
-  xdotool key --window "$window" Return >/dev/null 2>&1 || xdotool key Return >/dev/null 2>&1
-}
+press_return() { press_key "$window" Return; }
 
 # drive_to_end: presses Return once in a while until the installer ends;
 # gives up after about a minute. Sets status and presses.
