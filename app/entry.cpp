@@ -26,6 +26,24 @@ void openDebugLog(QUtils::PFileConsole* log) {
   }
 }
 
+// Stores the program's name as the command line gives it: its first word,
+// quoted or up to the first blank. It comes from the command line in UTF-8
+// rather than from argv, whose text on Windows is in the ANSI code page.
+void storeProgramName(const char* commandLine) {
+  char name[QUtils::kMaxPath] = "";
+  const char* p = commandLine ? commandLine : "";
+  char end = ' ';
+  if (*p == '"') {
+    end = '"';
+    p++;
+  }
+  int length = 0;
+  while (p[length] && p[length] != end && length < static_cast<int>(sizeof name) - 1) length++;
+  std::memcpy(name, p, static_cast<size_t>(length));
+  name[length] = 0;
+  QUtils::setProgramPath(name);
+}
+
 void logArguments(QUtils::Parameters& parameters, QUtils::PFileConsole* log) {
   log->printf("Insatllation was called with arguments:");
   for (int i = 0; i < parameters.getCount(); i++) {
@@ -56,13 +74,12 @@ void tellUser(const RunOptions& options, EntryMessage message) {
 }
 
 int qluxEntry(int argc, char** argv) {
-  QUtils::setProgramPath(argc > 0 && argv ? argv[0] : "");
-
   QUtils::CharString commandLine;
   if (!Host::getCommandLine(argc, argv, &commandLine)) {
     std::printf("ERROR: Command line couldn't be parsed. Exiting!\n");
     return -1;
   }
+  storeProgramName(commandLine.getText());
   char narrow[4096];
   QUtils::copyText(narrow, commandLine.getText(), sizeof narrow);
   QUtils::Parameters parameters;

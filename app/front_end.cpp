@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "foundation/files.h"
 #include "frontends/console/console_ui.h"
 #include "platform/host.h"
 #ifdef QLUX_WITH_GUI
@@ -20,9 +21,11 @@ bool displayAvailable() {
 #ifdef _WIN32
   return true;  // a Windows session always has its desktop
 #else
-  const char* x11 = std::getenv("DISPLAY");
-  const char* wayland = std::getenv("WAYLAND_DISPLAY");
-  return (x11 && *x11) || (wayland && *wayland);
+  QUtils::CharString x11, wayland;
+  // An unset variable leaves its text empty, which is what is tested.
+  QUtils::getProcessEnvironment("DISPLAY", &x11);
+  QUtils::getProcessEnvironment("WAYLAND_DISPLAY", &wayland);
+  return !x11.isEmpty() || !wayland.isEmpty();
 #endif
 }
 #endif

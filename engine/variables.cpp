@@ -58,13 +58,13 @@ int Installer::getVariable(const char* name, char* buffer, int size) {
     return -1;
   }
   if (name[0] == '$') {
-    const char* environmentValue = std::getenv(name + 1);
-    if (!environmentValue) {
+    QUtils::CharString environmentValue;
+    if (!QUtils::getProcessEnvironment(name + 1, &environmentValue)) {
       log("WARNING: Environment variable \"%s\" is not defined!", name + 1);
       clearBuffer(buffer, size);
       return -1;
     }
-    QUtils::copyText(buffer, environmentValue, size);
+    QUtils::copyText(buffer, environmentValue.getText(), size);
     return -2;
   }
   if (QUtils::compareNoCase(name, "GUI_INSTALL") == 0) {

@@ -163,6 +163,12 @@ TEST(VariablesTest, EnvironmentNamesAreReadOnlyThroughGetVariable) {
             console.all.find("WARNING: Environment variable \"QLUX_VARIABLES_UNSET\" is not defined!"));
   EXPECT_NE(std::string::npos, console.all.find("WARNING: Variable [$QLUX_VARIABLES_UNSET] is not initialized"));
 
+  // Latin and Cyrillic letters, which no ANSI code page holds together,
+  // come out as the same UTF-8 on every system.
+  setEnvironment("QLUX_VARIABLES_UTF8", "C:\\Users\\Zo\xc3\xab \xd0\x96\xd1\x83\xd0\xba");
+  EXPECT_EQ("C:\\Users\\Zo\xc3\xab \xd0\x96\xd1\x83\xd0\xba\\x", expanded(engine, "[$QLUX_VARIABLES_UTF8]\\x"));
+  setEnvironment("QLUX_VARIABLES_UTF8", nullptr);
+
   // An environment name can't be given a record.
   EXPECT_EQ(-1, engine.setVariable("$QLUX_VARIABLES_TEST", "x"));
   EXPECT_EQ(-1, engine.setVariable("$QLUX_VARIABLES_UNSET", "x"));

@@ -16,6 +16,8 @@
 
 #include <cstdio>
 
+#include "foundation/charstring.h"
+
 namespace QUtils {
 
 // A buffered stream of the C runtime. Modes: "rb", "wb", "ab", "rt", "wt".
@@ -137,6 +139,13 @@ bool getModuleDirectory(char* out, int size);
 // The system's directory for temporary files without separators at its
 // end: POSIX $TMPDIR, else "/tmp"; Windows GetTempPathW, else "C:".
 bool getTempDirectory(char* out, int size);
+
+// The process's own environment variable `name` as UTF-8 text. Windows
+// reads it through the wide API, so a value with letters outside the ANSI
+// code page comes out whole; POSIX takes the bytes as they are. False, with
+// `out` emptied to a null handle, when the variable isn't set; a variable
+// set to the empty text gives true and an empty text.
+bool getProcessEnvironment(const char* name, CharString* out);
 
 // A process-wide text of kMaxPath bytes: the program's name as the command
 // line gave it, stored by the entry before anything else.

@@ -247,6 +247,12 @@ bool getTempDirectory(char* out, int size) {
   return true;
 }
 
+bool getProcessEnvironment(const char* name, CharString* out) {
+  const char* value = name && *name ? std::getenv(name) : nullptr;
+  out->assign(value);  // an empty value gives an empty text, not a null one
+  return value != nullptr;
+}
+
 bool getConsoleSize(int* outColumns, int* outRows) {
   struct winsize size;
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return false;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/test_env.h"
 #include "foundation/text.h"
 
 #ifndef _WIN32
@@ -377,6 +378,25 @@ TEST(PlacesTest, TempDirectoryFollowsTmpdir) {
     unsetenv("TMPDIR");
 }
 #endif
+
+TEST(PlacesTest, ProcessEnvironmentIsUtf8AndTellsUnsetFromEmpty) {
+  const char* name = "QLUX_FILES_TEST_ENV";
+  const char* value = "Zo\xc3\xab \xd0\x96\xd1\x83\xd0\xba";  // Latin and Cyrillic: no ANSI code page holds both
+  CharString out("stale");
+  setEnvironment(name, value);
+  ASSERT_TRUE(getProcessEnvironment(name, &out));
+  EXPECT_STREQ(value, out.getText());
+
+  setEnvironment(name, "");
+  ASSERT_TRUE(getProcessEnvironment(name, &out));
+  ASSERT_FALSE(out.isNull());
+  EXPECT_STREQ("", out.getText());
+
+  setEnvironment(name, nullptr);
+  EXPECT_FALSE(getProcessEnvironment(name, &out));
+  EXPECT_TRUE(out.isNull());
+  EXPECT_FALSE(getProcessEnvironment("", &out));
+}
 
 TEST(PlacesTest, ModuleTempAndProgramPaths) {
   char temp[kMaxPath];

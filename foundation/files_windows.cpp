@@ -193,6 +193,32 @@ bool getTempDirectory(char* out, int size) {
   return true;
 }
 
+bool getProcessEnvironment(const char* name, CharString* out) {
+  out->assign(nullptr);
+  if (!name || !*name) return false;
+  TextConverter wideName(name);
+  // The value may change between the two calls (another thread): ask again
+  // until it fits.
+  DWORD capacity = GetEnvironmentVariableW(wideName.wide(), nullptr, 0);
+  while (capacity > 0) {
+    WideChar* value = new WideChar[capacity];
+    DWORD length = GetEnvironmentVariableW(wideName.wide(), value, capacity);
+    if (length < capacity) {
+      value[length] = 0;
+      TextConverter converter(value);
+      out->assign(converter.narrow());
+      delete[] value;
+      return true;
+    }
+    delete[] value;
+    capacity = length;
+  }
+  // 0 is both "not set" and "set to the empty text".
+  if (GetLastError() == ERROR_ENVVAR_NOT_FOUND) return false;
+  out->assign("");
+  return true;
+}
+
 bool getConsoleSize(int* outColumns, int* outRows) {
   CONSOLE_SCREEN_BUFFER_INFO info;
   if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info)) return false;
@@ -208,7 +234,8 @@ void debugPrint(const char* format, ...) {
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  OutputDebugStringA(text);
+  TextConverter wide(text);  // the text is UTF-8; the narrow call would read it in the ANSI code page
+  OutputDebugStringW(wide.wide());
 }
 
 }  // namespace QUtils

@@ -6,14 +6,22 @@
 
 #include <cstdlib>
 
+#ifdef _WIN32
+#include <windows.h>
+
+#include "foundation/convert.h"
+#endif
+
 namespace QUtils {
 
-// Sets `name` to `value`; a null `value` removes the variable. On Windows a
-// variable can't hold an empty text, so there an empty `value` removes it
-// as well.
+// Sets `name` to the UTF-8 `value`; a null `value` removes the variable.
+// Windows takes both as wide text, so a value with letters outside the
+// ANSI code page arrives whole, as the system's own environment has it.
 inline void setEnvironment(const char* name, const char* value) {
 #ifdef _WIN32
-  _putenv_s(name, value ? value : "");
+  TextConverter wideName(name);
+  TextConverter wideValue(value);
+  SetEnvironmentVariableW(wideName.wide(), value ? wideValue.wide() : nullptr);
 #else
   if (value) {
     setenv(name, value, 1);

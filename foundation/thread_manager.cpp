@@ -150,6 +150,14 @@ bool readCpuNumber(const char** text, long* out) {
   return true;
 }
 
+// A setting from the process's environment; a null text when it isn't set,
+// which the parsers take as "not given".
+CharString environmentSetting(const char* name) {
+  CharString value;
+  getProcessEnvironment(name, &value);  // unset leaves the null text
+  return value;
+}
+
 }  // namespace
 
 int parseCpuList(const char* text, unsigned char* cpus, int limit) {
@@ -204,13 +212,13 @@ int chooseThreadCount(const char* setting, int processorCount) {
 }
 
 int getDefaultThreadCount() {
-  static const int count = chooseThreadCount(std::getenv("QLUX_NUM_THREADS"), getProcessorCount());
+  static const int count = chooseThreadCount(environmentSetting("QLUX_NUM_THREADS").getText(), getProcessorCount());
   return count;
 }
 
 bool threadAffinityWanted() {
   long value = 0;
-  return parseWholeNumber(std::getenv("QLUX_USE_THREAD_AFFINITY"), &value) && value != 0;
+  return parseWholeNumber(environmentSetting("QLUX_USE_THREAD_AFFINITY").getText(), &value) && value != 0;
 }
 
 void deleteThreadManager(ThreadManager* manager) { delete manager; }

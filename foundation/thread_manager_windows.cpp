@@ -137,13 +137,15 @@ void setCurrentThreadPriority(int priority) {
 // sees it.
 void serveWindowMessages() {
   MSG message;
-  while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+  // The wide pair: an ANSI pump would pass typed characters outside the
+  // code page to the (wide) windows as '?'.
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
     if (message.message == WM_QUIT) {
       PostQuitMessage(static_cast<int>(message.wParam));
       break;
     }
     TranslateMessage(&message);
-    DispatchMessageA(&message);
+    DispatchMessageW(&message);
   }
 }
 

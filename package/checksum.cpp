@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "foundation/file_stream.h"
+#include "foundation/files.h"
 #include "package/md5.h"
 
 // Keeps the text in the image, where a package builder looks for it before
@@ -135,7 +136,8 @@ int writePackageChecksum(const char* fileName, int mode) {
 }
 
 int writePackageChecksum(const char* fileName) {
-  const char* setting = std::getenv("OLD_CHECKSUMMING");
-  int mode = setting && setting[0] == '1' ? kChecksumModeOld : kChecksumModeCurrent;
+  QUtils::CharString setting;
+  bool old = QUtils::getProcessEnvironment("OLD_CHECKSUMMING", &setting) && setting.getText()[0] == '1';
+  int mode = old ? kChecksumModeOld : kChecksumModeCurrent;
   return writePackageChecksum(fileName, mode);
 }

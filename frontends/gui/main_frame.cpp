@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <string>
 
+#include "foundation/files.h"
 #include "foundation/text.h"
 #include "frontends/gui/custom_controls.h"
 #include "frontends/gui/dialog_fields.h"
@@ -130,7 +131,7 @@ wxImage MainFrame::loadImageByKey(const char* key) {
     // The result is -1 in every case: an empty path means there is no such file entry.
     exchange->getInstalledFilePath(key, path, sizeof path);
     if (!path[0]) return wxImage();
-    FILE* file = std::fopen(QUtils::systemPath(path).getText(), "rb");
+    FILE* file = QUtils::openFile(path, "rb");  // UTF-8 name: the wide call on Windows
     if (!file) return wxImage();
     std::string bytes;
     char block[8192];

@@ -118,7 +118,10 @@ bool hasMessageBox() { return true; }
 
 void showMessageBox(const char* text, const char* title, MessageIcon icon) {
   UINT type = MB_OK | (icon == kIconWarning ? MB_ICONWARNING : icon == kIconError ? MB_ICONERROR : MB_ICONINFORMATION);
-  MessageBoxA(nullptr, text, title, type);
+  // The texts are UTF-8: the wide call shows every letter of them.
+  QUtils::TextConverter wideText(text);
+  QUtils::TextConverter wideTitle(title);
+  MessageBoxW(nullptr, wideText.wide(), wideTitle.wide(), type);
 }
 
 }  // namespace Host

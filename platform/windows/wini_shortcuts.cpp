@@ -19,7 +19,6 @@ namespace {
 const GUID kClsidInternetShortcut = {0xFBF23B40, 0xE3F0, 0x101B, {0x84, 0x88, 0x00, 0xAA, 0x00, 0x3E, 0x56, 0xF8}};
 const GUID kIidUniformResourceLocatorW = {0xCABB0DA0, 0xDA57, 0x11CF, {0x99, 0x74, 0x00, 0x20, 0xAF, 0xD7, 0x97, 0x62}};
 const int kCommandSize = 4096;
-const int kWidePath = 520;
 
 // Saves the object behind `object` as the file `linkPath` through its
 // IPersistFile. True if it was saved.
@@ -60,11 +59,11 @@ bool makeShellLink(const char* linkPath, const char* target, const char* descrip
   return made;
 }
 
-// An Internet shortcut to `url`. Its path is read in the system's ANSI
-// code page, as this call has always taken it.
+// An Internet shortcut to `url`. Its path is UTF-8 like every other text:
+// the ANSI code page would mangle a letter outside it.
 bool makeInternetShortcut(const char* linkPath, const char* url) {
-  wchar_t widePath[kWidePath];
-  if (MultiByteToWideChar(CP_ACP, 0, linkPath, -1, widePath, kWidePath) == 0) return false;
+  if (!linkPath) return false;
+  QUtils::TextConverter widePath(linkPath);
   if (FAILED(CoInitialize(nullptr))) return false;
   IUniformResourceLocatorW* locator = nullptr;
   bool made = false;
@@ -72,7 +71,7 @@ bool makeInternetShortcut(const char* linkPath, const char* url) {
                                  reinterpret_cast<void**>(&locator)))) {
     QUtils::TextConverter wideUrl(url ? url : "");
     locator->SetURL(wideUrl.wide(), IURL_SETURL_FL_GUESS_PROTOCOL);
-    made = saveAs(locator, widePath);
+    made = saveAs(locator, widePath.wide());
     locator->Release();
   }
   CoUninitialize();
