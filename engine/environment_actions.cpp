@@ -225,7 +225,20 @@ int Installer::getEnvironmentValue(const char* name, char* out, int size) {
 bool Installer::setEnvironmentValue(const char* name, const char* value) {
   RegistryAccess* registry = getRegistry();
   if (!registry || !name || !value) return false;
-  return registry->writeValue("HKEY_LOCAL_MACHINE", kEnvironmentKey, name, kRegSz,
+  // The value keeps the type it has: PATH is an expandable text holding
+  // %SystemRoot%\system32, and written back as a plain text its references
+  // would stay unexpanded, and every program would lose the system's
+  // commands. A new variable is expandable when its text holds a '%', so
+  // that a reference in it works as it does in PATH; otherwise plain.
+  int type = std::strchr(value, '%') ? kRegExpandSz : kRegSz;
+  int oldType = 0;
+  QUtils::RefArray<unsigned char> old;
+  uint32_t oldLength = 0;
+  if (registry->readValue("HKEY_LOCAL_MACHINE", kEnvironmentKey, name, false, &oldType, old, &oldLength) == 0 &&
+      (oldType == kRegSz || oldType == kRegExpandSz)) {
+    type = oldType;
+  }
+  return registry->writeValue("HKEY_LOCAL_MACHINE", kEnvironmentKey, name, type,
                               reinterpret_cast<const unsigned char*>(value),
                               static_cast<uint32_t>(std::strlen(value))) == 0;
 }

@@ -33,6 +33,12 @@ class EnvInstaller : public TestInstaller {
     if (!registry.value("HKEY_LOCAL_MACHINE", kEnvironmentKey, name, &type, &text)) return "<missing>";
     return text;
   }
+  // The variable's registry type, or 0 when it is missing.
+  int typeOf(const char* name) {
+    int type = 0;
+    std::string text;
+    return registry.value("HKEY_LOCAL_MACHINE", kEnvironmentKey, name, &type, &text) ? type : 0;
+  }
   std::string form;
   bool set(const char* name, const char* value, int mode, bool isPath = false) {
     char out[4096];
@@ -110,6 +116,37 @@ class ColonListInstaller : public EnvInstaller {
   char getEnvironmentListSeparator() override { return ':'; }
   bool allowsEmptyListItems() override { return false; }
 };
+
+// PATH is expandable on a real machine, with %SystemRoot% in it: written
+// back as a plain text, those entries would no longer lead anywhere.
+TEST(EnvironmentActionsTest, AValueKeepsItsTypeThroughTheChangeAndItsUndo) {
+  EnvInstaller engine;
+  engine.put("PATH", "%SystemRoot%\\system32;%SystemRoot%", kRegExpandSz);
+  EXPECT_TRUE(engine.set("PATH", "C:\\Tool\\bin", 2));
+  EXPECT_EQ("%SystemRoot%\\system32;%SystemRoot%;C:\\Tool\\bin", engine.env("PATH"));
+  EXPECT_EQ(kRegExpandSz, engine.typeOf("PATH"));
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tPATH\tC:\\Tool\\bin", &engine.ui));
+  EXPECT_EQ("%SystemRoot%\\system32;%SystemRoot%;", engine.env("PATH"));
+  EXPECT_EQ(kRegExpandSz, engine.typeOf("PATH"));
+
+  // A plain value stays plain, even when the new text holds a reference;
+  // its Replace and the undo of it keep the type too.
+  engine.put("PLAIN", "old");
+  EXPECT_TRUE(engine.set("PLAIN", "%TEMP%\\x", 1));
+  EXPECT_EQ(kRegSz, engine.typeOf("PLAIN"));
+  engine.put("EXPANDED", "%ProgramFiles%\\Old", kRegExpandSz);
+  EXPECT_TRUE(engine.set("EXPANDED", "C:\\New", 1));
+  EXPECT_EQ(kRegExpandSz, engine.typeOf("EXPANDED"));
+  EXPECT_TRUE(engine.undoEnvironment(engine.form.c_str(), &engine.ui));
+  EXPECT_EQ("%ProgramFiles%\\Old", engine.env("EXPANDED"));
+  EXPECT_EQ(kRegExpandSz, engine.typeOf("EXPANDED"));
+
+  // A new variable is expandable only when its text holds a '%'.
+  EXPECT_TRUE(engine.set("NEW_REF", "%ProgramFiles%\\Tool", 1));
+  EXPECT_EQ(kRegExpandSz, engine.typeOf("NEW_REF"));
+  EXPECT_TRUE(engine.set("NEW_PLAIN", "C:\\Tool", 2));
+  EXPECT_EQ(kRegSz, engine.typeOf("NEW_PLAIN"));
+}
 
 TEST(EnvironmentActionsTest, WithoutEmptyItemsTheSeparatorGoesWithTheItem) {
   ColonListInstaller engine;

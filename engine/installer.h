@@ -118,6 +118,9 @@ class Installer : public InstallExchangeInfo {
   int getUninstallCmd(char* buffer, int size) override;
   int getUninstallXmlFile(char* buffer, int size) override;
   int getHelpUrl(char* buffer, int size) override;
+  // The template's Publisher (a child of ProductDesc), or "Halvo Software
+  // Ltd" when it names none. 0, or -1 for a null buffer.
+  int getPublisher(char* buffer, int size);
   int readControlVariables();
   // The name of a control variable; empty when the template gave none.
   const char* getControlVariable(ControlVariable which) const { return controlVariables[which]; }
@@ -398,7 +401,9 @@ class Installer : public InstallExchangeInfo {
   // The machine-wide environment store. getEnvironmentValue gives the
   // length of a text value (the value itself only if it is shorter than
   // `size`), or -1 if there is no such text value. The base keeps the
-  // variables in the registry key kEnvironmentKey of HKEY_LOCAL_MACHINE.
+  // variables in the registry key kEnvironmentKey of HKEY_LOCAL_MACHINE;
+  // setEnvironmentValue keeps the type (REG_SZ or REG_EXPAND_SZ) that a
+  // value has, and makes a new one REG_EXPAND_SZ only if it holds a '%'.
   static constexpr const char* kEnvironmentKey = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
   virtual int getEnvironmentValue(const char* name, char* out, int size);
   virtual bool setEnvironmentValue(const char* name, const char* value);

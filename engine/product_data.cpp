@@ -16,6 +16,10 @@ namespace {
 const char kProductPath[] = "HalvoWorksInstallation/Desc/ProductDesc/";
 const char kUninstallPath[] = "HalvoWorksInstallation/Installation/Uninstall/";
 
+// The publisher that the list of installed programs shows when the template
+// names none.
+const char kDefaultPublisher[] = "Halvo Software Ltd";
+
 // The product name and the version are each cut at this many bytes,
 // terminator included, when the window title is put together.
 const int kTitlePartSize = 200;
@@ -66,6 +70,13 @@ int Installer::getWebsite(char* buffer, int size) { return copyProductValue(docu
 
 int Installer::getSupportEmail(char* buffer, int size) {
   return copyProductValue(document, "Supportemail", buffer, size);
+}
+
+int Installer::getPublisher(char* buffer, int size) {
+  if (copyProductValue(document, "Publisher", buffer, size) == 0) return 0;
+  if (!buffer) return -1;
+  QUtils::copyText(buffer, kDefaultPublisher, size);
+  return 0;
 }
 
 int Installer::getHelpUrl(char* buffer, int size) {

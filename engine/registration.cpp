@@ -2,24 +2,39 @@
 //
 // The entry is a registry key named after the product below the Uninstall
 // key of HKEY_LOCAL_MACHINE. Besides what the user sees (name, version,
-// publisher, web address, icon) it holds UninstallString, the command that
-// starts the product's uninstaller with its action log; a later installer
-// finds the log of an earlier installation by parsing that command. An entry
-// without the -uninstall option is therefore no installation of ours.
+// publisher, web address, icon, folder, size) it holds UninstallString, the
+// command that starts the product's uninstaller with its action log; a later
+// installer finds the log of an earlier installation by parsing that
+// command. An entry without the -uninstall option is therefore no
+// installation of ours. QuietUninstallString is the same command for a run
+// without a window or questions; NoModify and NoRepair tell the system's
+// list that the product offers only removal.
 //
 // Nothing here logs or throws: a missing or incomplete entry simply reads as
 // "not installed".
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "engine/installer.h"
+#include "foundation/file_stream.h"
+#include "foundation/files.h"
 #include "foundation/text.h"
 
 namespace {
 
 const char kHive[] = "HKEY_LOCAL_MACHINE";
 const char kUninstallKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-const char kPublisher[] = "Halvo Software Ltd";
 const char kLogOption[] = "-uninstall=\"";
+// Where the system keeps the program directory's path.
+const char kProgramFilesKey[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
+// The options that make the uninstaller run without its window and without
+// questions.
+const char kQuietOptions[] = " -gui=0 -quiet=1";
+// The name by which the system starts a program may leave out this ending
+// (Windows adds it); the icon must name the file itself.
+const char kProgramEnding[] = ".exe";
 
 // Field sizes of the values the entry is built from.
 const int kCommandSize = 4096;
@@ -62,6 +77,89 @@ void useSystemSeparators(char* path) {
   }
 }
 
+// What the entry tells of the installed files, read from the action log:
+// their total size and the deepest folder that holds them all.
+struct InstalledFiles {
+  uint64_t bytes = 0;
+  int count = 0;
+  char folder[QUtils::kMaxPath] = "";
+};
+
+// Shrinks `folder` to the part it shares with the folder of the file
+// `path`, cut at a separator; the two kinds of separator count as one.
+void shareFolder(char* folder, const char* path) {
+  size_t pathFolder = 0;  // the separator before the file's own name
+  for (size_t i = 0; path[i]; i++)
+    if (QUtils::isSeparator(path[i])) pathFolder = i;
+  size_t i = 0;
+  size_t lastShared = 0;
+  for (; folder[i] && i <= pathFolder; i++) {
+    bool separators = QUtils::isSeparator(folder[i]) && QUtils::isSeparator(path[i]);
+    if (!separators && folder[i] != path[i]) break;
+    if (separators) lastShared = i;
+  }
+  bool whole = folder[i] == 0 && (i == pathFolder || QUtils::isSeparator(path[i]));
+  if (!whole) folder[lastShared] = 0;
+}
+
+// Whether two paths name the same place, ignoring ASCII case and the kind
+// of separator.
+bool isSamePlace(const char* a, const char* b) {
+  for (; *a && *b; a++, b++) {
+    if (QUtils::isSeparator(*a) && QUtils::isSeparator(*b)) continue;
+    char x = (*a >= 'A' && *a <= 'Z') ? static_cast<char>(*a - 'A' + 'a') : *a;
+    char y = (*b >= 'A' && *b <= 'Z') ? static_cast<char>(*b - 'A' + 'a') : *b;
+    if (x != y) return false;
+  }
+  return *a == *b;
+}
+
+// Reads the FILE lines of the log at `logPath`. False if it can't be read.
+bool readInstalledFiles(const char* logPath, InstalledFiles* out) {
+  FILE* log = QUtils::openFile(logPath, "rb");
+  if (!log) return false;
+  Installer::seekActionLines(log);  // without a variable block every line may be an action
+  QUtils::PFileStream probe;
+  char line[Installer::kLogLineSize];
+  while (Installer::readLogLine(log, line, sizeof line)) {
+    Installer::stripLogLine(line);
+    if (!Installer::hasLogTag(line, Installer::kLogFile) || line[std::strlen(Installer::kLogFile)] != '\t') continue;
+    const char* path = Installer::nextLogField(Installer::nextLogField(line));
+    if (!*path) continue;
+    int64_t size = probe.fileSize(path);
+    if (size > 0) out->bytes += static_cast<uint64_t>(size);
+    if (out->count++ == 0) {
+      QUtils::copyText(out->folder, path, sizeof out->folder);
+      // The file's own name goes; the first file's folder is the start.
+      char* cut = out->folder;
+      for (char* p = out->folder; *p; p++)
+        if (QUtils::isSeparator(*p)) cut = p;
+      *cut = 0;
+    } else {
+      shareFolder(out->folder, path);
+    }
+  }
+  std::fclose(log);
+  return true;
+}
+
+// Whether `folder` is fit to be named as the product's own: a folder below a
+// root that is neither the program directory nor one that holds it. Files in
+// two folders of the program directory share only that directory, which is
+// no product's own.
+bool isOwnFolder(const char* folder, const char* programFiles) {
+  const char* separator = std::strpbrk(folder, "/\\");
+  if (!separator || !separator[1]) return false;  // a root, or no folder at all
+  if (!programFiles || !*programFiles) return true;
+  std::string holder = programFiles;
+  while (!holder.empty()) {
+    if (isSamePlace(folder, holder.c_str())) return false;
+    size_t cut = holder.find_last_of("/\\");
+    holder.resize(cut == std::string::npos ? 0 : cut);
+  }
+  return true;
+}
+
 }  // namespace
 
 bool Installer::getUninstallCommand(char* outProgram, int programSize, char* outArguments, int argumentsSize,
@@ -94,7 +192,7 @@ bool Installer::registerApplication() {
   char website[kNameSize];
   // A template that doesn't describe the product fully installs without an
   // entry; that is no failure of the installation.
-  if (!getUninstallCommand(program, sizeof program, arguments, sizeof arguments, 1) ||
+  if (!getUninstallCommand(program, sizeof program, arguments, sizeof arguments, 0) ||
       getProductName(name, sizeof name) != 0 || getVersion(version, sizeof version) != 0 ||
       getWebsite(website, sizeof website) != 0) {
     return true;
@@ -108,15 +206,54 @@ bool Installer::registerApplication() {
   createRegistryKeys(kHive, key);
   if (registry->openKey(kHive, key, true, false) != 0) return false;
 
-  char command[2 * kCommandSize];
-  QUtils::boundedFormat(command, sizeof command, "%s %s", program, arguments);
+  char command[2 * kCommandSize + sizeof kQuietOptions];
+  QUtils::boundedFormat(command, sizeof command, "\"%s\" %s", program, arguments);
+  char icon[kCommandSize + sizeof kProgramEnding + 2];
+  QUtils::boundedFormat(icon, sizeof icon, "\"%s\"", program);
+  // The command may name the uninstaller without the ending the system
+  // adds when it starts it; the icon is read from the file itself.
+  char withEnding[kCommandSize + sizeof kProgramEnding];
+  if (QUtils::boundedFormat(withEnding, sizeof withEnding, "%s%s", program, kProgramEnding) > 0 &&
+      !QUtils::fileExists(program) && QUtils::fileExists(withEnding)) {
+    QUtils::boundedFormat(icon, sizeof icon, "\"%s\"", withEnding);
+  }
+  char publisher[kNameSize];
+  getPublisher(publisher, sizeof publisher);
+
   // Single values that can't be written don't undo the entry.
-  setRegistryValue(kHive, key, "REG_SZ", "DisplayIcon", program, nullptr);
+  setRegistryValue(kHive, key, "REG_SZ", "DisplayIcon", icon, nullptr);
   setRegistryValue(kHive, key, "REG_SZ", "DisplayName", name, nullptr);
   setRegistryValue(kHive, key, "REG_SZ", "DisplayVersion", version, nullptr);
   setRegistryValue(kHive, key, "REG_SZ", "HelpLink", website, nullptr);
-  setRegistryValue(kHive, key, "REG_SZ", "Publisher", kPublisher, nullptr);
+  setRegistryValue(kHive, key, "REG_SZ", "Publisher", publisher, nullptr);
   setRegistryValue(kHive, key, "REG_SZ", "UninstallString", command, nullptr);
+  QUtils::appendText(command, kQuietOptions, sizeof command);
+  setRegistryValue(kHive, key, "REG_SZ", "QuietUninstallString", command, nullptr);
+  setRegistryValue(kHive, key, "REG_DWORD", "NoModify", "1", nullptr);
+  setRegistryValue(kHive, key, "REG_DWORD", "NoRepair", "1", nullptr);
+
+  // Size and folder come from the files that the action log names; a log
+  // that can't be read leaves both out rather than telling something wrong.
+  char logFile[QUtils::kMaxPath];
+  InstalledFiles files;
+  if (getInstallLogFile(logFile, sizeof logFile) == 0 && readInstalledFiles(logFile, &files)) {
+    // Kilobytes, rounded up, as a DWORD (written in hexadecimal digits).
+    uint64_t kilobytes = (files.bytes + 1023) / 1024;
+    char size[32];
+    QUtils::boundedFormat(size, sizeof size, "%llx",
+                          static_cast<unsigned long long>(kilobytes > 0xFFFFFFFFull ? 0xFFFFFFFFull : kilobytes));
+    setRegistryValue(kHive, key, "REG_DWORD", "EstimatedSize", size, nullptr);
+    char programFiles[QUtils::kMaxPath];
+    if (readRegistryValue(kHive, kProgramFilesKey, "ProgramFilesDir", programFiles, sizeof programFiles, false) != 0)
+      programFiles[0] = 0;
+    if (files.count > 0 && isOwnFolder(files.folder, programFiles)) {
+      // The log keeps the separators that the template wrote; the folder is
+      // given in the system's own.
+      for (char* p = files.folder; *p; p++)
+        if (QUtils::isSeparator(*p)) *p = QUtils::kPathSeparator;
+      setRegistryValue(kHive, key, "REG_SZ", "InstallLocation", files.folder, nullptr);
+    }
+  }
   return true;
 }
 

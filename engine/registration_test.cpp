@@ -1,6 +1,7 @@
 #include <cstring>
 #include <string>
 
+#include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "gtest/gtest.h"
 
@@ -9,15 +10,17 @@ namespace {
 const char kLM[] = "HKEY_LOCAL_MACHINE";
 const char kEntries[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
 
-// A product with every value the entry needs; `website` may be left out.
-std::string productTemplate(bool website = true) {
+// A product with every value the entry needs; `website` may be left out,
+// and `extra` adds to the product's description.
+std::string productTemplate(bool website = true, const std::string& extra = "",
+                            const std::string& program = "installer.exe") {
   return std::string(
              "<HalvoWorksInstallation><Desc><ProductDesc><Fullname>Quill Editor</Fullname>"
              "<MajorVersion>4</MajorVersion><MinorVersion>2</MinorVersion><MinestVersion>7</MinestVersion>") +
-         (website ? "<Website>https://quill.example</Website>" : "") +
+         (website ? "<Website>https://quill.example</Website>" : "") + extra +
          "<LegacyApplication>Quill</LegacyApplication></ProductDesc></Desc><Installation><Uninstall>"
          "<InstallLogFile>[ROOT]\\logs\\install.log</InstallLogFile>"
-         "<UninstallCmd>[ROOT]\\uninstall\\installer.exe</UninstallCmd>"
+         "<UninstallCmd>[ROOT]\\uninstall\\" + program + "</UninstallCmd>"
          "</Uninstall></Installation></HalvoWorksInstallation>";
 }
 
@@ -28,6 +31,13 @@ std::string systemPath(std::string path) {
     for (char& c : path)
       if (c == '\\') c = '/';
   }
+  return path;
+}
+
+// `path` with every separator the system's own.
+std::string ownSeparators(std::string path) {
+  for (char& c : path)
+    if (QUtils::isSeparator(c)) c = QUtils::kPathSeparator;
   return path;
 }
 
@@ -44,6 +54,14 @@ class RegistrationTest : public ::testing::Test {
     if (!engine.registry.value(kLM, (std::string(kEntries) + name).c_str(), value, &type, &text)) return "<none>";
     EXPECT_EQ(kRegSz, type) << value;
     return text;
+  }
+  // A DWORD value of the entry `name`, or -1 when it is missing.
+  int64_t number(const char* name, const char* value) {
+    int type = 0;
+    std::string data;
+    if (!engine.registry.value(kLM, (std::string(kEntries) + name).c_str(), value, &type, &data)) return -1;
+    EXPECT_EQ(kRegDword, type) << value;
+    return std::stoll(data);  // the store shows a DWORD in decimal
   }
   // Writes an entry as another tool or an older installation would.
   void writeEntry(const char* name, const char* command, int type = kRegSz) {
@@ -78,6 +96,12 @@ TEST_F(RegistrationTest, RegisterWritesTheEntryAndItsUninstallCommand) {
   EXPECT_EQ("Halvo Software Ltd", stored("Quill Editor", "Publisher"));
   const std::string command = program + " -uninstall=\"" + log + "\" -uninstallApp=\"Quill Editor\"";
   EXPECT_EQ(command, stored("Quill Editor", "UninstallString"));
+  EXPECT_EQ(command + " -gui=0 -quiet=1", stored("Quill Editor", "QuietUninstallString"));
+  EXPECT_EQ(1, number("Quill Editor", "NoModify"));
+  EXPECT_EQ(1, number("Quill Editor", "NoRepair"));
+  // No action log to read: neither a size nor a folder is claimed.
+  EXPECT_EQ(-1, number("Quill Editor", "EstimatedSize"));
+  EXPECT_EQ("<none>", stored("Quill Editor", "InstallLocation"));
 
   EXPECT_EQ(log, logFile("Quill Editor"));
 
@@ -88,6 +112,71 @@ TEST_F(RegistrationTest, RegisterWritesTheEntryAndItsUninstallCommand) {
   EXPECT_EQ(systemPath("D:\\Apps\\Quill\\logs\\install.log"), logFile("Quill Editor"));
   EXPECT_EQ("\"" + systemPath("D:\\Apps\\Quill\\uninstall\\installer.exe") + "\"",
             stored("Quill Editor", "DisplayIcon"));
+}
+
+TEST_F(RegistrationTest, PublisherAndIconNameWhatIsThere) {
+  TestInstaller named;
+  named.loadTemplate(productTemplate(true, "<Publisher>Quill Works</Publisher>", "installer").c_str());
+  const std::string root = here("icon");
+  named.setVariable("ROOT", root.c_str());
+  ASSERT_TRUE(named.registerApplication());
+  int type = 0;
+  std::string text;
+  const std::string key = std::string(kEntries) + "Quill Editor";
+  ASSERT_TRUE(named.registry.value(kLM, key.c_str(), "Publisher", &type, &text));
+  EXPECT_EQ("Quill Works", text);
+  // The command names the program without ".exe", and no file of either
+  // name is there: the icon names the program as the command does.
+  const std::string program = systemPath(root + "\\uninstall\\installer");
+  ASSERT_TRUE(named.registry.value(kLM, key.c_str(), "DisplayIcon", &type, &text));
+  EXPECT_EQ("\"" + program + "\"", text);
+
+  // Only the ".exe" file exists (Windows adds the ending when it starts the
+  // program): the icon names that file, the command stays as the template
+  // gave it.
+  ASSERT_TRUE(QUtils::makeDirectory(root.c_str()));
+  ASSERT_TRUE(QUtils::makeDirectory((root + "/uninstall").c_str()));
+  writeFile(root + "/uninstall/installer.exe", "MZ");
+  ASSERT_TRUE(named.registerApplication());
+  ASSERT_TRUE(named.registry.value(kLM, key.c_str(), "DisplayIcon", &type, &text));
+  EXPECT_EQ("\"" + program + ".exe\"", text);
+  ASSERT_TRUE(named.registry.value(kLM, key.c_str(), "UninstallString", &type, &text));
+  EXPECT_EQ(0u, text.find("\"" + program + "\" -uninstall="));
+}
+
+// EstimatedSize and InstallLocation come from the files that the action log
+// names.
+TEST_F(RegistrationTest, SizeAndFolderComeFromTheLoggedFiles) {
+  const std::string root = here("Quill");
+  engine.setVariable("ROOT", root.c_str());
+  for (const char* folder : {"", "/bin", "/logs"}) ASSERT_TRUE(QUtils::makeDirectory((root + folder).c_str()));
+  writeFile(root + "/bin/quill.exe", std::string(3000, 'q'));
+  writeFile(root + "/readme.txt", std::string(100, 'r'));
+  writeFile(root + "/logs/install.log",
+            "NUMVARS\t1\r\nVAR\tROOT\t" + root + "\r\nDIR\t2\t" + root + "/bin\r\nFILE\tCREATE\t" + root +
+                "/bin/quill.exe\r\nFILE\tOVER\t" + root + "/readme.txt\r\nFILE\tCREATE\t" + root +
+                "/bin/gone.dll\r\nFILEX\tCREATE\t/elsewhere/x\r\n");
+  ASSERT_TRUE(engine.registerApplication());
+  // 3,100 bytes (the missing file counts nothing) are 4 KB, rounded up.
+  EXPECT_EQ(4, number("Quill Editor", "EstimatedSize"));
+  EXPECT_EQ(ownSeparators(root), stored("Quill Editor", "InstallLocation"));
+
+  // Files in two folders of the program directory share only that
+  // directory, which is no product's own folder: no InstallLocation then.
+  const std::string programFiles = here("Programs");
+  engine.setRegistryValue(kLM, "SOFTWARE\\Microsoft\\Windows\\CurrentVersion", "REG_SZ", "ProgramFilesDir",
+                          programFiles.c_str(), nullptr);
+  writeFile(root + "/logs/install.log", "FILE\tCREATE\t" + programFiles + "/Quill/a.txt\r\nFILE\tCREATE\t" +
+                                            programFiles + "/Quill Shared/b.txt\r\n");
+  engine.unregisterApplication("Quill Editor");
+  ASSERT_TRUE(engine.registerApplication());
+  EXPECT_EQ(0, number("Quill Editor", "EstimatedSize"));
+  EXPECT_EQ("<none>", stored("Quill Editor", "InstallLocation"));
+  // One folder below it is the product's own.
+  writeFile(root + "/logs/install.log", "FILE\tCREATE\t" + programFiles + "/Quill/a.txt\r\nFILE\tCREATE\t" +
+                                            programFiles + "/Quill/sub/b.txt\r\n");
+  ASSERT_TRUE(engine.registerApplication());
+  EXPECT_EQ(ownSeparators(programFiles + "/Quill"), stored("Quill Editor", "InstallLocation"));
 }
 
 TEST_F(RegistrationTest, UnregisterRemovesOnlyItsOwnEntry) {

@@ -11,6 +11,7 @@ packages=(
   libwxgtk3.2-dev libpng-dev libjpeg-dev imagemagick
   xvfb xauth xdotool
   clang libclang-rt-dev
+  python3 python3-pefile osslsigncode openssl
 )
 
 missing=()

@@ -100,6 +100,18 @@ check "backup: magic, NUL, end record and nothing else" \
 check "registered name and version" test "$(entry_value DisplayName) $(entry_value DisplayVersion)" = "Lifecycle Product 1.0.0"
 check "registered UninstallString" test "$(entry_value UninstallString)" = \
   "\"$root/uninstall/qlux-uninstall\" -uninstall=\"$log_file\" -uninstallApp=\"Lifecycle Product\""
+check "registered QuietUninstallString" \
+  test "$(entry_value QuietUninstallString)" = "$(entry_value UninstallString) -gui=0 -quiet=1"
+check "registered icon, folder and the template's publisher" \
+  test "$(entry_value DisplayIcon)|$(entry_value InstallLocation)|$(entry_value Publisher)" = \
+  "\"$root/uninstall/qlux-uninstall\"|$root|Lifecycle Works"
+check "registered NoModify and NoRepair as DWORDs" \
+  test "$(awk -F'\t' '$1 == "NoModify" || $1 == "NoRepair" { print $1, $2, $3 }' "$(entry)" | sort | tr '\n' ,)" = \
+  "NoModify REG_DWORD 1,NoRepair REG_DWORD 1,"
+# The installed files in KB, rounded up; the log and the backup grow after.
+size_kb=$(( ($(find "$root" -type f -printf '%s+') 1023) / 1024 ))
+check "registered EstimatedSize near $size_kb KB: $(entry_value EstimatedSize)" \
+  test $((size_kb - $(entry_value EstimatedSize))) -le 4
 check "no temporary file left" test -z "$(ls -A "$TMPDIR")"
 
 # --- Removing through the registered command --------------------------------------

@@ -5,7 +5,11 @@
 # environment, an INI key, a registry value, a firewall port and a run of
 # the installed command script; then the registered UninstallString, run by
 # cmd as that list runs it, hands over to a copy of the program in the
-# temporary directory, which takes every one of those changes back.
+# temporary directory, which takes every one of those changes back. The
+# machine's PATH, an expandable text with %SystemRoot% entries as on every
+# Windows, keeps its type and those entries throughout. DLLs planted beside
+# the installer and in the temporary directory under system DLL names are
+# never loaded (tests/wine_lib.sh).
 # Usage: windows_demo_test.sh SETUP_EXE PACK, with WINEPREFIX set to a prefix
 # that wineboot has made.
 #
@@ -60,8 +64,20 @@ cp "$setup" "$stage/qlux-uninstall.exe"
 win_root="$program_files\\$product"
 root=$(unix_path "$win_root")
 link="$root/shortcuts/$product.lnk"
+# PATH as Windows keeps it: REG_EXPAND_SZ with %SystemRoot% entries. A new
+# prefix has it so; any other is put so for this test and back at its end.
+path_original=$(reg_value "$environment_key" PATH)
+path_type_original=$(reg_type "$environment_key" PATH)
+if [ "$path_type_original" != REG_EXPAND_SZ ] || ! holds "$path_original" '%SystemRoot%\system32'; then
+  runwine reg add "$environment_key" /v PATH /t REG_EXPAND_SZ \
+    /d '%SystemRoot%\system32;%SystemRoot%;%SystemRoot%\system32\wbem' /f >/dev/null 2>&1
+  settle
+fi
 path_before=$(reg_value "$environment_key" PATH)
-path_type_before=$(reg_type "$environment_key" PATH)
+check "PATH is REG_EXPAND_SZ with %SystemRoot% entries before: $path_before" \
+  test "$(reg_type "$environment_key" PATH)" = REG_EXPAND_SZ
+
+plant_dlls "$sandbox/run" "$temp_dir"
 
 # --- Installing -------------------------------------------------------------------
 touch "$sandbox/started"
@@ -80,15 +96,26 @@ check "the uninstaller keeps its .exe" cmp -s "$setup" "$root/uninstall/qlux-uni
 log_file="$root/uninstall/install.log"
 log=$(win_lines "$log_file" 2>/dev/null)
 
-# The entry with its six values.
+# The entry with its values. The template names the uninstaller without
+# ".exe", as Windows starts it; the icon names the file itself.
 win_program="$win_root/uninstall/qlux-uninstall"
-check "the entry has six values" test "$(entry | grep -c ' REG_SZ ')" -eq 6
-check "DisplayIcon: $(entry_value DisplayIcon)" test "$(entry_value DisplayIcon)" = "\"$win_program\""
+check "the entry has eight texts" test "$(entry | grep -c ' REG_SZ ')" -eq 8
+check "DisplayIcon: $(entry_value DisplayIcon)" test "$(entry_value DisplayIcon)" = "\"$win_program.exe\""
 check "DisplayName and DisplayVersion" test "$(entry_value DisplayName)|$(entry_value DisplayVersion)" = "$product|1.2.0"
 check "HelpLink and Publisher" \
   test "$(entry_value HelpLink)|$(entry_value Publisher)" = "https://qlux.example.org/demo|Halvo Software Ltd"
 check "UninstallString: $(entry_value UninstallString)" test "$(entry_value UninstallString)" = \
   "\"$win_program\" -uninstall=\"$win_root/uninstall/install.log\" -uninstallApp=\"$product\""
+check "QuietUninstallString: $(entry_value QuietUninstallString)" \
+  test "$(entry_value QuietUninstallString)" = "$(entry_value UninstallString) -gui=0 -quiet=1"
+check "InstallLocation: $(entry_value InstallLocation)" test "$(entry_value InstallLocation)" = "$win_root"
+check "NoModify and NoRepair" test "$(entry_value NoModify)|$(entry_value NoRepair)" = "0x1|0x1"
+# The installed files' size in KB, rounded up (a DWORD, shown in hex). The
+# log and the backup grow after the entry is written: a few KB may differ.
+size_kb=$(( ($(find "$root" -type f -printf '%s+') 1023) / 1024 ))
+estimated=$(( $(entry_value EstimatedSize) ))
+check "EstimatedSize: $estimated KB, the files take $size_kb KB" test $((size_kb - estimated)) -le 16 -a \
+  $((estimated - size_kb)) -le 16
 
 # The program ran once through cmd, waited for, in its folder.
 check "AdditionalInstall ran the command script" test -s "$root/var/last-run.log"
@@ -103,10 +130,13 @@ check "the link starts with the shell link header" \
 check "the link names the command script" link_names "$link" "$product\\bin\\qlux-demo.cmd"
 check "the link is logged" grep -qE "^SHORTCUT	CREATE	.*shortcuts.$product\.lnk$" <<<"$log"
 
-# The machine-wide environment.
+# The machine-wide environment. PATH keeps its type, and its %SystemRoot%
+# entries stay as they were, unexpanded.
 path_now=$(reg_value "$environment_key" PATH)
 check "PATH was appended to" grep -qE "^ENV	ADD	PATH	.*$product.bin$" <<<"$log"
-check "PATH ends in the program's folder: $path_now" holds "$path_now" ";$win_root/bin"
+check "PATH is the old one with the program's folder behind: $path_now" \
+  test "$path_now" = "${path_before%;};$win_root/bin"
+check "PATH stays REG_EXPAND_SZ" test "$(reg_type "$environment_key" PATH)" = REG_EXPAND_SZ
 home_now=$(reg_value "$environment_key" "$home_variable")
 check "$home_variable names the installation: $home_now" \
   test "$(dos_path "$(unix_path "$home_now")")" = "$(dos_path "$root")"
@@ -179,15 +209,15 @@ if [ "$firewall" = added ]; then
   check "the port is removed from the firewall, or Wine can't remove it" port_removed
 fi
 
-# The machine-wide environment store writes every value it changes as
-# REG_SZ, whatever type it had: PATH, which Windows keeps as REG_EXPAND_SZ
-# with %SystemRoot% in it, comes back from the uninstallation with its text
-# but as REG_SZ. The value is put back with its type so that later users of
-# the prefix find a working PATH.
-path_type_after=$(reg_type "$environment_key" PATH)
-check "PATH is written back as REG_SZ (was $path_type_before)" test "$path_type_after" = REG_SZ
-if [ -n "$path_type_before" ] && [ "$path_type_after" != "$path_type_before" ]; then
-  runwine reg add "$environment_key" /v PATH /t "$path_type_before" /d "$path_before" /f >/dev/null 2>&1
+# PATH keeps its type; taking the appended text out leaves the separator
+# that joined it, as the log holds only the text.
+check "PATH is REG_EXPAND_SZ again" test "$(reg_type "$environment_key" PATH)" = REG_EXPAND_SZ
+check "PATH has its %SystemRoot% entries" holds "$path_after" '%SystemRoot%\system32;%SystemRoot%'
+check_planted
+
+if [ "$(reg_type "$environment_key" PATH)|$(reg_value "$environment_key" PATH)" != \
+  "$path_type_original|$path_original" ] && [ -n "$path_type_original" ]; then
+  runwine reg add "$environment_key" /v PATH /t "$path_type_original" /d "$path_original" /f >/dev/null 2>&1
   settle
 fi
 

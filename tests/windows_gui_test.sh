@@ -40,11 +40,11 @@ title="$product Setup"
 # elsewhere: start from none.
 settle
 find_wine_places
-# Each removal writes PATH back as REG_SZ (see windows_demo_test.sh); its
-# type is put back at the end for later users of the prefix.
-environment_key='HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment'
-path_before=$(reg_value "$environment_key" PATH)
-path_type_before=$(reg_type "$environment_key" PATH)
+# The window loads the toolkit's DLLs (themes, accessibility, the common
+# controls): DLLs of their names planted beside the installers and in the
+# temporary folder must never be loaded (tests/wine_lib.sh).
+mkdir -p "$sandbox/run"
+plant_dlls "$sandbox/run" "$temp_dir"
 
 # pack_demo NAME TEMPLATE: the demo with TEMPLATE as its template, its names
 # marked with the suffix and its default folder $sandbox/NAME-product, as
@@ -183,10 +183,7 @@ check "checksum: the failure is logged" grep -qF "ERROR: The installer checksum 
 check "checksum: no wizard window came" bash -c "! grep -q 'Setting dialog' '$debug_log'"
 check "checksum: nothing is installed" test ! -e "$product_dir"
 
-if [ -n "$path_type_before" ] && [ "$(reg_type "$environment_key" PATH)" != "$path_type_before" ]; then
-  runwine reg add "$environment_key" /v PATH /t "$path_type_before" /d "$path_before" /f >/dev/null 2>&1
-  settle
-fi
+check_planted
 
 if [ "$failures" -ne 0 ]; then
   for f in plain-setup.exe themed-setup.exe damaged.exe uninstall; do

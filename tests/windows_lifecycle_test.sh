@@ -30,12 +30,16 @@ magic="Halvo Software installer backup file."
 tag=${sandbox##*.}
 
 find_wine_places
+# DLLs planted under system DLL names where the installers and the
+# uninstaller's copy run must never be loaded (tests/wine_lib.sh).
+plant_dlls "$temp_dir"
 
 # use_case NAME: the case's product (name, folders, entry) and its installers
 # of both versions, each carrying the Windows program as its uninstaller.
 use_case() {
   case_dir="$sandbox/$1"
   mkdir -p "$case_dir"
+  plant_dlls "$case_dir"
   local mark="Lifecycle-$tag-$1"
   product="$mark Product"
   win_root="$program_files\\$mark"
@@ -126,14 +130,16 @@ check "backup: magic, NUL, end record and nothing else" \
   test "$(od -An -tx1 -v "$root/uninstall/backup.bin" | tr -d ' \n')" = \
   "$(printf '%s\n' "$magic" | od -An -tx1 -v | tr -d ' \n')00010000"
 
-# The entry with its six values, the program in quotes as the template names
-# it (without ".exe": Windows finds the program by its name alone).
+# The entry with its texts, the program in quotes as the template names it
+# (without ".exe": Windows finds the program by its name alone); the icon
+# names the file itself.
 win_program="$win_root/uninstall/qlux-uninstall"
-check "the entry has six values" test "$(entry | grep -c ' REG_SZ ')" -eq 6
-check "DisplayIcon" test "$(entry_value DisplayIcon)" = "\"$win_program\""
+check "the entry has eight texts" test "$(entry | grep -c ' REG_SZ ')" -eq 8
+check "DisplayIcon: $(entry_value DisplayIcon)" test "$(entry_value DisplayIcon)" = "\"$win_program.exe\""
 check "DisplayName and DisplayVersion" test "$(entry_value DisplayName)|$(entry_value DisplayVersion)" = "$product|1.0.0"
-check "HelpLink and Publisher" \
-  test "$(entry_value HelpLink)|$(entry_value Publisher)" = "https://lifecycle.example.org|Halvo Software Ltd"
+check "HelpLink and the template's Publisher" \
+  test "$(entry_value HelpLink)|$(entry_value Publisher)" = "https://lifecycle.example.org|${product% Product} Works"
+check "InstallLocation: $(entry_value InstallLocation)" test "$(entry_value InstallLocation)" = "$win_root"
 check "UninstallString" test "$(entry_value UninstallString)" = \
   "\"$win_program\" -uninstall=\"$win_root/uninstall/install.log\" -uninstallApp=\"$product\""
 
@@ -226,4 +232,5 @@ check "version 1's entry stays" test "$(entry)" = "$entry_before"
 check "the obstacle is left alone" test -d "$shared/data.txt"
 check "no backup of version 1 left behind" test "$(temp_backups)" = "$backups_before"
 
+check_planted
 finish

@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # The Windows program under Wine: a package that the Linux qlux-pack writes
-# onto qlux-setup.exe verifies and loads; the debug log has CR LF lines.
+# onto qlux-setup.exe verifies and loads; the debug log has CR LF lines; a
+# [$NAME] of an environment variable with letters outside every ANSI code
+# page names the folder it stands for; DLLs planted beside the installer
+# under system DLL names are never loaded (tests/wine_lib.sh).
 # Needs WINEPREFIX set to a prefix that wineboot has made.
 # Wine keeps its server's socket under $TMPDIR: every Wine command here runs
 # with the TMPDIR that the prefix was made with, or a second server would
@@ -14,12 +17,24 @@ source "$here/wine_lib.sh"
 data="$here/data/tiny"
 
 installer="$sandbox/tiny-setup.exe"
-"$pack" --stub "$setup" --template "$data/install.xml" --source "$data" -o "$installer"
+# The tiny product, and one more copy of its readme in a folder that an
+# environment variable names.
+stage="$sandbox/stage"
+cp -r "$data" "$stage"
+sed -i 's|<FN Dest="\[ROOT\]">readme.txt</FN>|&<FN Dest="[ROOT]/[$QLUX_TINY_FOLDER]" Alias="named">readme.txt</FN>|' \
+  "$stage/install.xml"
+grep -qF 'QLUX_TINY_FOLDER' "$stage/install.xml" || { echo "FAILED: no [\$QLUX_TINY_FOLDER] in the template"; exit 1; }
+"$pack" --stub "$setup" --template "$stage/install.xml" --source "$stage" -o "$installer"
 check "qlux-pack onto the Windows stub exits 0" test $? -eq 0
+plant_dlls "$sandbox"
 
 logs() { find "$WINEPREFIX/drive_c/users" -name installer_debug.log 2>/dev/null | head -n 1; }
 rm -f "$(logs)"
-runwine "$installer" -auto -debug=1 </dev/null >"$sandbox/out.txt" 2>/dev/null; code=$?
+# Latin and Cyrillic letters, which no ANSI code page holds together: Wine
+# takes the variable from this UTF-8 environment.
+folder=$'Zo\xc3\xab \xd0\x96\xd1\x83\xd0\xba'
+LC_ALL=C.UTF-8 QLUX_TINY_FOLDER="$folder" runwine "$installer" -auto -debug=1 </dev/null >"$sandbox/out.txt" \
+  2>/dev/null; code=$?
 out=$(tr -d '\r' <"$sandbox/out.txt")
 # Wine can hand back control a moment before the program's last writes are
 # visible: wait for the log's last line.
@@ -34,6 +49,8 @@ check "checksum verified" grep -q "Checksum successfuly verified" "$log"
 check "package unpacked" grep -q "Finished file headers initialization." "$log"
 check "unattended run succeeds" grep -q "Automatic installation was successful!" <<<"$out"
 check "files installed beside the installer" cmp -s "$data/readme.txt" "$sandbox/Tiny/readme.txt"
+check "[\$QLUX_TINY_FOLDER] names the folder in UTF-8: $(ls "$sandbox/Tiny" | tr '\n' '|')" \
+  cmp -s "$data/readme.txt" "$sandbox/Tiny/$folder/readme.txt"
 check "action log in place" grep -q "^FILE" "$sandbox/Tiny/uninstall/install.log"
 check "lines end in CR LF" test "$(grep -c $'\r$' "$log")" -eq "$(wc -l <"$log")"
 
@@ -43,5 +60,6 @@ size=$(stat -c %s "$damaged")
 printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
 out=$(runwine "$damaged" -gui=0 </dev/null 2>/dev/null | tr -d '\r')
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match." <<<"$out"
+check_planted
 
 finish

@@ -7,7 +7,28 @@
 wine_tmp=${wine_tmp:-${TMPDIR:-/tmp}}
 uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall'
 
-runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib/wine/wine64 "$@"; }
+# Planted DLLs. The Windows program takes every system DLL from the system
+# folder: its import table names KnownDLLs only, and the others are
+# delay-loaded after its start has restricted the search
+# (cmake/delay_load.cmake). Every run here asks Wine to prefer, for the
+# names below, a DLL found on the search path, the program's own folder
+# first, as Windows does for a DLL that isn't a KnownDLL; plant_dlls puts
+# tests/planted_dll.c under those names where a downloaded installer and the
+# uninstaller's copy run, and check_planted fails if one of them was loaded.
+#
+# Three names keep Wine's own order, because Wine loads them for itself
+# where Windows wouldn't look in the program's folder:
+# - version.dll and zlib1.dll: Wine's user32.dll imports both, so it would
+#   take a planted copy (or fail to load, with zlib1 switched off) while the
+#   process starts, before any code of the program has run; Windows finds a
+#   KnownDLL's own imports in the system folder. That the program imports
+#   neither, tests/pe_check.py shows.
+# - msimg32.dll: Wine's uxtheme.dll delay-loads it without the search
+#   restriction that the program has set.
+planted_names=(comctl32.dll comdlg32.dll dwmapi.dll oleacc.dll uxtheme.dll winhttp.dll winmm.dll winspool.drv)
+native_first="comctl32,comdlg32,dwmapi,oleacc,uxtheme,winhttp,winmm,winspool.drv=n,b"
+
+runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all WINEDLLOVERRIDES="$native_first" /usr/lib/wine/wine64 "$@"; }
 # A started program may leave children behind (the second uninstaller stage
 # runs on after the first has ended), and Wine may hand back control before
 # the last writes are visible: wait until every process of the prefix ended.
@@ -42,4 +63,36 @@ find_wine_places() {
     echo "FAILED: no program directory or temporary directory in the prefix ($program_files, $win_temp)"
     exit 1
   fi
+}
+
+# plant_dlls DIR...: plants the DLL of tests/planted_dll.c (built beside the
+# Windows program) under each of planted_names in each DIR.
+planted_places=()
+plant_dlls() {
+  local dll dir name
+  dll="$(dirname "$setup")/planted.dll"
+  [ -f "$dll" ] || { echo "FAILED: $dll is missing"; exit 1; }
+  for dir in "$@"; do
+    for name in "${planted_names[@]}"; do
+      cp "$dll" "$dir/$name" || { echo "FAILED: planting $dir/$name"; exit 1; }
+    done
+    planted_places+=("$dir")
+  done
+}
+
+# check_planted: one check that no planted DLL was loaded (none left its
+# "<name>.ran" beside it); then takes the planted DLLs away again, as some
+# lie in the prefix that later tests use.
+check_planted() {
+  local dll dir name loaded=""
+  dll="$(dirname "$setup")/planted.dll"
+  for dir in "${planted_places[@]}"; do
+    for name in "${planted_names[@]}"; do
+      [ -e "$dir/$name.ran" ] && loaded="$loaded $dir/$name"
+      rm -f -- "$dir/$name.ran"
+      cmp -s "$dll" "$dir/$name" && rm -f -- "$dir/$name"
+    done
+  done
+  planted_places=()
+  check "no planted DLL was loaded:$loaded" test -z "$loaded"
 }
