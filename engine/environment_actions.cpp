@@ -142,9 +142,25 @@ bool Installer::setEnvironment(const char* name, const char* value, int mode, ch
       result = std::string(value) + separator + old.data();
       QUtils::boundedFormat(out, outSize, "%s%c%s%c%s%c", kLogAdd, kLogTab, name, kLogTab, value, separator);
     }
+  } else if (length < 0) {
+    // A list made from nothing: where the system has a value for the
+    // variable that the store doesn't hold (PATH on Linux), that value is
+    // written with the item, or the store's line would take its place. The
+    // log says the list is new, so that the undo removes it once it holds
+    // no more than that again.
+    std::string base = getUndefinedListValue(name);
+    if (base.empty()) {
+      result = value;
+    } else if (mode == kModeAppend) {
+      result = base + separator + value;
+    } else {
+      result = std::string(value) + separator + base;
+    }
+    collapseRuns(&result, separator);
+    QUtils::boundedFormat(out, outSize, "%s%c%s%c%s", kLogAddNew, kLogTab, name, kLogTab, value);
   } else {
-    // A missing or empty variable takes the value alone: a list that opens
-    // with an empty item would mean the current directory on some systems.
+    // An empty variable takes the value alone: a list that opens with an
+    // empty item would mean the current directory on some systems.
     result = value;
     QUtils::boundedFormat(out, outSize, "%s%c%s%c%s", kLogAdd, kLogTab, name, kLogTab, value);
   }
@@ -172,7 +188,8 @@ bool Installer::undoEnvironment(const char* line, InstallerUI* ui) {
     actiontext::report(this, ui, kRemove, ok, name);
     return ok;
   }
-  if (!isKind(line, kLogAdd)) return true;  // NONE, or nothing known
+  bool madeList = isKind(line, kLogAddNew);
+  if (!madeList && !isKind(line, kLogAdd)) return true;  // NONE, or nothing known
 
   const char* text = actiontext::readField(rest, name, sizeof name);
   if (!name[0]) return true;
@@ -196,6 +213,14 @@ bool Installer::undoEnvironment(const char* line, InstallerUI* ui) {
         }
       }
       value.erase(at, count);
+    }
+    // A list that this installation made goes when nothing else was added
+    // to it since.
+    if (madeList && (value.empty() || value == getUndefinedListValue(name))) {
+      ok = deleteEnvironmentValue(name);
+      if (ui) ui->pumpEventsQuietly();
+      actiontext::report(this, ui, kRemove, ok, name);
+      return ok;
     }
     ok = setEnvironmentValue(name, value.c_str());
   }

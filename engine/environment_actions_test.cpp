@@ -92,12 +92,19 @@ TEST(EnvironmentActionsTest, AppendAndInsertAreUndoneAndTheJoiningSeparatorStays
   EXPECT_TRUE(engine.undoEnvironment("ADD\tLIST\tz;", &engine.ui));
   EXPECT_EQ("a;b;", engine.env("LIST"));
 
-  // A variable that isn't there takes the value alone; undoing leaves it empty.
+  // A variable that isn't there takes the value alone, and the log says that
+  // the list is new: undoing removes it rather than leaving it empty.
   EXPECT_TRUE(engine.set("NEWLIST", "q", 3));
-  EXPECT_EQ("ADD\tNEWLIST\tq", engine.form);
+  EXPECT_EQ("ADDNEW\tNEWLIST\tq", engine.form);
   EXPECT_EQ("q", engine.env("NEWLIST"));
-  EXPECT_TRUE(engine.undoEnvironment("ADD\tNEWLIST\tq", &engine.ui));
-  EXPECT_EQ("", engine.env("NEWLIST"));
+  EXPECT_TRUE(engine.undoEnvironment("ADDNEW\tNEWLIST\tq", &engine.ui));
+  EXPECT_EQ("<missing>", engine.env("NEWLIST"));
+  EXPECT_EQ("Remove NEWLIST", engine.ui.lines.back());
+  // One that somebody added to since stays, without the item.
+  EXPECT_TRUE(engine.set("NEWLIST", "q", 2));
+  EXPECT_TRUE(engine.set("NEWLIST", "r", 2));
+  EXPECT_TRUE(engine.undoEnvironment("ADDNEW\tNEWLIST\tq", &engine.ui));
+  EXPECT_EQ(";r", engine.env("NEWLIST"));
 
   // A text that is gone already leaves the variable as it is.
   EXPECT_TRUE(engine.undoEnvironment("ADD\tLIST\tgone", &engine.ui));
@@ -116,6 +123,34 @@ class ColonListInstaller : public EnvInstaller {
   char getEnvironmentListSeparator() override { return ':'; }
   bool allowsEmptyListItems() override { return false; }
 };
+
+// Where the system has a PATH of its own that the store doesn't hold, a
+// PATH made by an installation starts with it, and goes again with the
+// product: the store ends as it was.
+class DefaultPathInstaller : public ColonListInstaller {
+ public:
+  std::string getUndefinedListValue(const char* name) override {
+    return std::string(name) == "PATH" ? "/usr/bin:/bin" : "";
+  }
+};
+
+TEST(EnvironmentActionsTest, APathMadeFromNothingKeepsTheSystemsPathAndGoesWithTheProduct) {
+  DefaultPathInstaller engine;
+  EXPECT_TRUE(engine.set("PATH", "/opt/p/bin", 2));
+  EXPECT_EQ("/usr/bin:/bin:/opt/p/bin", engine.env("PATH"));
+  EXPECT_EQ("ADDNEW\tPATH\t/opt/p/bin", engine.form);
+  EXPECT_TRUE(engine.undoEnvironment(engine.form.c_str(), &engine.ui));
+  EXPECT_EQ("<missing>", engine.env("PATH"));
+
+  EXPECT_TRUE(engine.set("PATH", "/opt/p/bin", 3));
+  EXPECT_EQ("/opt/p/bin:/usr/bin:/bin", engine.env("PATH"));
+  EXPECT_TRUE(engine.undoEnvironment(engine.form.c_str(), &engine.ui));
+  EXPECT_EQ("<missing>", engine.env("PATH"));
+  // Other lists have no value of the system's.
+  EXPECT_TRUE(engine.set("OTHER", "/x", 2));
+  EXPECT_EQ("/x", engine.env("OTHER"));
+  EXPECT_EQ(0, engine.errors());
+}
 
 // PATH is expandable on a real machine, with %SystemRoot% in it: written
 // back as a plain text, those entries would no longer lead anywhere.
@@ -215,7 +250,7 @@ TEST(EnvironmentActionsTest, AFailureEndsItsSectionAndKeepsTheAnnouncementBack) 
       "</HalvoWorksInstallation>");
   LinesConsole log;
   EXPECT_EQ(0, engine.applyEnvironmentActions(&log, &engine.ui));
-  EXPECT_EQ((std::vector<std::string>{"ENV\tREPLACE\tA\t1", "ENV\tADD\tD\td"}), log.lines);
+  EXPECT_EQ((std::vector<std::string>{"ENV\tREPLACE\tA\t1", "ENV\tADDNEW\tD\td"}), log.lines);
   EXPECT_EQ("<missing>", engine.env("SKIPPED"));
   EXPECT_EQ(1, engine.notified);
 

@@ -3,12 +3,15 @@
 // which the uninstaller puts the file back. Lines are read and written by
 // the foundation's INI code, which keeps every other line as it was.
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "engine/action_texts.h"
 #include "engine/installer.h"
+#include "foundation/files.h"
 #include "foundation/ini.h"
 #include "foundation/text.h"
+#include "foundation/text_lines.h"
 #include "frontends/console/installer_ui.h"
 
 using actiontext::Verb;
@@ -33,6 +36,37 @@ bool isKind(const char* line, const char* word) {
 // The object of an INI message: "[section]/key in file".
 void describe(char* out, int size, const char* file, const char* section, const char* key) {
   QUtils::boundedFormat(out, size, "[%s]/%s in %s", section, key, file);
+}
+
+// Makes the folder that `file` goes into, with the folders above it that
+// are missing, and logs the levels made (DIR) to `console`. A folder that
+// can't be made shows in the failure of the write that follows.
+void makeFolderOf(const char* file, QUtils::PConsole* console) {
+  char folder[QUtils::kMaxPath];
+  QUtils::copyText(folder, file, sizeof folder);
+  char* end = folder + std::strlen(folder);
+  while (end > folder && !QUtils::isSeparator(end[-1])) end--;
+  *end = 0;  // the folder with its closing separator
+  if (!folder[0]) return;
+  int created = 0;
+  // Ignoring the result on purpose: the INI write reports the failure.
+  QUtils::createPath(folder, &created);
+  if (console && created > 0)
+    console->printf("%s%c%d%c%s", Installer::kLogDir, Installer::kLogTab, created, Installer::kLogTab, folder);
+}
+
+// Whether an INI file holds nothing but blank lines and section lines: what
+// is left of a file that only the installation's keys filled.
+bool holdsNoKeys(const char* file) {
+  std::string data;
+  if (!QUtils::readWholeFile(file, &data)) return false;
+  for (const QUtils::TextLine& line : QUtils::splitTextLines(data)) {
+    size_t start = line.text.find_first_not_of(" \t\xef\xbb\xbf");
+    if (start == std::string::npos) continue;
+    size_t end = line.text.find_last_not_of(" \t");
+    if (line.text[start] != '[' || line.text[end] != ']') return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -70,6 +104,11 @@ int Installer::applyIniActions(QUtils::PConsole* console, InstallerUI* ui) {
       actiontext::expand(this, document.getAttribute(child, "BeforeKey"), beforeKey, sizeof beforeKey, false, false);
       actiontext::expand(this, text, value, sizeof value, true, isPath);
 
+      // A file that isn't there yet is made, in a folder made for it if
+      // need be; both are logged, so that the uninstaller removes them
+      // again once its undo has left them empty.
+      bool newFile = !QUtils::fileExists(file);
+      if (newFile) makeFolderOf(file, console);
       char form[actiontext::kFormSize];
       bool ok = setIniValue(file, sectionName, key, value, kModeAdd, form, sizeof form, ui, isPath, beforeKey);
       if (!ok && !ignoreErrors) {
@@ -77,6 +116,8 @@ int Installer::applyIniActions(QUtils::PConsole* console, InstallerUI* ui) {
         break;  // the rest of this section is left alone
       }
       if (console) console->printf("%s%c%s", kLogIni, kLogTab, form);
+      if (console && newFile && QUtils::fileExists(file))
+        console->printf("%s%c%s%c%s", kLogIni, kLogTab, kLogNewFile, kLogTab, file);
     }
     if (ui) ui->addFileLine(nullptr, true);
   }
@@ -109,14 +150,24 @@ bool Installer::setIniValue(const char* file, const char* section, const char* k
 
 bool Installer::undoIniChange(const char* line, InstallerUI* ui) {
   if (!line) return false;
+  char file[QUtils::kMaxPath];
+  if (isKind(line, kLogNewFile)) {
+    // Removed once every line of the log is undone: a later line may still
+    // take a key out of it.
+    actiontext::readField(nextLogField(line), file, sizeof file);
+    if (file[0]) newIniFiles.add(QUtils::CharString(file));
+    return true;
+  }
   bool restore = isKind(line, kLogReplace);
   if (!restore && !isKind(line, kLogCreate)) return true;  // NONE, or nothing known
 
-  char file[QUtils::kMaxPath];
   char section[actiontext::kTextSize];
   char key[actiontext::kTextSize];
   const char* field = nextLogField(line);
   field = actiontext::readField(field, file, sizeof file);
+  // A file that went with the product's files has nothing left to undo;
+  // writing the key would make it again.
+  if (!QUtils::fileExists(file)) return true;
   field = actiontext::readField(field, section, sizeof section);
   const char* value = actiontext::readField(field, key, sizeof key);
   // CREATE takes the key out again; REPLACE puts the old value back where
@@ -127,6 +178,21 @@ bool Installer::undoIniChange(const char* line, InstallerUI* ui) {
   describe(object, sizeof object, file, section, key);
   actiontext::report(this, ui, restore ? kRestore : kRemove, ok, object);
   return ok;
+}
+
+void Installer::removeNewIniFiles(InstallerUI* ui) {
+  for (int i = 0; i < newIniFiles.getCount(); i++) {
+    const char* file = newIniFiles[i].getText();
+    if (!QUtils::fileExists(file)) continue;
+    if (!holdsNoKeys(file)) {
+      log("The INI file %s holds keys that the installation did not write; it stays", file);
+      continue;
+    }
+    bool ok = QUtils::deleteFile(file) == 0;
+    if (ui) ui->pumpEventsQuietly();
+    actiontext::report(this, ui, kRemove, ok, file);
+  }
+  newIniFiles.clear();
 }
 
 bool Installer::readProfileValue(const char* file, const char* section, const char* key, char* out, int size) {

@@ -5,6 +5,8 @@
 
 #include "engine/test_files.h"
 #include "engine/test_support.h"
+#include "foundation/files.h"
+#include "foundation/ini.h"
 
 namespace {
 
@@ -101,8 +103,47 @@ TEST(IniActionsTest, EmptyValuesCountAsMissingAndPathsAlreadyThereAreKept) {
   EXPECT_TRUE(QUtils::deleteTree(dir.c_str()));
 }
 
+TEST(IniActionsTest, ANewFileGetsItsFolderAndGoesWhenItsUndoLeavesItEmpty) {
+  std::string folder = here("made/deeper");
+  std::string path = folder + "/new.ini";
+  IniRun run(path,
+             "<Add FileName=\"[INI]\" Section=\"S\" Key=\"A\">1</Add>"
+             "<Add FileName=\"[INI]\" Section=\"T\" Key=\"B\">2</Add>");
+  EXPECT_EQ(0, run.result);
+  // The two levels made for it are logged, the file's making after its key.
+  ASSERT_EQ(4u, run.log.lines.size());
+  EXPECT_EQ("DIR\t2\t" + folder + "/", run.log.lines[0]);
+  EXPECT_EQ("INI\tNEWFILE\t" + path, run.log.lines[2]);
+  EXPECT_EQ("INI\tCREATE\t" + path + "\tT\tB\t2", run.log.lines[3]);
+  // The undo of every line leaves section lines only: the file goes.
+  for (auto line = run.log.lines.rbegin(); line != run.log.lines.rend(); ++line) {
+    if (Installer::hasLogTag(line->c_str(), Installer::kLogIni)) {
+      EXPECT_TRUE(run.engine.undoIniChange(Installer::nextLogField(line->c_str()), &run.ui));
+    }
+  }
+  run.engine.removeNewIniFiles(&run.ui);
+  EXPECT_FALSE(QUtils::fileExists(path.c_str()));
+  EXPECT_EQ("Remove " + path, run.ui.lines.back());
+
+  // A key that somebody added keeps the file; a second undo of a key finds
+  // no file and makes none.
+  IniRun again(path, "<Add FileName=\"[INI]\" Section=\"S\" Key=\"A\">1</Add>");
+  ASSERT_EQ(0, QUtils::writeIniValue(path.c_str(), "S", "Mine", "x", nullptr));
+  again.undoAll();
+  again.engine.removeNewIniFiles(&again.ui);
+  std::string left = readFile(path);
+  left.erase(std::remove(left.begin(), left.end(), '\r'), left.end());
+  EXPECT_EQ("[S]\nMine=x\n", left);
+  std::remove(path.c_str());
+  EXPECT_TRUE(again.engine.undoIniChange(("CREATE\t" + path + "\tS\tA\t1").c_str(), &again.ui));
+  EXPECT_FALSE(QUtils::fileExists(path.c_str()));
+  EXPECT_TRUE(QUtils::deleteTree(here("made").c_str()));
+}
+
 TEST(IniActionsTest, IgnoreErrorsKeepsTheSectionGoing) {
-  std::string bad = here("no-such-dir/x.ini");
+  // A file where the folder should be: the INI file can't be made.
+  writeFile(here("blocker"), "not a folder");
+  std::string bad = here("blocker/x.ini");
   std::string good = here("good.ini");
   std::string children = "<Add FileName=\"" + bad + "\" Section=\"S\" Key=\"K\"%s>1</Add>"
                          "<Add FileName=\"" + good + "\" Section=\"S\" Key=\"K\">1</Add>";
@@ -114,8 +155,9 @@ TEST(IniActionsTest, IgnoreErrorsKeepsTheSectionGoing) {
   std::string made = readFile(good);
   made.erase(std::remove(made.begin(), made.end(), '\r'), made.end());
   EXPECT_EQ("[S]\nK=1\n", made);
-  ASSERT_EQ(2u, tolerant.log.lines.size());
+  ASSERT_EQ(3u, tolerant.log.lines.size());
   EXPECT_EQ("INI\tCREATE\t" + bad + "\tS\tK\t1", tolerant.log.lines[0]);
+  EXPECT_EQ("INI\tNEWFILE\t" + good, tolerant.log.lines[2]);
   EXPECT_EQ("FAILED to create [S]/K in " + bad, tolerant.ui.lines[0]);
 
   std::remove(good.c_str());
@@ -126,7 +168,7 @@ TEST(IniActionsTest, IgnoreErrorsKeepsTheSectionGoing) {
   EXPECT_TRUE(failing.log.lines.empty());
   EXPECT_EQ("<missing>", readFile(good));
   EXPECT_EQ(1, failing.engine.errorList->getCount());
-  EXPECT_FALSE(QUtils::fileExists(here("no-such-dir").c_str()));
+  std::remove(here("blocker").c_str());
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #define QLUX_ENGINE_INSTALLER_H_
 
 #include <cstdint>
+#include <string>
 
 #include "engine/colour_map.h"
 #include "engine/dialog_records.h"
@@ -223,9 +224,14 @@ class Installer : public InstallExchangeInfo {
   void uninstallWildcards(InstallerUI* ui);
   // Removes `count` levels of `directory`, deepest first, each only if it is
   // empty; a path that ends in a separator starts at the level it closes.
-  // Never climbs to a root. 1 if a level couldn't be removed, else 0.
+  // Never climbs to a root. A level that holds what the installation didn't
+  // make stays and is reported to `ui` as kept ("kept: N files that the
+  // installation did not make, in FOLDER"), once: `kept` (may be null)
+  // gathers the folders reported, over calls. 1 if a level couldn't be
+  // removed for another reason, else 0.
   static int removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
-                                   QUtils::Table<QUtils::CharString>* errorList);
+                                   QUtils::Table<QUtils::CharString>* errorList,
+                                   QUtils::Table<QUtils::CharString>* kept = nullptr);
 
   // ---- File installation (install_files.cpp) ----
   // installFiles (declared with the work that pages start) writes every file
@@ -289,6 +295,8 @@ class Installer : public InstallExchangeInfo {
   // directly in the temporary directory or in the journal directory.
   void deleteJournalFiles(const Journal& found);
   Journal journal;  // kind kNoKind while this run keeps none
+  // INI files made by the actions of the log being undone.
+  QUtils::Table<QUtils::CharString> newIniFiles;
 
   // ---- Action log (action_log.cpp) ----
   // The action log: two header lines (the template copy, the backup file),
@@ -311,8 +319,10 @@ class Installer : public InstallExchangeInfo {
   static constexpr const char* kLogOver = "OVER";          // FILE
   static constexpr const char* kLogReplace = "REPLACE";    // ENV, INI
   static constexpr const char* kLogAdd = "ADD";            // ENV
+  static constexpr const char* kLogAddNew = "ADDNEW";      // ENV: a list made by the item
   static constexpr const char* kLogNone = "NONE";          // ENV, INI
   static constexpr const char* kLogAddAfter = "ADDAFTER";  // MODIFYFILE
+  static constexpr const char* kLogNewFile = "NEWFILE";    // INI: the file was made by the action
   static constexpr const char* kLogApp = "APP";            // FIREWALL
   static constexpr const char* kLogPort = "PORT";          // FIREWALL
   // Line limits of the readers, terminator included.
@@ -381,6 +391,10 @@ class Installer : public InstallExchangeInfo {
   virtual bool undoEnvironment(const char* line, InstallerUI* ui);
   virtual bool undoIniChange(const char* line, InstallerUI* ui);
   virtual bool undoModifyFile(const char* line, InstallerUI* ui);
+  // Deletes the INI files that the undone log says its actions made
+  // (undoIniChange gathers them in newIniFiles), each only if no key is
+  // left in it.
+  void removeNewIniFiles(InstallerUI* ui);
   // Tells running programs that the machine-wide environment changed.
   virtual bool notifyEnvironmentChange() { return true; }
   // One environment action: `mode` 1 Replace, 2 Append, 3 Insert (others
@@ -415,6 +429,10 @@ class Installer : public InstallExchangeInfo {
   // only the item; where an empty item means something (on Linux, the
   // current directory), the separator goes with the item.
   virtual bool allowsEmptyListItems() { return true; }
+  // The value that a list variable has for the system's programs while the
+  // store doesn't hold it: a new list of that name starts with it. Empty
+  // where the store holds every value (Windows).
+  virtual std::string getUndefinedListValue(const char* name) { return std::string(); }
   // The system's reading of an INI value: true if the key has a value that
   // isn't empty (cut to `size` - 1 bytes).
   virtual bool readProfileValue(const char* file, const char* section, const char* key, char* out, int size);

@@ -8,11 +8,13 @@
 // handed to the file layer, a symbolic link is removed as a link and never
 // followed, and a directory is only ever removed when it is empty, level by
 // level, no higher than the levels the log says the installation made.
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "engine/backup_file.h"
 #include "engine/installer.h"
@@ -134,10 +136,67 @@ void addErrorTo(QUtils::Table<QUtils::CharString>* errorList, const char* text) 
   if (errorList && text) errorList->add(QUtils::CharString(text));
 }
 
+// Whether `path` lies in (or is) one of the `folders`, compared as samePath
+// compares.
+bool isWithin(const char* path, const QUtils::Table<QUtils::CharString>* folders) {
+  if (!folders) return false;
+  for (int i = 0; i < folders->getCount(); i++) {
+    const char* folder = (*folders)[i].getText();
+    size_t length = std::strlen(folder);
+    std::string head(path, std::min(length, std::strlen(path)));
+    if (samePath(head.c_str(), folder) && (!path[length] || QUtils::isSeparator(path[length]))) return true;
+  }
+  return false;
+}
+
+// Counts what stands in `directory`: the files (links included) in it and
+// below it, and the folders right in it, leaving out the folders that were
+// reported as kept already. Links are never followed.
+void countEntries(const char* directory, const QUtils::Table<QUtils::CharString>* reported, int* files,
+                  int* folders, bool top) {
+  char pattern[QUtils::kMaxPath];
+  if (QUtils::boundedFormat(pattern, sizeof pattern, "%s%c*", directory, QUtils::kPathSeparator) < 0) return;
+  QUtils::FileList list;
+  if (!list.search(pattern)) return;
+  for (const char* name = list.next(); name; name = list.next()) {
+    if (QUtils::isDirectory(name) && !QUtils::isLink(name)) {
+      if (isWithin(name, reported)) continue;
+      if (top) (*folders)++;
+      countEntries(name, reported, files, folders, false);
+    } else {
+      (*files)++;
+    }
+  }
+}
+
+// A folder that stays because it holds what the installation didn't make:
+// the user is told what stays, and it is no failure. False if the folder
+// is empty after all, so that its removal failed for another reason.
+bool reportKeptFolder(const char* path, InstallerUI* ui, QUtils::Table<QUtils::CharString>* kept) {
+  int files = 0;
+  int folders = 0;
+  countEntries(path, kept, &files, &folders, true);
+  QUtils::FileList list;
+  char pattern[QUtils::kMaxPath];
+  QUtils::boundedFormat(pattern, sizeof pattern, "%s%c*", path, QUtils::kPathSeparator);
+  if (!list.search(pattern) || list.isEmpty()) return false;
+  if (kept) kept->add(QUtils::CharString(path));
+  if (files == 0 && folders == 0) return true;  // what it holds was reported in its own folders
+  char message[QUtils::kMaxPath + 96];
+  int count = files > 0 ? files : folders;
+  const char* what = files > 0 ? (count == 1 ? "file" : "files") : (count == 1 ? "folder" : "folders");
+  QUtils::boundedFormat(message, sizeof message, "kept: %d %s that the installation did not make, in %s", count, what,
+                        path);
+  if (ui) ui->addFileLine(message, false);
+  return true;
+}
+
 // Removes one directory if it is empty. A missing directory counts as
 // removed; a symbolic link in its place is left alone and counts as failed.
+// A directory that holds what the installation didn't make stays, and is
+// reported as kept; that is no failure.
 bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI* ui,
-                        QUtils::Table<QUtils::CharString>* errorList) {
+                        QUtils::Table<QUtils::CharString>* errorList, QUtils::Table<QUtils::CharString>* kept) {
   bool ok;
   if (!isDeletablePath(path)) {
     ok = false;
@@ -147,6 +206,10 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
     ok = false;
   } else {
     ok = QUtils::removeDirectory(path) == 0 || !QUtils::fileExists(path);
+    if (!ok && reportKeptFolder(path, ui, kept)) {
+      if (console) console->printf("Dir: %s (kept)", path);
+      return true;
+    }
   }
   if (console) console->printf("Dir: %s (%s)", path ? path : "", ok ? "ok" : "failed");
   if (ui) {
@@ -166,7 +229,8 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
 }  // namespace
 
 int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
-                                     QUtils::Table<QUtils::CharString>* errorList) {
+                                     QUtils::Table<QUtils::CharString>* errorList,
+                                     QUtils::Table<QUtils::CharString>* kept) {
   if (!directory || !directory[0] || count < 1) return 0;
   char path[QUtils::kMaxPath];
   QUtils::copyText(path, directory, sizeof path);
@@ -174,7 +238,7 @@ int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::P
   int failed = 0;
   // A path without a closing separator names its deepest level itself.
   if (!QUtils::isSeparator(path[length - 1])) {
-    if (!removeOneDirectory(path, console, ui, errorList)) failed = 1;
+    if (!removeOneDirectory(path, console, ui, errorList, kept)) failed = 1;
     count--;
   }
   // Each separator met going up closes one more level.
@@ -186,7 +250,7 @@ int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::P
     // The start of the path: nothing above it is the installation's.
     if (!isDeletablePath(path)) break;
     count--;
-    if (!removeOneDirectory(path, console, ui, errorList)) failed = 1;
+    if (!removeOneDirectory(path, console, ui, errorList, kept)) failed = 1;
   }
   return failed;
 }
@@ -494,11 +558,14 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
       log("WARNING: Could not delete registry key %s\\%s", key.place, key.path);
   }
 
+  removeNewIniFiles(ui);
   uninstallWildcards(ui);
 
   // Directories last, the deepest of each line first.
+  QUtils::Table<QUtils::CharString> keptFolders;
   for (int d = directories.getCount() - 1; d >= 0; d--, i++) {
-    if (removeDirectoryLevels(directories[d].path, directories[d].count, &nullConsole, ui, errorList) != 0)
+    if (removeDirectoryLevels(directories[d].path, directories[d].count, &nullConsole, ui, errorList,
+                              &keptFolders) != 0)
       run.errors = true;
     setProgress(ui, i, total);
     if (ui && (directories.getCount() - d) % kFlushEvery == 0) ui->addFileLine(nullptr, true);

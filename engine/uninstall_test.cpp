@@ -123,7 +123,7 @@ TEST_F(UninstallTest, RemovesFilesAndDirectoriesRestoresBackupAndKeepsUserFiles)
                                           reinterpret_cast<const unsigned char*>("1"), 2));
 
   RecordingUI ui;
-  EXPECT_EQ(-1, uninstall(engine, ui));
+  EXPECT_EQ(0, uninstall(engine, ui));
 
   // Values and template came from the log and its template copy.
   EXPECT_EQ(root, engine.value("ROOT"));
@@ -134,13 +134,12 @@ TEST_F(UninstallTest, RemovesFilesAndDirectoriesRestoresBackupAndKeepsUserFiles)
   EXPECT_FALSE(exists(root + "/uninstall"));
   EXPECT_FALSE(exists(root + "/bin/old.cache"));
   // The user's file (logged with a mode that means nothing to the
-  // uninstaller) keeps its directory, which makes the run a failure.
+  // uninstaller) keeps its directory; that is reported, and no failure.
   EXPECT_EQ("mine", readFile(root + "/bin/user.txt"));
-  EXPECT_TRUE(hasLine(ui.lines, "FAILED to remove " + root + "/bin"));
+  EXPECT_TRUE(hasLine(ui.lines, "kept: 1 file that the installation did not make, in " + root + "/bin"));
   EXPECT_TRUE(hasLine(ui.lines, "Delete " + root + "/bin/deep/app.txt"));
   EXPECT_TRUE(hasLine(ui.lines, "Delete: " + root + "/bin/*.cache"));
-  EXPECT_EQ(1, engine.errorList->getCount());
-  EXPECT_EQ("1", engine.value("UNINSTALL_ERROR"));
+  EXPECT_EQ(0, engine.errorList->getCount());
   EXPECT_EQ(100, ui.progress);
   // Registry: values first, then the logged levels of keys, deepest first.
   EXPECT_FALSE(engine.registry.hasKey("HKEY_CURRENT_USER", "Software\\Demo"));
@@ -168,10 +167,10 @@ TEST_F(UninstallTest, ARestoredBackupKeepsAnOverFileThatWasNewAndItsDirectory) {
   install();
   TestInstaller engine;
   RecordingUI ui;
-  EXPECT_EQ(-1, uninstall(engine, ui));
+  EXPECT_EQ(0, uninstall(engine, ui));
   EXPECT_EQ("new settings", readFile(root + "/etc/conf.txt"));
   EXPECT_FALSE(exists(root + "/bin"));
-  EXPECT_TRUE(hasLine(ui.lines, "FAILED to remove " + root + "/etc"));
+  EXPECT_TRUE(hasLine(ui.lines, "kept: 1 file that the installation did not make, in " + root + "/etc"));
 }
 
 TEST_F(UninstallTest, InitFromActionLogFailsWithoutItsTemplateCopy) {
@@ -194,12 +193,24 @@ TEST_F(UninstallTest, DirectoryLevelsGoDeepestFirstAndNeverPastTheGivenLevels) {
   EXPECT_FALSE(exists(root + "/a/b"));
   EXPECT_TRUE(exists(root + "/a"));
   EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/c/").c_str(), 2, nullptr, nullptr, nullptr));
-  // A level that isn't empty stays and is a failure, reported to the list.
+  // A level that isn't empty stays and is reported as kept, once, with
+  // what it holds that no level below it reported; that is no failure.
+  ASSERT_EQ(0, QUtils::createPath((root + "/a/b/mine/").c_str(), nullptr));
+  writeFile(root + "/a/b/one.txt", "x");
+  writeFile(root + "/a/b/mine/two.txt", "x");
+  ASSERT_EQ(0, QUtils::createPath((root + "/a/empty/").c_str(), nullptr));
   QUtils::Table<QUtils::CharString> errors;
-  EXPECT_EQ(1, Installer::removeDirectoryLevels((root + "/a/").c_str(), 2, nullptr, nullptr, &errors));
-  EXPECT_FALSE(exists(root + "/a"));
+  QUtils::Table<QUtils::CharString> kept;
+  RecordingUI ui;
+  EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/").c_str(), 1, nullptr, &ui, &errors, &kept));
+  EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/").c_str(), 2, nullptr, &ui, &errors, &kept));
+  EXPECT_EQ((std::vector<std::string>{"kept: 2 files that the installation did not make, in " + root + "/a/b",
+                                      "kept: 1 folder that the installation did not make, in " + root + "/a",
+                                      "kept: 1 file that the installation did not make, in " + root}),
+            ui.lines);
+  EXPECT_EQ(0, errors.getCount());
   EXPECT_TRUE(exists(root + "/keep.txt"));
-  EXPECT_EQ(1, errors.getCount());
+  EXPECT_TRUE(QUtils::deleteTree((root + "/a").c_str()));
   // Roots and relative names are never touched.
   EXPECT_EQ(0, Installer::removeDirectoryLevels("/", 3, nullptr, nullptr, nullptr));
   EXPECT_EQ(0, Installer::removeDirectoryLevels("", 3, nullptr, nullptr, nullptr));

@@ -89,7 +89,12 @@ check "log ENV CREATE" grep -qxF "ENV	CREATE	ENVINI_HOME" <<<"$log"
 check "log INI CREATE without BeforeKey" grep -qxF "INI	CREATE	$etc/tool.ini	Main	Home	$root" <<<"$log"
 check "log INI CREATE with BeforeKey" grep -qxF "INI	CREATE	$etc/tool.ini	Main	Level	3" <<<"$log"
 check "log MODIFYFILE" grep -qxF "MODIFYFILE	ADDAFTER	$etc/tool.conf	$root/share/tool.mod" <<<"$log"
-check "seven action lines of these families" test "$(grep -cE '^(ENV|INI|MODIFYFILE)	' <<<"$log")" -eq 7
+check "log the new INI file after its key" test "$(grep -A1 -F "INI	CREATE	$etc/envini/conf.d/envini.ini" <<<"$log" |
+  tail -n 1)" = "INI	NEWFILE	$etc/envini/conf.d/envini.ini"
+check "log the INI file's two new folders" grep -qxF "DIR	2	$etc/envini/conf.d/" <<<"$log"
+check "nine action lines of these families" test "$(grep -cE '^(ENV|INI|MODIFYFILE)	' <<<"$log")" -eq 9
+check "the INI file in a new folder is made" test "$(cat "$etc/envini/conf.d/envini.ini")" = "[Paths]
+Home=$root"
 
 # --- Removing through the registered command --------------------------------------
 values="$QLUX_ROOT/var/lib/qlux/registry/$uninstall_key/.values"
@@ -103,5 +108,31 @@ for file in environment tool.ini tool.conf; do
   check "$file is exactly as before" cmp -s "$sandbox/before/$file" "$etc/$file"
 done
 check "no file left beside the targets" test -z "$(find "$etc" -name '*.qlux-new')"
+check "the new INI file and its folders are gone" test ! -e "$etc/envini"
+
+# --- From an empty environment file -----------------------------------------------
+# Debian ships /etc/environment empty. A PATH made there holds the system's
+# default path before the product's folder, since the line replaces it; the
+# uninstallation removes every line it made, and the file is empty again.
+new_sandbox "empty-env"
+etc="$QLUX_ROOT/etc"
+root="$QLUX_ROOT/opt/Envini"
+mkdir -p "$QLUX_ROOT/opt" "$etc"
+cp -p "$sandbox/before/tool.ini" "$sandbox/before/tool.conf" "$etc/"
+: >"$etc/environment"
+out=$(cd "$sandbox/run" && timeout 120 ./envini-setup -gui=0 -auto </dev/null 2>&1); code=$?
+check "install over an empty environment exits 0, got $code" test "$code" -eq 0
+check "PATH keeps the system's default path" \
+  test "$(env_value PATH)" = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin:$root/bin"
+check "a new list holds the item alone" test "$(env_value TOOL_PLUGINS)" = "$root/plugins"
+values="$QLUX_ROOT/var/lib/qlux/registry/$uninstall_key/.values"
+command=$(awk -F'\t' '$1 == "UninstallString" { print $3 }' "$values" 2>/dev/null)
+out=$(timeout 120 sh -c "$command -gui=0" </dev/null 2>&1); code=$?
+for _ in $(seq 100); do [ -e "$root" ] || break; sleep 0.1; done
+check "the product is gone" test ! -e "$root"
+check "the environment file is empty again" test -f "$etc/environment" -a ! -s "$etc/environment"
+for file in tool.ini tool.conf; do
+  check "$file is exactly as before" cmp -s "$sandbox/before/$file" "$etc/$file"
+done
 
 finish

@@ -380,8 +380,10 @@ check "foreign: with their content" test "$(cat "$root/extras/photos/2024/pic.jp
   "$root/bin/session.tmp" 2>/dev/null | tr '\n' ' ')" = "picture kept a session "
 check "foreign: the link still leads outside" test "$(readlink "$root/var/link")" = "$outside"
 check "foreign: nothing outside is touched" test "$(cat "$outside/user.tmp")" = "not the product's"
-for dir in extras lib; do
-  check "foreign: the folder $dir that can't go is reported" holds "$out" "FAILED to remove $root/$dir"
-done
+check "foreign: the folder kept for a file is reported" \
+  holds "$out" "kept: 1 file that the installation did not make, in $root/extras"
+check "foreign: the folder kept for a folder is reported" \
+  holds "$out" "kept: 1 folder that the installation did not make, in $root/lib"
+check "foreign: a kept folder is no error" lacks "$out" "FAILED to remove"
 
 finish

@@ -28,6 +28,8 @@ check() {  # check DESCRIPTION COMMAND...
 
 # holds TEXT PART: TEXT contains PART.
 holds() { [[ "$1" == *"$2"* ]]; }
+# lacks TEXT PART: TEXT doesn't contain PART.
+lacks() { [[ "$1" != *"$2"* ]]; }
 # win_lines FILE: the file's lines without their carriage returns.
 win_lines() { tr -d '\r' <"$1"; }
 

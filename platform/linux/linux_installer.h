@@ -34,6 +34,9 @@ class LinuxInstaller : public Installer {
   char getEnvironmentListSeparator() override { return ':'; }
   // An empty item of PATH names the current directory.
   bool allowsEmptyListItems() override { return false; }
+  // A PATH that the file doesn't set is the system's default path: a new
+  // PATH line keeps it in front of the product's folder.
+  std::string getUndefinedListValue(const char* name) override;
 
   // ---- Shortcuts and firewall (linux_shortcuts.cpp) ----
   // A shell link or Internet shortcut is a desktop entry written at the
