@@ -4,6 +4,15 @@
 #include "foundation/text.h"
 #include "frontends/console/installer_ui.h"
 
+namespace {
+
+// The pause between two looks at a run that names no interval of its own:
+// short enough that the front end stays lively, long enough that waiting
+// for a long program costs no processor.
+const int kIdlePollMs = 5;
+
+}  // namespace
+
 void fillProgramJob(RUNPROGRAMJOB* job, const char* path, const char* arguments, const char* workDir, int flags) {
   QUtils::copyText(job->path, path ? path : "", sizeof job->path);
   QUtils::copyText(job->arguments, arguments ? arguments : "", sizeof job->arguments);
@@ -50,7 +59,7 @@ bool AsynchronousRunProgram::run(const RUNPROGRAMJOB& job, InstallerUI* ui, int 
         if (step < 100) step++;
       }
     }
-    pauseMilliseconds(intervalMs);
+    pauseMilliseconds(intervalMs > 0 ? intervalMs : kIdlePollMs);
   }
   int32_t exitCode = procedure->waitForResult(100);
   delete procedure;

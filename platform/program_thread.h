@@ -71,7 +71,7 @@ class AsynchronousRunProgram {
   // Runs `job` on a pooled thread and waits for its end. Meanwhile, when
   // `ui` isn't null, each poll pumps its events and, with RUN_PROGRESS in
   // job.flags, moves its overall progress one step towards 100; polls are
-  // `intervalMs` apart. True if the program ended with 0; false if it
+  // `intervalMs` apart (a few milliseconds when it is 0). True if the program ended with 0; false if it
   // didn't, or if no thread could be had.
   bool run(const RUNPROGRAMJOB& job, InstallerUI* ui, int intervalMs);
 
