@@ -15,6 +15,7 @@
 #include "engine/installer.h"
 #include "engine/running_apps.h"
 #include "foundation/errors.h"
+#include "foundation/files.h"
 #include "foundation/text.h"
 #include "frontends/console/installer_ui.h"
 
@@ -27,6 +28,25 @@ bool isFrame(const DIALOGINFO* record) {
 }
 
 bool conditionHolds(Installer* engine, const char* condition) { return engine->evaluateCondition(condition) != 0; }
+
+// Pages whose work changes the machine. Once one has run, the walk never
+// goes back to it or to a page before it: entering it again would do its
+// work a second time (a second copy, a second registration).
+bool isWorkPage(const char* name) {
+  static const char* const kWorkPages[] = {"Uninstall",   "CopyProgress",          "RevertInstallation",
+                                           "PreUninstall", "RegisterApplication", "UnregisterApplication",
+                                           "PostInstall"};
+  for (const char* page : kWorkPages)
+    if (std::strcmp(name, page) == 0) return true;
+  return false;
+}
+
+// Whether the page (dialog, subDialog) comes at or before the page (other,
+// otherSubDialog) in the walk's order; a dialog (-1) comes before its
+// sub-dialogs.
+bool atOrBefore(int dialog, int subDialog, int other, int otherSubDialog) {
+  return dialog < other || (dialog == other && subDialog <= otherSubDialog);
+}
 
 // The work that runs wrapped in the working state. An exception from the
 // work ends it as a failure; nothing is thrown into the front end.
@@ -63,6 +83,33 @@ void normaliseDirectoryFields(Installer* engine, DIALOGINFO& record) {
     if (QUtils::cleanPath(value) > 0) engine->setVariable(field.variable, value);
   }
   for (int i = 0; i < record.subDialogs.getCount(); i++) normaliseDirectoryFields(engine, record.subDialogs[i]);
+}
+
+// Whether the action log and the uninstall program that the product's entry
+// would name are on the disk. An entry without them can't remove the
+// product (a failed installation that was kept may lack both), so such a
+// product stays off the list. A template without uninstall data makes no
+// entry at all and needs neither. Windows starts "X" as "X.exe", so a
+// program named without its ".exe" counts when that file is there.
+bool uninstallDataOnDisk(Installer* engine) {
+  char program[QUtils::kMaxPath];
+  char logFile[QUtils::kMaxPath];
+  if (!engine->getUninstallCommand(program, sizeof program, nullptr, 0, 0)) return true;
+  if (engine->getInstallLogFile(logFile, sizeof logFile) != 0) return true;
+  char withExtension[QUtils::kMaxPath + 8];
+  QUtils::boundedFormat(withExtension, sizeof withExtension, "%s.exe", program);
+  const char* missing = nullptr;
+  if (!QUtils::fileExists(logFile)) {
+    missing = logFile;
+  } else if (!QUtils::fileExists(program) && !QUtils::fileExists(withExtension)) {
+    missing = program;
+  }
+  if (!missing) return true;
+  char message[QUtils::kMaxPath + 80];
+  QUtils::boundedFormat(message, sizeof message, "FAILED to register the product: %s is missing", missing);
+  engine->log("ERROR: %s", message);
+  engine->addError(message);
+  return false;
 }
 
 // Sends the collected errors to the page's file list under a heading,
@@ -145,6 +192,36 @@ bool atFinishPage(Installer* engine) {
   return page && (page->flags & kDialogFinish);
 }
 
+// The page that a walk of `count` steps back would come to rest on, found
+// without moving or touching anything; false when it would run off the
+// front of the wizard, or `count` is below 1. The same steps as
+// previousDialog.
+bool findPreviousPage(Installer* engine, int count, int* outDialog, int* outSubDialog) {
+  int dialog = engine->currentDialog;
+  int subDialog = engine->currentSubDialog;
+  while (dialog >= 0 && count >= 1) {
+    DIALOGINFO* record = engine->getDialog(dialog, -1);
+    if (!record || (isFrame(record) && subDialog < 0)) return false;
+    if (!isFrame(record) || subDialog < 1) {
+      dialog--;
+      if (dialog < 0) return false;
+      record = &engine->dialogs[dialog];
+      subDialog = isFrame(record) ? record->subDialogs.getCount() - 1 : -1;
+      if (!conditionHolds(engine, record->condition)) continue;
+      if (isFrame(record) && !conditionHolds(engine, record->subDialogs[subDialog].condition)) continue;
+    } else {
+      subDialog--;
+      if (!conditionHolds(engine, record->subDialogs[subDialog].condition)) continue;
+    }
+    if (--count < 1) {
+      *outDialog = dialog;
+      *outSubDialog = subDialog;
+      return true;
+    }
+  }
+  return false;
+}
+
 // The walk ran off its list: the wizard can't go on.
 void endWalk(Installer* engine, const char* direction) {
   engine->log("ERROR: Bad dialog %s shifting. Current dialog: %d, current subdialog: %d", direction,
@@ -169,6 +246,11 @@ int Installer::enterDialog(int dialog, InstallerUI* ui) {
   currentDialog = dialog;
   currentSubDialog = -1;
   fireTriggers(kEventStart, dialog, -1);
+  // Marked before the page is shown, so that its Back button already knows.
+  if (isWorkPage(dialogs[dialog].name)) {
+    workDialog = dialog;
+    workSubDialog = -1;
+  }
   ui->leaveDialog(dialog);
   ui->showDialog(dialog);
   return handleSpecialDialog(dialog, -1, ui, &dialogs[dialog]);
@@ -189,6 +271,10 @@ int Installer::enterSubDialog(int dialog, int subDialog, InstallerUI* ui) {
   currentSubDialog = subDialog;
   fireTriggers(kEventStart, dialog, subDialog);
   updateTask(ui, currentDialog, currentSubDialog, kTaskCurrent);
+  if (isWorkPage(record->name)) {
+    workDialog = dialog;
+    workSubDialog = subDialog;
+  }
   ui->leaveSubDialog(dialog, subDialog);
   ui->showSubDialog(dialog, subDialog);
   return handleSpecialDialog(dialog, subDialog, ui, record);
@@ -220,7 +306,7 @@ int Installer::handleSpecialDialog(int dialog, int subDialog, InstallerUI* ui, D
     setUiState(kUiWaiting);
     ui->updateButtons(dialog, subDialog);
   } else if (std::strcmp(name, "RegisterApplication") == 0) {
-    failed = (!isUninstallation && registerApplication()) ? 0 : 1;
+    failed = (!isUninstallation && uninstallDataOnDisk(this) && registerApplication()) ? 0 : 1;
   } else if (std::strcmp(name, "UnregisterApplication") == 0) {
     if (isUninstallation) {
       char product[200];
@@ -252,6 +338,12 @@ int Installer::handleSpecialDialog(int dialog, int subDialog, InstallerUI* ui, D
 
 int Installer::nextDialog(InstallerUI* ui, int count) {
   if (!ui) return -1;
+  // A click that the front end let through while work runs (the work keeps
+  // the window alive) must not start a second step inside the first.
+  if (uiState == kUiWorking) {
+    log("WARNING: A step forward was refused while work runs");
+    return -1;
+  }
   if (atFinishPage(this)) {
     finished = 1;
     return 0;
@@ -323,6 +415,19 @@ int Installer::nextDialog(InstallerUI* ui, int count) {
 
 int Installer::previousDialog(InstallerUI* ui, int count) {
   if (!ui) return -1;
+  if (uiState == kUiWorking) {
+    log("WARNING: A step back was refused while work runs");
+    return -1;
+  }
+  if (workDialog >= 0 && count >= 1) {
+    int target = -1;
+    int targetSubDialog = -1;
+    bool found = findPreviousPage(this, count, &target, &targetSubDialog);
+    if (!found || atOrBefore(target, targetSubDialog, workDialog, workSubDialog)) {
+      log("A step back was refused: the work of page (%d, %d) has run", workDialog, workSubDialog);
+      return -1;
+    }
+  }
   int dialog = currentDialog;
   int subDialog = currentSubDialog;
   while (dialog >= 0) {
@@ -378,6 +483,14 @@ int Installer::checkDialogCondition(InstallerUI* ui) {
 
 void Installer::cancel(InstallerUI* ui) {
   if (ui && ui->confirmCancel()) cancelled = 1;
+}
+
+bool Installer::canGoBack() {
+  if (uiState == kUiWorking) return false;
+  int dialog = -1;
+  int subDialog = -1;
+  if (!findPreviousPage(this, 1, &dialog, &subDialog)) return false;
+  return workDialog < 0 || !atOrBefore(dialog, subDialog, workDialog, workSubDialog);
 }
 
 void Installer::updateTask(InstallerUI* ui, int dialog, int task, int state) {

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/errors.h"
 #include "gtest/gtest.h"
@@ -54,6 +56,8 @@ class FlowInstaller : public TestInstaller {
   }
   int installFiles(InstallerUI*) override {
     if (installResult) setControlVariable(kCtlInstallError, "1");
+    // What the user clicks while the work keeps the window alive.
+    if (duringWork) duringWork();
     return work("installFiles", installResult);
   }
   int uninstall(InstallerUI*, const char*) override { return work("uninstall", 0); }
@@ -78,6 +82,7 @@ class FlowInstaller : public TestInstaller {
   }
 
   int installResult = 0;
+  std::function<void()> duringWork;
   std::set<std::string> running;
   std::vector<std::string> asked;
   RecordingUI ui;
@@ -172,22 +177,23 @@ TEST_F(DialogFlowTest, FailedWorkClosesItsTaskBadlyAndTheTemplateChoosesTheError
 TEST_F(DialogFlowTest, BackWalkInsideAndOutOfTheFrame) {
   start(kWizard);
   engine.setVariable("SHOWPARAMS", "1");
-  engine.nextDialog(&ui(), 2);
-  expectAt(3, 3);
+  engine.setVariable("CUSTOM", "1");
+  EXPECT_FALSE(engine.canGoBack());  // the first page has nothing before it
+  engine.nextDialog(&ui(), 1);
+  engine.nextDialog(&ui(), 1);
+  engine.nextDialog(&ui(), 1);
+  expectAt(3, 1);
 
-  // One step back lands on CopyProgress, which does its work again.
+  // Back inside the frame, then out of it to Options and License. Going
+  // back doesn't give steps for AutoNext.
+  EXPECT_TRUE(engine.canGoBack());
   ui().calls.clear();
-  EXPECT_EQ(0, engine.previousDialog(&ui(), 1));
-  expectAt(3, 2);
-  EXPECT_EQ("setTaskState Summary 0 Summary", ui().calls[0]);
-  EXPECT_TRUE(called("work installFiles"));
-
-  // Two more: past Extras (ruled out) to Parameters, then out of the frame
-  // past Options to License. Going back doesn't give steps for AutoNext.
   EXPECT_EQ(0, engine.shiftDialog(&ui(), -1));
   expectAt(3, 0);
-  EXPECT_TRUE(called("setTaskState Extras 0 Extras later"));
+  EXPECT_EQ("setTaskState Extras 0 Extras later", ui().calls[0]);
   EXPECT_EQ(0, engine.shiftDialog(&ui(), -1));
+  expectAt(2, -1);
+  EXPECT_EQ(0, engine.previousDialog(&ui(), 1));
   expectAt(1, -1);
 
   // Back past the first page is the end of the walk.
@@ -195,6 +201,49 @@ TEST_F(DialogFlowTest, BackWalkInsideAndOutOfTheFrame) {
   EXPECT_EQ(1, engine.failed);
   EXPECT_EQ(1, engine.finished);
   EXPECT_TRUE(log.has("ERROR: Bad dialog back shifting. Current dialog: 1, current subdialog: -1"));
+}
+
+TEST_F(DialogFlowTest, OnceWorkHasRunNoStepBackReachesItOrWhatCameBefore) {
+  start(kWizard);
+  engine.nextDialog(&ui(), 2);
+  expectAt(3, 3);
+  EXPECT_TRUE(engine.hasWorkRun());
+  EXPECT_FALSE(engine.canGoBack());
+  ui().calls.clear();
+  EXPECT_EQ(-1, engine.previousDialog(&ui(), 1));
+  EXPECT_EQ(-1, engine.shiftDialog(&ui(), -3));
+  expectAt(3, 3);
+  EXPECT_TRUE(ui().calls.empty());
+  EXPECT_EQ(0, engine.failed);
+  EXPECT_EQ(0, engine.finished);
+  EXPECT_TRUE(log.has("A step back was refused: the work of page (3, 2) has run"));
+
+  // Pages behind the work can still be walked back and forth.
+  engine.nextDialog(&ui(), 1);
+  expectAt(5, -1);
+  EXPECT_TRUE(engine.canGoBack());
+  EXPECT_EQ(0, engine.previousDialog(&ui(), 1));
+  expectAt(3, 3);
+  EXPECT_FALSE(called("work installFiles"));
+}
+
+TEST_F(DialogFlowTest, ClicksWhileWorkRunsMoveNothing) {
+  start(kWizard);
+  std::vector<int> results;
+  engine.duringWork = [&]() {
+    EXPECT_FALSE(engine.canGoBack());
+    results.push_back(engine.shiftDialog(&ui(), -1));
+    results.push_back(engine.shiftDialog(&ui(), 1));
+    results.push_back(engine.nextDialog(&ui(), 1));
+  };
+  engine.nextDialog(&ui(), 2);
+  // The walk went on from the copy page as if nobody had clicked.
+  expectAt(3, 3);
+  EXPECT_EQ((std::vector<int>{-1, -1, -1}), results);
+  EXPECT_EQ(1, std::count(ui().calls.begin(), ui().calls.end(), "work installFiles"));
+  EXPECT_EQ(1, std::count(ui().calls.begin(), ui().calls.end(), "showSubDialog 3 3"));
+  EXPECT_TRUE(log.has("WARNING: A step back was refused while work runs"));
+  EXPECT_TRUE(log.has("WARNING: A step forward was refused while work runs"));
 }
 
 TEST_F(DialogFlowTest, CancelAsksAndRunningOffTheEndFailsTheRun) {
@@ -328,6 +377,31 @@ TEST_F(DialogFlowTest, RunningAppsHoldsTheWalkWhileAListedProgramRuns) {
   engine.running.clear();
   EXPECT_EQ(0, engine.nextDialog(&ui(), 1));
   expectAt(4, -1);
+}
+
+TEST_F(DialogFlowTest, AProductIsRegisteredOnlyWithItsLogAndUninstallerOnTheDisk) {
+  start(R"(<ProductDesc><Fullname>Quill</Fullname></ProductDesc>
+   <Installation><Uninstall><InstallLogFile>[ROOT]/install.log</InstallLogFile>
+    <UninstallCmd>[ROOT]/uninstall</UninstallCmd></Uninstall></Installation>
+   <Dialogs><Welcome/><RegisterApplication/><RegisterApplication/><Done Special="Finish"/></Dialogs>)");
+  std::string root = here("registered");
+  ASSERT_TRUE(QUtils::makeDirectory(root.c_str()));
+  engine.setVariable("ROOT", root.c_str());
+
+  // A failed installation that was kept may lack its log: no entry then.
+  EXPECT_EQ(0, engine.nextDialog(&ui(), 1));
+  EXPECT_EQ(1, engine.failed);
+  EXPECT_FALSE(called("work register"));
+  ASSERT_EQ(1, engine.errorList->getCount());
+  EXPECT_EQ("FAILED to register the product: " + root + "/install.log is missing",
+            std::string((*engine.errorList)[0].getText()));
+
+  // The program may be named without the ".exe" that Windows adds.
+  writeFile(root + "/install.log", "log");
+  writeFile(root + "/uninstall.exe", "program");
+  EXPECT_EQ(0, engine.nextDialog(&ui(), 1));
+  EXPECT_EQ(0, engine.failed);
+  EXPECT_TRUE(called("work register"));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #define QLUX_ENGINE_EXCHANGE_H_
 
 #include <cstdint>
+#include <cstring>
 
 #include "engine/dialog_records.h"
 #include "foundation/lists.h"
@@ -72,6 +73,9 @@ class InstallExchangeInfo {
   virtual int getVariable(const char* name, char* buffer, int size) { return -1; }
   virtual int setVariable(const char* name, const char* value) { return -1; }
   virtual int evaluateCondition(const char* text) { return -1; }
+  // A label with its [NAME] references replaced by their values, cut to
+  // `size`; 0, or -1 (the text copied as it is) when there is no engine.
+  virtual int expandVariables(const char* text, char* buffer, int size);
   virtual void runAction(InstallerUI* ui, const char* action) {}
 
   // The walk.
@@ -80,6 +84,14 @@ class InstallExchangeInfo {
   virtual int previousDialog(InstallerUI* ui, int count) { return -1; }
   virtual int nextDialog(InstallerUI* ui, int count) { return -1; }
   virtual void cancel(InstallerUI* ui) {}
+  // Whether a step back would reach a page: false on the first page, while
+  // work runs, and where the page before lies at or before a page whose work
+  // (copying, removing, registering...) has run, since entering it again
+  // would do that work a second time.
+  virtual bool canGoBack() { return false; }
+  // Whether a page with work has run in this wizard: from then on closing
+  // the wizard keeps what was done instead of cancelling an installation.
+  virtual bool hasWorkRun() { return false; }
   virtual int enterDialog(int dialog, InstallerUI* ui) { return -1; }
   virtual int enterSubDialog(int dialog, int subDialog, InstallerUI* ui) { return -1; }
   virtual void fireTriggers(int event, int dialog, int subDialog) {}
@@ -94,5 +106,12 @@ class InstallExchangeInfo {
     *background = *foreground = kNoColour;
   }
 };
+
+inline int InstallExchangeInfo::expandVariables(const char* text, char* buffer, int size) {
+  if (!buffer || size < 1) return -1;
+  buffer[0] = 0;
+  if (text) std::strncat(buffer, text, static_cast<size_t>(size - 1));
+  return -1;
+}
 
 #endif  // QLUX_ENGINE_EXCHANGE_H_

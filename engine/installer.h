@@ -95,7 +95,7 @@ class Installer : public InstallExchangeInfo {
   virtual int resetVariable(const char* name, int recalculate);
   int defineVariable(const char* name, const char* value, const char* expression, int recalculate,
                      const char* defaultValue);
-  int expandVariables(const char* text, char* buffer, int size);
+  int expandVariables(const char* text, char* buffer, int size) override;
   bool expandDollars(const char* text, char* buffer, int size);
   void recalculateDependents(int index);
   bool isVariableIncluded(const char* name, int mask);
@@ -518,6 +518,8 @@ class Installer : public InstallExchangeInfo {
   int handleSpecialDialog(int dialog, int subDialog, InstallerUI* ui, DIALOGINFO* record);
   int checkDialogCondition(InstallerUI* ui) override;
   void cancel(InstallerUI* ui) override;
+  bool canGoBack() override;
+  bool hasWorkRun() override { return workDialog >= 0; }
   void updateTask(InstallerUI* ui, int dialog, int task, int state) override;
   void updateTasks(InstallerUI* ui) override;
   // The work that pages start: removeOlderInstallations is in defaults.cpp,
@@ -593,6 +595,10 @@ class Installer : public InstallExchangeInfo {
   bool ownsErrorList;
   int currentDialog;
   int currentSubDialog;
+  // The last page entered whose work changed the machine; -1 before any.
+  // The walk doesn't go back to it or before it.
+  int workDialog = -1;
+  int workSubDialog = -1;
   int uiState;
   int cancelled;
   int finished;

@@ -100,7 +100,10 @@ int Installer::getVersion(char* buffer, int size) {
 
 // The Title when the template gives one; else "<name> - ver. <version>", or
 // the name alone when the version is incomplete; else "Unknown title" and -1.
+// An uninstallation shows UninstallTitle where the template gives one, so
+// that the window that removes the product doesn't call itself its setup.
 int Installer::getWindowTitle(char* buffer, int size) {
+  if (package.actionLogFile && copyProductValue(document, "UninstallTitle", buffer, size) == 0) return 0;
   if (copyProductValue(document, "Title", buffer, size) == 0) return 0;
   if (!buffer) return -1;
   char name[kTitlePartSize];

@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <string>
 
 #include "engine/test_support.h"
@@ -48,6 +49,23 @@ TEST(ProductData, WindowTitleAndVersionWithAndWithoutDescSegment) {
   EXPECT_EQ("Unknown title", call(nameless, &Installer::getWindowTitle, &result));
   EXPECT_EQ(-1, result);
   EXPECT_EQ(-1, TestInstaller().readProductDesc());
+}
+
+TEST(ProductData, TheUninstallerHasATitleOfItsOwnWhereTheTemplateGivesOne) {
+  TestInstaller engine;
+  engine.loadTemplate(
+      withProduct("<Fullname>Quill</Fullname><Title>Quill Setup</Title><UninstallTitle>Remove Quill</UninstallTitle>",
+                  false)
+          .c_str());
+  int result;
+  EXPECT_EQ("Quill Setup", call(engine, &Installer::getWindowTitle, &result));
+#ifdef _WIN32
+  engine.package.actionLogFile = std::fopen("NUL", "rb");
+#else
+  engine.package.actionLogFile = std::fopen("/dev/null", "rb");
+#endif
+  ASSERT_NE(nullptr, engine.package.actionLogFile);
+  EXPECT_EQ("Remove Quill", call(engine, &Installer::getWindowTitle, &result));
 }
 
 TEST(ProductData, UninstallPathsExpandVariablesAtEachCall) {

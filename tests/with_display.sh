@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # with_display.sh COMMAND [ARGS...]: runs COMMAND with DISPLAY set to a
-# private X server (Xvfb on the first free display number, no TCP), and
-# stops the server afterwards. Returns COMMAND's exit status. Without Xvfb
+# private X server (Xvfb on the first free display number, no TCP, a screen
+# of QLUX_SCREEN_SIZE pixels, 1024x768 unless set), and stops the server
+# afterwards. Returns COMMAND's exit status. Without Xvfb
 # the command runs as it is, and tests that need a display skip.
 set -u
 
@@ -17,7 +18,7 @@ fi
 
 # Xvfb picks the free display number itself and writes it to the file.
 numberFile=$(mktemp "${TMPDIR:-/tmp}/qlux-display.XXXXXX") || exit 1
-Xvfb -displayfd 3 -nolisten tcp -screen 0 1024x768x24 3>"$numberFile" 2>/dev/null &
+Xvfb -displayfd 3 -nolisten tcp -screen 0 "${QLUX_SCREEN_SIZE:-1024x768}x24" 3>"$numberFile" 2>/dev/null &
 server=$!
 
 number=""

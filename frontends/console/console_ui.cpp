@@ -111,8 +111,8 @@ void ConsoleUI::showSubDialog(int dialog, int subDialog) {
       if (hideTexts) continue;
       if (element->condition[0] && exchange->evaluateCondition(element->condition) == 0) continue;
       if (active) eraseProgressLine();
-      const char* text = element->text.getText();
-      std::fprintf(outputStream, "%s\n", text ? text : "");
+      std::string text = labelText(element->text.getText());
+      std::fprintf(outputStream, "%s\n", text.c_str());
       std::fflush(outputStream);
       if (active) progressLineShown = true;
     } else if (element->type == kElementRichEditText) {

@@ -46,3 +46,14 @@ void GenericUI::setStartupError(const char* message, const char* title) {
   startupMessage = message ? message : "";
   startupTitle = title ? title : "";
 }
+
+std::string GenericUI::labelText(const char* text) {
+  if (!text) return std::string();
+  if (!exchange || !std::strchr(text, '[')) return text;
+  // Each reference may grow by a value of up to 1,023 bytes.
+  size_t size = std::strlen(text) + 8192;
+  std::string expanded(size, '\0');
+  exchange->expandVariables(text, &expanded[0], static_cast<int>(size));
+  expanded.resize(std::strlen(expanded.c_str()));
+  return expanded;
+}

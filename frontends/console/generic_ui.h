@@ -7,6 +7,7 @@
 #define QLUX_FRONTENDS_CONSOLE_GENERIC_UI_H_
 
 #include <cstdio>
+#include <string>
 
 #include "engine/exchange.h"
 #include "foundation/charstring.h"
@@ -34,6 +35,11 @@ class GenericUI : public InstallerUI {
   // wizard exists.
   virtual void setStartupError(const char* message, const char* title);
   virtual void showStartupError() {}
+  // The text of a page's Text element as the user sees it: its [NAME]
+  // references replaced by the variables' present values, so that a page
+  // can name the folder or the version it is about. A text without "[" is
+  // given back as it is.
+  std::string labelText(const char* text);
   // Where the front end and the sources that initInput makes read and
   // print: the process's standard input and output unless set otherwise.
   void setStreams(FILE* in, FILE* out) {

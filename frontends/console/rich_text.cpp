@@ -8,12 +8,17 @@
 #include <cstring>
 #include <vector>
 
+#include "frontends/console/code_pages.h"
+
 namespace {
 
 // A control word is cut to this many characters (a swallowed blank
 // included) before the keyword table sees it; keywords match by prefix, so
 // nothing that matters is lost.
 const int kMaxWordLength = 111;
+
+// The code page of \'xx bytes in a document that names none.
+const int kDefaultCodePage = 1252;
 
 // Twips to tenths of a millimetre.
 const double kTwipsToTenths = 0.1763888888888889;
@@ -86,7 +91,17 @@ bool isBlankByte(char c) { return c == ' ' || c == '\t'; }
 }  // namespace
 
 RichTextReader::RichTextReader()
-    : inputLength(0), outLength(0), outCapacity(0), groupDepth(0), skipDepth(0), out(nullptr), callback(nullptr) {}
+    : inputLength(0),
+      outLength(0),
+      outCapacity(0),
+      groupDepth(0),
+      skipDepth(0),
+      codePage(kDefaultCodePage),
+      fallbackLength(1),
+      fallbackLeft(0),
+      highSurrogate(0),
+      out(nullptr),
+      callback(nullptr) {}
 
 RichTextReader::~RichTextReader() { std::free(out); }
 
@@ -119,7 +134,63 @@ bool RichTextReader::store(const char* text, int length, bool notify) {
   return true;
 }
 
+bool RichTextReader::storeCharacter(uint32_t codePoint) {
+  if (codePoint == 0) return true;  // a byte its code page leaves undefined
+  if (codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF)) codePoint = 0xFFFD;
+  char bytes[4];
+  int length;
+  if (codePoint < 0x80) {
+    bytes[0] = static_cast<char>(codePoint);
+    length = 1;
+  } else if (codePoint < 0x800) {
+    bytes[0] = static_cast<char>(0xC0 | (codePoint >> 6));
+    bytes[1] = static_cast<char>(0x80 | (codePoint & 0x3F));
+    length = 2;
+  } else if (codePoint < 0x10000) {
+    bytes[0] = static_cast<char>(0xE0 | (codePoint >> 12));
+    bytes[1] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
+    bytes[2] = static_cast<char>(0x80 | (codePoint & 0x3F));
+    length = 3;
+  } else {
+    bytes[0] = static_cast<char>(0xF0 | (codePoint >> 18));
+    bytes[1] = static_cast<char>(0x80 | ((codePoint >> 12) & 0x3F));
+    bytes[2] = static_cast<char>(0x80 | ((codePoint >> 6) & 0x3F));
+    bytes[3] = static_cast<char>(0x80 | (codePoint & 0x3F));
+    length = 4;
+  }
+  return store(bytes, length, true);
+}
+
+bool RichTextReader::unicodeCharacter(const char* number) {
+  // RTF writes numbers as signed 16-bit values: -4064 is U+F020.
+  long value = leadingNumber(number);
+  if (value < 0) value += 65536;
+  fallbackLeft = fallbackLength;
+  uint32_t codePoint = static_cast<uint32_t>(value);
+  // A character beyond U+FFFF comes as two halves, each with its fallback.
+  if (codePoint >= 0xD800 && codePoint <= 0xDBFF) {
+    highSurrogate = codePoint;
+    return true;
+  }
+  if (codePoint >= 0xDC00 && codePoint <= 0xDFFF && highSurrogate) {
+    codePoint = 0x10000 + ((highSurrogate - 0xD800) << 10) + (codePoint - 0xDC00);
+  }
+  highSurrogate = 0;
+  return storeCharacter(codePoint);
+}
+
 bool RichTextReader::keyword(const char* word, bool useEscapes) {
+  // The characters of the text beyond ASCII, and how they are written.
+  if (startsWith(word, "ansicpg")) {
+    codePage = leadingNumber(word + 7);
+    return true;
+  }
+  if (word[0] == 'u' && word[1] == 'c' && isDigit(word[2])) {
+    fallbackLength = leadingNumber(word + 2);
+    return true;
+  }
+  if (word[0] == 'u' && (isDigit(word[1]) || word[1] == '-')) return unicodeCharacter(word + 1);
+
   if (startsWith(word, "tab")) return store("\t", 1, true);
   if (startsWith(word, "endash")) return store("-", 1, true);
   if (startsWith(word, "pard")) {
@@ -176,6 +247,10 @@ const char* RichTextReader::convert(const char* data, int mode, int wrapWidth) {
   outLength = 0;
   groupDepth = 0;
   skipDepth = 0;
+  codePage = kDefaultCodePage;
+  fallbackLength = 1;
+  fallbackLeft = 0;
+  highSurrogate = 0;
   outCapacity = 1000 + static_cast<int>(1.1 * inputLength);
   out = static_cast<char*>(std::malloc(static_cast<size_t>(outCapacity)));
   if (!out) {
@@ -189,6 +264,22 @@ const char* RichTextReader::convert(const char* data, int mode, int wrapWidth) {
   int i = 0;
   while (ok && i < inputLength) {
     char c = data[i];
+    // The characters that stand in for a \uN are passed over: a plain
+    // character or a \'xx counts one; any other word or a brace ends them.
+    if (fallbackLeft > 0 && c != 10 && c != 13) {
+      if (c == '\\' && data[i + 1] == '\'') {
+        i += 2;
+        for (int n = 0; n < 2 && i < inputLength; n++) i++;
+        fallbackLeft--;
+        continue;
+      }
+      if (c != '\\' && c != '{' && c != '}') {
+        i++;
+        fallbackLeft--;
+        continue;
+      }
+      fallbackLeft = 0;
+    }
     if (c == '\\') {
       char next = data[i + 1];  // the terminator at worst
       if (next == '\\' || next == '{' || next == '}') {
@@ -203,14 +294,14 @@ const char* RichTextReader::convert(const char* data, int mode, int wrapWidth) {
         if (wordLength > kMaxWordLength) wordLength = kMaxWordLength;
         std::memcpy(word, data + i + 1, static_cast<size_t>(wordLength));
         word[wordLength] = 0;
-        ok = keyword(word, useEscapes);
+        // A data group is passed over whole: its words mean nothing to the text.
+        if (skipDepth == 0) ok = keyword(word, useEscapes);
         i = end;
       } else if (next == '\'') {
         int value = 0;
         int digits = i + 2;
         for (int n = 0; n < 2 && digits < inputLength; n++, digits++) value = value * 16 + hexValue(data[digits]);
-        if (value == 0xA9) ok = store("(c)", 3, true);
-        if (value == 0xAE) ok = store("(r)", 3, true);
+        ok = storeCharacter(codePageCharacter(codePage, static_cast<unsigned char>(value)));
         i = digits;
       } else if (next == '_') {
         ok = store("-", 1, true);

@@ -3,18 +3,26 @@
 // RichTextCallback that rebuilds the styles in a text control.
 //
 // It is not a full RTF parser. It knows nineteen keywords, by prefix, and
-// drops the text of the groups that hold data rather than text (font and
-// colour tables, stylesheets, document properties, pictures, and every
-// group marked as one to pass over); the text of other nested groups, which
-// word processors use for runs of formatted text, is read. Keywords act at
-// every depth; no group restores the formatting of its parent. The
-// only failures are null input, unbalanced braces and a failed allocation;
-// they give null, with no message.
+// passes over the groups that hold data rather than text (font and colour
+// tables, stylesheets, document properties, pictures, and every group
+// marked as one to pass over) whole, their words included: a colour table's
+// \blue0 is no bold. The text of other nested groups, which word processors
+// use for runs of formatted text, is read; keywords act at every depth
+// there, and no group restores the formatting of its parent.
+//
+// Characters beyond ASCII come out as UTF-8: a \'xx byte in the document's
+// code page (\ansicpg, 1252 when the document names none), a \uN in
+// Unicode, whose \ucN fallback characters (one by default) are passed over.
+//
+// The only failures are null input, unbalanced braces and a failed
+// allocation; they give null, with no message.
 //
 // The text convert() returns belongs to the reader and lives until the next
 // convert() or the reader's end. One conversion at a time.
 #ifndef QLUX_FRONTENDS_CONSOLE_RICH_TEXT_H_
 #define QLUX_FRONTENDS_CONSOLE_RICH_TEXT_H_
+
+#include <cstdint>
 
 // Receives the text and its formatting as the reader finds them.
 class RichTextCallback {
@@ -62,6 +70,11 @@ class RichTextReader {
   bool grow(int needed);
   // Acts on one control word. False only when storing failed.
   bool keyword(const char* word, bool useEscapes);
+  // Stores the UTF-8 form of a character of the text; U+FFFD for a code
+  // point that isn't one.
+  bool storeCharacter(uint32_t codePoint);
+  // The \uN of a word "uN": its character, then the fallback to pass over.
+  bool unicodeCharacter(const char* number);
   // Wraps and justifies `out` into a new buffer at `width` columns.
   bool wrap(int width);
   bool wrapLine(const char* line, int length, int width);
@@ -71,6 +84,10 @@ class RichTextReader {
   int outCapacity;
   int groupDepth;
   int skipDepth;  // depth of the data group being passed over; 0 for none
+  int codePage;   // of the \'xx bytes: \ansicpg, 1252 by default
+  int fallbackLength;   // characters behind a \uN that stand in for it (\ucN)
+  int fallbackLeft;     // of those, still to pass over
+  uint32_t highSurrogate;  // the first half of a character beyond U+FFFF, or 0
   char* out;
   RichTextCallback* callback;
 };

@@ -27,6 +27,12 @@ class RecordingCallback : public RichTextCallback {
   std::string calls;
 };
 
+int countOf(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) count++;
+  return count;
+}
+
 std::string callsFor(const char* rtf) {
   RecordingCallback callback;
   RichTextReader reader;
@@ -42,8 +48,9 @@ TEST(RichTextTest, PlainText) {
                          "{\\info{\\title T}}c}"));
   // Source line ends are no text; escaped braces and backslashes are.
   EXPECT_EQ("a{b}\\c-x y", plain("{\\rtf1 a\r\n\\{b\\}\\\\c\\_x\\~y\\*}"));
-  // Of the hexadecimal characters only two are known.
-  EXPECT_EQ("(c) 2024 (r)ab", plain("{\\rtf1 \\'a9 2024 \\'AE\\'e4a\\'zzb}"));
+  // Bytes are characters of the code page (1252 unless named); digits that
+  // aren't hexadecimal count as 0, which is no character.
+  EXPECT_EQ("\u00a9 2024 \u00ae\u00e4\u20ac" "ab", plain("{\\rtf1 \\'a9 2024 \\'AE\\'e4\\'80a\\'zzb}"));
   // A control word swallows one blank; one that means nothing vanishes,
   // whatever its length.
   EXPECT_EQ(
@@ -163,12 +170,11 @@ TEST(RichTextTest, AWordProcessorsDocument) {
       "Please read this agreement carefully before installing the software. By installing, copying or "
       "otherwise using the software you agree to be bound by the terms below.\n"
       "1. Grant. You may install and use one copy of the software on any number of computers that you own.\n"
-      "2. Restrictions. You may not rent, lease or lend the software; (c) 2024 Example Works  all rights "
-      "reserved(r).\n"
-      "3. As is: the software comes without warranty of any kind.\n",
+      "2. Restrictions. You may not rent, lease or lend the software; \u00a9 2024 Example Works \u2013 all rights "
+      "reserved\u00ae.\n"
+      "3. \u201c" "As is\u201d: the software comes without warranty of any kind.\n",
       plain(kLicenceDocument));
-  // Justified at 46 columns; the dropped dash leaves a double blank, which
-  // stays as it is, at a line's end too.
+  // Justified at 46 columns, counting characters, not bytes.
   EXPECT_EQ(
       "Licence Agreement\n"
       "Please read  this agreement  carefully  before\n"
@@ -179,12 +185,60 @@ TEST(RichTextTest, AWordProcessorsDocument) {
       "the software on any  number of computers  that\n"
       "you own.\n"
       "2. Restrictions. You  may not  rent, lease  or\n"
-      "lend the  software; (c)  2024 Example  Works  \n"
-      "all rights reserved(r).\n"
-      "3. As is: the software comes without  warranty\n"
-      "of any kind.\n"
+      "lend the software; \u00a9 2024 Example Works \u2013  all\n"
+      "rights reserved\u00ae.\n"
+      "3.  \u201c" "As  is\u201d:   the  software  comes   without\n"
+      "warranty of any kind.\n"
       "\n",
       plain(kLicenceDocument, 46));
+  // The tables and the stylesheet (whose words are colours, fonts, the bold
+  // heading style) set no style: only the runs of text do.
+  EXPECT_EQ(std::string::npos, callsFor(kLicenceDocument).find("Licence Agreement <style0+>"));
+  std::string calls = callsFor(kLicenceDocument);
+  EXPECT_EQ(2, countOf(calls, "<style0+>")) << calls;  // the heading's paragraph, and "1. Grant."
+  EXPECT_EQ(1, countOf(calls, "<style1+>")) << calls;  // "2. Restrictions."
+}
+
+// A German and a French licence as Writer saves them (shortened): the
+// colour table and the stylesheet as it writes them, letters beyond ASCII
+// as \uN with the code page's byte behind it as the fallback.
+const char kGermanFrench[] = R"doc({\rtf1\ansi\ansicpg1252\deff3\adeflang1025
+{\fonttbl{\f0\froman\fprq2\fcharset0 Times New Roman;}{\f3\froman\fprq2\fcharset0 Liberation Serif{\*\falt Times New Roman};}}
+{\colortbl;\red0\green0\blue0;\red0\green0\blue255;\red29\green79\blue145;}
+{\stylesheet{\s0\snext0\rtlch\af6\afs24\alang1081 \ltrch\lang1031\langfe2052\hich\af3\loch\cf0\f3\fs24 Standard;}
+{\s1\sbasedon15\snext16\rtlch\af6\afs36\ab \ltrch\hich\af4\loch\keepn\f4\fs36\b \u220\'dcberschrift 1;}
+{\s18\sbasedon0\snext18\rtlch\af6\afs24\ai \ltrch\loch\fs24\i L\u233\'e9gende;}
+}{\*\generator LibreOffice/7.4.7.2$Linux_X86_64 LibreOffice_project/40$Build-2}{\info{\creatim\yr2026\mo11\dy24\hr8\min12}}\deftab709
+\pard\plain \s16\loch\sl276\slmult1\sb0\sa140\qj\ltrpar{\loch
+Lizenzgeb\u252\'fchr f\u252\'fcr Gro\u223\'dfkunden: 0 \u8364\'80.}
+\par \pard\plain \s16\loch\sl276\slmult1\sb0\sa140\ql\ltrpar{\loch
+Qlux Demo est fourni \u171\'ab\u160\'a0tel quel\u160\'a0\u187\'bb, un \u339\'9cuvre de d\u233\'e9monstration \u8212? \u192\'c0 vous.}
+\par })doc";
+
+TEST(RichTextTest, LettersOfGermanAndFrenchLicencesComeThroughAsUnicode) {
+  EXPECT_EQ(
+      "Lizenzgeb\u00fchr f\u00fcr Gro\u00dfkunden: 0 \u20ac.\n"
+      "Qlux Demo est fourni \u00ab\u00a0tel quel\u00a0\u00bb, un \u0153uvre de d\u00e9monstration \u2014 "
+      "\u00c0 vous.\n",
+      plain(kGermanFrench));
+  // No style comes from the tables or the stylesheet, and each letter
+  // reaches the callback whole.
+  std::string calls = callsFor(kGermanFrench);
+  EXPECT_EQ(std::string::npos, calls.find("<style")) << calls;
+  EXPECT_NE(std::string::npos, calls.find(" \u00fc h r ")) << calls;
+}
+
+TEST(RichTextTest, CodePagesFallbacksAndCharactersBeyondTheFirstPlane) {
+  // Czech in code page 1250: the same bytes mean other letters.
+  EXPECT_EQ("\u010de\u0161tina \u00e8", plain("{\\rtf1\\ansi\\ansicpg1250 \\'e8e\\'9atina {\\ansicpg1252 \\'e8}}"));
+  // \ucN says how many characters stand in for each \uN; a brace or a word
+  // ends them early.
+  EXPECT_EQ("\u00fcber", plain("{\\rtf1\\uc2 \\u252\\'fc\\'fcber}"));
+  EXPECT_EQ("\u00fcx", plain("{\\rtf1\\uc0\\u252 x}"));
+  EXPECT_EQ("\u00fc{b}", plain("{\\rtf1\\uc3\\u252 a\\{b\\}}"));
+  // Negative numbers are the upper half of the 16-bit range; a character
+  // beyond U+FFFF comes in two halves; a lone half is no character.
+  EXPECT_EQ("\uf020 \U0001F600 \ufffd", plain("{\\rtf1 \\u-4064? \\u-10179?\\u-8704? \\u-8704?}"));
 }
 
 }  // namespace

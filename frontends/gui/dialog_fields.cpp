@@ -107,7 +107,7 @@ void DialogField::writeVariableNamed(const char* name, const char* value) {
 }
 
 bool DialogField::conditionHolds() {
-  return !record.condition[0] || !frame->exchange || frame->exchange->evaluateCondition(record.condition) > 0;
+  return !record.condition[0] || !frame->exchange || frame->exchange->evaluateCondition(record.condition) != 0;
 }
 
 int DialogField::rowStart(int y) {
@@ -383,7 +383,7 @@ void RadioButtonsField::build(int x, int* y, int* id, bool show) {
   if (record.enable[0] && frame->exchange) {
     std::vector<std::string> conditions = splitAt(record.enable, '|');
     for (size_t i = 0; i < conditions.size() && static_cast<int>(i) < optionCount; i++) {
-      if (frame->exchange->evaluateCondition(conditions[i].c_str()) <= 0) {
+      if (frame->exchange->evaluateCondition(conditions[i].c_str()) == 0) {
         radios[i]->Enable(false);
         optionEnabled[i] = false;
       }

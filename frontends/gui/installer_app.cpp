@@ -28,6 +28,18 @@ int measureSystemTextWidth() {
   return width;
 }
 
+double scaleToFit(double preferred, int unitsWidth, int unitsHeight, int availableWidth, int availableHeight) {
+  const double kSmallest = 0.25;
+  double scale = preferred;
+  if (unitsWidth > 0 && availableWidth > 0 && unitsWidth * scale > availableWidth) {
+    scale = static_cast<double>(availableWidth) / unitsWidth;
+  }
+  if (unitsHeight > 0 && availableHeight > 0 && unitsHeight * scale > availableHeight) {
+    scale = static_cast<double>(availableHeight) / unitsHeight;
+  }
+  return scale < kSmallest ? kSmallest : scale;
+}
+
 bool InstallerApp::OnInit() {
   if (!ui->startupErrorText().empty()) {
     wxMessageBox(wxString::FromUTF8(ui->startupErrorText().c_str()),

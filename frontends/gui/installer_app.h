@@ -28,6 +28,11 @@ double scaleForTextWidth(int width);
 // Measures the test string in the system's default GUI font. Needs a
 // running toolkit.
 int measureSystemTextWidth();
+// The page scale at which a page of `unitsWidth` by `unitsHeight` template
+// units fits into `availableWidth` by `availableHeight` pixels: `preferred`
+// (the font's scale), or less where the page would not fit on the screen
+// with it, so that no button lies out of reach. Never below 0.25.
+double scaleToFit(double preferred, int unitsWidth, int unitsHeight, int availableWidth, int availableHeight);
 
 class InstallerApp : public wxApp {
  public:

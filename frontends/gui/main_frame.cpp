@@ -1,14 +1,17 @@
 #include "frontends/gui/main_frame.h"
 
 #include <wx/accel.h>
+#include <wx/iconbndl.h>
 #include <wx/listctrl.h>
 #include <wx/msgdlg.h>
 #include <wx/settings.h>
+#include <wx/textctrl.h>
 
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "foundation/files.h"
 #include "foundation/text.h"
@@ -22,6 +25,9 @@ namespace {
 
 // The frame asks the engine about the page at most this often.
 const long kIdleInterval = 1000;
+
+// Above this page scale, pictures are taken in their large ("@2x") form.
+const double kLargePictureScale = 1.2;
 
 // The keys of the task icons, in the order of the task states.
 const char* const kTaskIconKeys[] = {"icon_not_started", "icon_current", "icon_good_finish", "icon_bad_finish",
@@ -41,31 +47,44 @@ MainFrame::MainFrame(WxGUI* ownerUi, InstallExchangeInfo* engine)
       exchange(engine),
       icon(nullptr),
       taskIcons(nullptr),
+      taskIconDensity(1),
       panel(nullptr),
       timer(this, kTimerId),
       scaleWeights(nullptr),
       hasTheme(engine && engine->hasColourTheme()),
+      textScale(uiScale),
+      appliedUnitsWidth(-1),
+      appliedUnitsHeight(-1),
+      laidOutWidth(-1),
+      laidOutHeight(-1),
       closing(false) {
   char title[400] = "";
   if (exchange) exchange->getWindowTitle(title, sizeof title);
   int current = exchange ? exchange->getCurrentDialog() : 0;
-  int width = exchange ? static_cast<int>(exchange->getDialogWidth(current) * uiScale) : 0;
-  int height = exchange ? static_cast<int>(exchange->getDialogHeight(current) * uiScale) : 0;
   Create(nullptr, wxID_ANY, wxString::FromUTF8(title), wxDefaultPosition, wxDefaultSize,
-         wxMINIMIZE_BOX | wxCLOSE_BOX | wxSYSTEM_MENU | wxCAPTION | wxCLIP_CHILDREN);
-  SetClientSize(width > 0 ? width : 1, height > 0 ? height : 1);
+         wxDEFAULT_FRAME_STYLE | wxCLIP_CHILDREN);
 
   wxFont font = wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT);
   SetFont(font);
   panel = new wxPanel(this, wxID_ANY, wxDefaultPosition, GetClientSize(), wxTAB_TRAVERSAL | wxBORDER_NONE);
   panel->SetFont(font);
+  if (exchange) applyDialogSize(current);
   textHeight = panel->GetTextExtent(kFontTestString).GetHeight();
 
   wxImage appIcon = loadImageByKey("AppIcon");
   if (appIcon.IsOk()) {
     icon = new wxIcon();
     icon->CopyFromBitmap(wxBitmap(appIcon));
-    SetIcon(*icon);
+    // Both sizes, where there are two: the system picks the one that suits
+    // the place it draws the icon in.
+    wxIconBundle icons(*icon);
+    wxImage large = loadImageByKey("AppIcon@2x");
+    if (large.IsOk()) {
+      wxIcon second;
+      second.CopyFromBitmap(wxBitmap(large));
+      icons.AddIcon(second);
+    }
+    SetIcons(icons);
   }
   loadTaskIcons();
 
@@ -80,6 +99,7 @@ MainFrame::MainFrame(WxGUI* ownerUi, InstallExchangeInfo* engine)
   Bind(wxEVT_ACTIVATE, &MainFrame::onActivate, this);
   Bind(wxEVT_IDLE, &MainFrame::onIdle, this);
   Bind(wxEVT_CLOSE_WINDOW, &MainFrame::onClose, this);
+  Bind(wxEVT_SIZE, &MainFrame::onSize, this);
   Bind(wxEVT_NAVIGATION_KEY, &MainFrame::onNavigation, this);
   panel->Bind(wxEVT_NAVIGATION_KEY, &MainFrame::onNavigation, this);
   Bind(wxEVT_MENU, &MainFrame::onCommand, this);
@@ -91,10 +111,11 @@ MainFrame::MainFrame(WxGUI* ownerUi, InstallExchangeInfo* engine)
   timer.Start(1000);
   idleWatch.Start();
 
-  if (hasTheme) {
-    wxAcceleratorEntry enter(wxACCEL_NORMAL, WXK_RETURN, kEnterKeyId);
-    SetAcceleratorTable(wxAcceleratorTable(1, &enter));
-  }
+  // Escape cancels on every page; with a theme the self-drawn buttons also
+  // need Enter (the page builder adds their access keys).
+  std::vector<wxAcceleratorEntry> keys = {wxAcceleratorEntry(wxACCEL_NORMAL, WXK_ESCAPE, kEscapeKeyId)};
+  if (hasTheme) keys.push_back(wxAcceleratorEntry(wxACCEL_NORMAL, WXK_RETURN, kEnterKeyId));
+  SetAcceleratorTable(wxAcceleratorTable(static_cast<int>(keys.size()), keys.data()));
 
   if (ui) ui->frame = this;
   if (exchange) exchange->enterDialog(current, ui);
@@ -112,16 +133,46 @@ MainFrame::~MainFrame() {
 
 void MainFrame::loadTaskIcons() {
   taskIcons = new std::vector<wxImage>();
-  for (const char* key : kTaskIconKeys) {
-    wxImage image = loadImageByKey(key);
-    if (!image.IsOk()) {
-      // No icon data: the list goes without icons.
-      delete taskIcons;
-      taskIcons = nullptr;
-      return;
+  // The large forms only when all five have one, so that the icons match.
+  for (int density : {2, 1}) {
+    if (density == 2 && uiScale <= kLargePictureScale) continue;
+    taskIcons->clear();
+    taskIconDensity = density;
+    for (const char* key : kTaskIconKeys) {
+      std::string name = std::string(key) + (density == 2 ? "@2x" : "");
+      wxImage image = loadImageByKey(name.c_str());
+      if (!image.IsOk()) break;
+      taskIcons->push_back(image);
     }
-    taskIcons->push_back(image);
+    if (taskIcons->size() == sizeof kTaskIconKeys / sizeof kTaskIconKeys[0]) return;
   }
+  // No icon data: the list goes without icons.
+  delete taskIcons;
+  taskIcons = nullptr;
+  taskIconDensity = 1;
+}
+
+double MainFrame::deviceScale() {
+#ifdef __WXGTK__
+  double scale = GetContentScaleFactor();
+  return scale >= 1.0 ? scale : 1.0;
+#else
+  // Windows places windows in device pixels: uiScale covers its scaling.
+  return 1.0;
+#endif
+}
+
+wxImage MainFrame::loadPicture(const char* key, int* density) {
+  *density = 1;
+  if (!key || !*key) return wxImage();
+  if (uiScale * deviceScale() > kLargePictureScale) {
+    wxImage large = loadImageByKey((std::string(key) + "@2x").c_str());
+    if (large.IsOk()) {
+      *density = 2;
+      return large;
+    }
+  }
+  return loadImageByKey(key);
 }
 
 wxImage MainFrame::loadImageByKey(const char* key) {
@@ -177,6 +228,11 @@ void MainFrame::onCommand(wxCommandEvent& event) {
     onAlt();
     return;
   }
+  if (id == kEscapeKeyId) {
+    // The engine asks through confirmCancel, as for a Cancel button.
+    if (exchange && !closing) exchange->runAction(ui, "Cancel");
+    return;
+  }
   for (auto& entry : fieldEvents) {
     if (entry.first == id) {
       entry.second->activate(id);
@@ -212,6 +268,10 @@ void MainFrame::onButton(int id) {
   }
   PageButton* button = findButton(id);
   if (!button || !windowEnabled(button->window)) return;
+  // The work runs inside this handler's caller and lets events through; a
+  // button that moves the wizard must not start a second step inside it,
+  // whatever the template's buttons say (the engine refuses it as well).
+  if ((button->flags & kButtonShift) && exchange->getUiState() == kUiWorking) return;
   // The engine may rebuild the page below; keep what is needed.
   int flags = button->flags;
   int shift = button->shift;
@@ -271,16 +331,59 @@ void MainFrame::onAlt() {
 
 bool MainFrame::confirmCancel() {
   if (!exchange) return true;
+  bool removal = ui && ui->isUninstall;
   if (exchange->getUiState() == kUiWorking) {
-    wxMessageBox("The installation is running and can not be aborted!", "Cancel information", wxOK, this);
+    wxMessageBox(removal ? "The removal is running and can not be aborted!"
+                         : "The installation is running and can not be aborted!",
+                 "Cancel information", wxOK, this);
     return false;
   }
   char product[200] = "";
   exchange->getProductName(product, sizeof product);
-  wxString text = "This will cancel the installation of\n";
+  // Before any work, leaving cancels; once work has run, leaving keeps what
+  // was done, and the question says so.
+  bool afterWork = exchange->hasWorkRun();
+  wxString text;
+  if (!afterWork) text = removal ? "This will cancel the removal of\n" : "This will cancel the installation of\n";
+  if (afterWork) text = removal ? "This will close the removal of\n" : "This will close the setup of\n";
   text += wxString::FromUTF8(product);
+  if (!afterWork) text += removal ? "\nNothing has been removed yet." : "";
+  if (afterWork) text += removal ? "\nWhat has been removed stays removed." : "\nWhat has been done is kept.";
   text += "\nAre you sure?";
-  return wxMessageBox(text, "Cancel confirmation", wxYES_NO | wxICON_INFORMATION, this) == wxYES;
+  // No is the default: a stray Return must not end the wizard.
+  return wxMessageBox(text, afterWork ? "Close confirmation" : "Cancel confirmation",
+                      wxYES_NO | wxNO_DEFAULT | wxICON_INFORMATION, this) == wxYES;
+}
+
+void MainFrame::updateStepButtons(int state) {
+  if (!exchange) return;
+  bool working = state == kUiWorking;
+  bool backLeadsSomewhere = !working && exchange->canGoBack();
+  bool defaultCameOn = false;
+  for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
+    for (PageButton& button : *list) {
+      if (!(button.flags & kButtonShift) || !button.window) continue;
+      bool enable;
+      if (button.shift < 0 && !backLeadsSomewhere) {
+        enable = false;
+      } else if (working) {
+        enable = false;
+      } else if (button.flags & kButtonDisableable) {
+        enable = state == kUiWaiting;  // as enableButtons left it
+      } else {
+        enable = true;
+      }
+      bool was = windowEnabled(button.window);
+      if (was != enable) enableWindow(button.window, enable);
+      if (enable && !was && button.id == defaultButtonId) defaultCameOn = true;
+    }
+  }
+  if (!defaultCameOn || !IsActive()) return;
+  wxWindow* focused = wxWindow::FindFocus();
+  wxTextCtrl* typing = dynamic_cast<wxTextCtrl*>(focused);
+  if (typing && typing->IsEditable() && typing->IsEnabled()) return;
+  PageButton* button = findButton(defaultButtonId);
+  if (button && button->window && button->window->IsShown()) button->window->SetFocus();
 }
 
 void MainFrame::closeFrame() {
@@ -336,6 +439,19 @@ void MainFrame::onClose(wxCloseEvent& event) {
   closeFrame();
 }
 
+void MainFrame::onSize(wxSizeEvent& event) {
+  event.Skip();
+  if (!panel || closing) return;
+  int width = 0;
+  int height = 0;
+  GetClientSize(&width, &height);
+  if (width < 1 || height < 1) return;
+  panel->SetSize(0, 0, width, height);
+  // Only a page that stands, placed for another size, is placed anew.
+  if (laidOutWidth < 0 || (width == laidOutWidth && height == laidOutHeight)) return;
+  relayoutPage();
+}
+
 void MainFrame::onNavigation(wxNavigationKeyEvent& event) {
   navigateForward = event.GetDirection();
   event.Skip();
@@ -345,6 +461,9 @@ void MainFrame::setTaskState(const char* taskName, const char* text, int state) 
   PageControl* control = findControl("TaskList");
   wxListCtrl* list = control ? dynamic_cast<wxListCtrl*>(control->window) : nullptr;
   if (!list) return;
+  // A step whose ShowCondition has come true since (a failure step after a
+  // failure) joins the list before its state is shown.
+  syncTaskRows(list);
   for (size_t row = 0; row < tasks.size(); row++) {
     if (QUtils::compareNoCase(tasks[row].name.c_str(), taskName) != 0) continue;
     TaskRow& task = tasks[row];

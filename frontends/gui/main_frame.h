@@ -1,14 +1,15 @@
-// MainFrame: the one window of a graphical run. A fixed-size frame with one
-// panel, on which every dialog of the template is built as a page: the
-// dialog's buttons, static controls and fields, and over them the current
+// MainFrame: the one window of a graphical run. A frame with one panel, on
+// which every dialog of the template is built as a page: the dialog's
+// buttons, static controls and fields, and over them the current
 // sub-dialog's own three lists. The frame owns those lists and their
 // windows; the records they were made from belong to the engine and are not
-// kept.
+// kept. The frame takes the size of its dialog, shrunk to fit the screen,
+// and the user may resize it: the page is then placed anew.
 //
-// The frame takes clicks, the Enter and Alt keys and the close box to the
-// engine, polls the engine's conditions about once a second from the idle
-// handler and a one-second timer, and destroys itself once the engine says
-// the run is cancelled or finished, which ends the event loop.
+// The frame takes clicks, the Enter, Escape and Alt keys and the close box
+// to the engine, polls the engine's conditions about once a second from the
+// idle handler and a one-second timer, and destroys itself once the engine
+// says the run is cancelled or finished, which ends the event loop.
 //
 // Page building (coordinates, buttons, controls, pictures, fields) lives in
 // page_builder.cpp; the window's own life and events here.
@@ -32,6 +33,7 @@
 
 class WxGUI;
 class DialogField;
+class wxListCtrl;
 
 // Control ids of a page.
 const int kDialogButtonIds = 100;
@@ -41,6 +43,7 @@ const int kDialogControlIds = 300;
 const int kSubDialogControlIds = 350;
 const int kEnterKeyId = 400;
 const int kAltKeyId = 401;
+const int kEscapeKeyId = 402;
 const int kTimerId = 403;
 const int kStartCommandId = 405;
 
@@ -58,16 +61,24 @@ PageRect placeRect(int x, int y, int w, int h, int hAlign, int vAlign, int clien
 // The template's value `v` in pixels at the process's uiScale, truncated.
 int scaled(int v);
 
+// The template's numbers of an element or a button, before placing.
+struct PageUnits {
+  int x = 0, y = 0, w = 0, h = 0;
+};
+
 // One static element of a page.
 struct PageControl {
   wxImage picture;  // of an Image or a SlideShow; not IsOk otherwise
+  double pictureScale = 1.0;  // device pixels of `picture` for a window pixel
   int id = 0;
   int kind = 0;
+  PageUnits units;
   int x = 0, y = 0, w = 0, h = 0;
   wxWindow* window = nullptr;
   std::string name;
   std::string condition;
   int hAlign = 0, vAlign = 0;
+  std::string text;  // a Text element's whole label, before it is fitted
 };
 
 // One button of a page.
@@ -75,6 +86,7 @@ struct PageButton {
   int id = 0;
   wxWindow* window = nullptr;
   int flags = 0;
+  PageUnits units;
   int x = 0, y = 0, w = 0, h = 0;
   int hAlign = 0, vAlign = 0;
   std::string label;
@@ -106,6 +118,11 @@ class MainFrame : public wxFrame {
   // Asks whether the user really wants to cancel; refuses while the engine
   // is working.
   bool confirmCancel();
+  // Enables the buttons that move the wizard for the UI `state`: none while
+  // work runs, and a Back button only where a step back leads to a page that
+  // can be entered again. A default button that comes back on takes the
+  // focus, unless the user is typing in a text box.
+  void updateStepButtons(int state);
   void setTaskState(const char* taskName, const char* text, int state);
   // The text colour of a task row in `state`.
   wxColour taskColour(int state);
@@ -116,6 +133,14 @@ class MainFrame : public wxFrame {
   // An image by file key: from the installed files in an action-log run,
   // else from the package. Not IsOk when there is none.
   wxImage loadImageByKey(const char* key);
+  // The picture of `key` for the page scale: where pages are drawn at more
+  // than 1.2 times their size and a picture "KEY@2x" exists, that one, with
+  // `*density` 2 (it holds two pixels for each pixel of the 1x picture);
+  // else the picture of `key` with `*density` 1.
+  wxImage loadPicture(const char* key, int* density);
+  // Device pixels for a pixel of the window: 2 on a GTK screen scaled by
+  // GDK_SCALE=2, else 1.
+  double deviceScale();
   // The button of `id` in either list, or null.
   PageButton* findButton(int id);
   // Whether a page window takes input; the self-drawn buttons keep their
@@ -126,8 +151,21 @@ class MainFrame : public wxFrame {
   // --- page building (page_builder.cpp)
   // The client size, or the last good one while the frame reports none.
   void clientSize(int* width, int* height);
-  // Sizes the frame for `dialog` at the page scale.
+  // Sizes the frame for `dialog`: at the font's scale, or at a smaller one
+  // where that page would not fit the display's work area (uiScale follows).
+  // A dialog of the size of the one before keeps the frame as it is, which
+  // the user may have resized.
   void applyDialogSize(int dialog);
+  // The work area of the display the frame is on.
+  wxRect workArea();
+  // Moves the frame back into `area` where it sticks out.
+  void keepOnScreen(const wxRect& area);
+  // Places the page's buttons, controls and fields anew for the present
+  // client size, after the user resized the frame.
+  void relayoutPage();
+  // Makes Tab follow the page: its inputs in reading order (rows from the
+  // top, in a row from the left), then the buttons at its foot.
+  void orderTabs();
   void showDialogPage(int dialog);
   void showSubDialogPage(int dialog, int subDialog);
   void buildButtons(int dialog, int subDialog, std::vector<PageButton>& list, int firstId);
@@ -137,7 +175,19 @@ class MainFrame : public wxFrame {
   void makeControl(ELEMENTINFO* element, PageControl& control);
   // Makes the window of a picture control at its placed position.
   void showPicture(PageControl& control);
+  // Wraps a Text control's label to its box, with an ellipsis and the whole
+  // text as tool tip where the box is too small.
+  void fitTextLabel(PageControl& control);
   void buildTaskList(ELEMENTINFO* element, PageControl& control);
+  // The rows of the current dialog's tasks whose ShowCondition holds now;
+  // a row already shown keeps its text and state.
+  std::vector<TaskRow> visibleTaskRows();
+  // Puts `tasks` into the list control, replacing its rows.
+  void fillTaskList(wxListCtrl* list);
+  // Brings the rows in line with the ShowConditions of the moment: a step
+  // that can now happen joins the list at its place, one that no longer can
+  // leaves it.
+  void syncTaskRows(wxListCtrl* list);
   void showPageControls(std::vector<PageControl>& list, bool visible);
   void updateControlConditions();
   void retainControl(const char* name);
@@ -167,6 +217,7 @@ class MainFrame : public wxFrame {
   InstallExchangeInfo* exchange;
   wxIcon* icon;
   std::vector<wxImage>* taskIcons;
+  int taskIconDensity;  // pixels of the icons for a pixel of their 1x form
   wxPanel* panel;
   wxTimer timer;
   std::vector<TaskRow> tasks;
@@ -180,12 +231,20 @@ class MainFrame : public wxFrame {
   std::vector<PageButton> subDialogButtons;
   SCALEWEIGHTS* scaleWeights;
   bool hasTheme;
+  // The scale the font asks for; uiScale is lower where a page must shrink
+  // to fit the screen.
+  double textScale;
+  // The template size of the dialog the frame was last sized for.
+  int appliedUnitsWidth, appliedUnitsHeight;
+  // The client size the page's windows were placed for.
+  int laidOutWidth, laidOutHeight;
 
  private:
   void onTimer(wxTimerEvent& event);
   void onIdle(wxIdleEvent& event);
   void onActivate(wxActivateEvent& event);
   void onClose(wxCloseEvent& event);
+  void onSize(wxSizeEvent& event);
   void onNavigation(wxNavigationKeyEvent& event);
   void onCommand(wxCommandEvent& event);
   void onFieldEvent(wxCommandEvent& event);

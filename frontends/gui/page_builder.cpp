@@ -2,6 +2,8 @@
 // static controls, pictures, the task list, retained controls and the
 // frame's side of the fields.
 #include <wx/button.h>
+#include <wx/dcclient.h>
+#include <wx/display.h>
 #include <wx/gauge.h>
 #include <wx/imaglist.h>
 #include <wx/listctrl.h>
@@ -12,6 +14,7 @@
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -25,6 +28,7 @@
 #include "frontends/gui/installer_app.h"
 #include "frontends/gui/main_frame.h"
 #include "frontends/gui/rtf_callback.h"
+#include "frontends/gui/text_fit.h"
 #include "frontends/gui/wx_gui.h"
 
 namespace {
@@ -40,8 +44,33 @@ int scaleBy(int v, double scale) { return static_cast<int>(static_cast<double>(v
 
 // True when `condition` is empty or the engine says it holds.
 bool holds(InstallExchangeInfo* exchange, const std::string& condition) {
-  return condition.empty() || exchange->evaluateCondition(condition.c_str()) > 0;
+  return condition.empty() || exchange->evaluateCondition(condition.c_str()) != 0;
 }
+
+// The box of a Text element: it clips its label and never takes the focus,
+// so that Tab passes over it to the next input.
+class TextBox : public wxPanel {
+ public:
+  TextBox(wxWindow* parent, int id, const wxPoint& position, const wxSize& size)
+      : wxPanel(parent, id, position, size, wxBORDER_NONE) {}
+  bool AcceptsFocus() const override { return false; }
+  bool AcceptsFocusFromKeyboard() const override { return false; }
+};
+
+// Measures lines in the font of a label window.
+class LabelMeasure : public TextMeasure {
+ public:
+  explicit LabelMeasure(wxWindow* label) : dc(label) { dc.SetFont(label->GetFont()); }
+  int width(const std::string& line) override { return dc.GetTextExtent(wxString::FromUTF8(line)).GetWidth(); }
+  int height(int lines) override {
+    wxString block = "Ag";
+    for (int i = 1; i < lines; i++) block += "\nAg";
+    return dc.GetMultiLineTextExtent(block).GetHeight();
+  }
+
+ private:
+  wxClientDC dc;
+};
 
 void destroyWindows(std::vector<PageControl>& list) {
   for (PageControl& control : list)
@@ -112,15 +141,125 @@ void MainFrame::clientSize(int* width, int* height) {
 
 void MainFrame::applyDialogSize(int dialog) {
   if (!exchange) return;
-  int width = static_cast<int>(exchange->getDialogWidth(dialog) * uiScale);
-  int height = static_cast<int>(exchange->getDialogHeight(dialog) * uiScale);
-  if (width < 1 || height < 1) return;
+  int unitsWidth = exchange->getDialogWidth(dialog);
+  int unitsHeight = exchange->getDialogHeight(dialog);
+  if (unitsWidth < 1 || unitsHeight < 1) return;
+  if (unitsWidth == appliedUnitsWidth && unitsHeight == appliedUnitsHeight) return;
+  appliedUnitsWidth = unitsWidth;
+  appliedUnitsHeight = unitsHeight;
+  wxRect area = workArea();
+  wxSize decoration = GetSize() - GetClientSize();
+  uiScale = scaleToFit(textScale, unitsWidth, unitsHeight, area.width - std::max(0, decoration.x),
+                       area.height - std::max(0, decoration.y));
+  int width = scaled(unitsWidth);
+  int height = scaled(unitsHeight);
+  // Smaller than this the fixed parts of a page (pictures, the task list)
+  // would run into each other.
+  SetMinClientSize(wxSize(width * 3 / 5, height * 3 / 5));
   SetClientSize(width, height);
   if (panel) panel->SetSize(0, 0, width, height);
+  keepOnScreen(area);
+}
+
+wxRect MainFrame::workArea() {
+  int display = wxDisplay::GetFromWindow(this);
+  return wxDisplay(display == wxNOT_FOUND ? 0 : static_cast<unsigned>(display)).GetClientArea();
+}
+
+void MainFrame::keepOnScreen(const wxRect& area) {
+  wxRect frame = GetRect();
+  int x = std::max(area.x, std::min(frame.x, area.x + area.width - frame.width));
+  int y = std::max(area.y, std::min(frame.y, area.y + area.height - frame.height));
+  if (x != frame.x || y != frame.y) Move(x, y);
+}
+
+void MainFrame::relayoutPage() {
+  if (!exchange) return;
+  int width = 0;
+  int height = 0;
+  clientSize(&width, &height);
+  laidOutWidth = width;
+  laidOutHeight = height;
+  for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
+    for (PageButton& button : *list) {
+      PageRect rect = placeRect(button.units.x, button.units.y, button.units.w, button.units.h, button.hAlign,
+                                button.vAlign, width, height, uiScale);
+      button.x = rect.x;
+      button.y = rect.y;
+      button.w = rect.w;
+      button.h = rect.h;
+      if (button.window) button.window->SetSize(rect.x, rect.y, rect.w, rect.h);
+    }
+  }
+  for (std::vector<PageControl>* list : {&dialogControls, &subDialogControls, &retainedControls}) {
+    for (PageControl& control : *list) {
+      PageRect rect = placeRect(control.units.x, control.units.y, control.units.w, control.units.h, control.hAlign,
+                                control.vAlign, width, height, uiScale);
+      control.x = rect.x;
+      control.y = rect.y;
+      control.w = rect.w;
+      control.h = rect.h;
+      if (!control.window) continue;
+      if (control.picture.IsOk()) {
+        // A picture keeps its size; only its place in the rectangle moves.
+        bool shown = control.window->IsShown();
+        control.window->Destroy();
+        control.window = nullptr;
+        showPicture(control);
+        if (control.window) control.window->Show(shown);
+        continue;
+      }
+      control.window->SetSize(rect.x, rect.y, rect.w, rect.h);
+      if (control.kind == kElementText) fitTextLabel(control);
+      wxListCtrl* taskList = control.kind == kElementTaskLB ? dynamic_cast<wxListCtrl*>(control.window) : nullptr;
+      if (taskList) taskList->SetColumnWidth(0, rect.w - 1);
+    }
+  }
+  // Fields place their windows once, when they are built: they are built
+  // anew, with the values the user has given so far.
+  int dialog = exchange->getCurrentDialog();
+  int subDialog = exchange->getCurrentSubDialog();
+  storeFieldList(dialogFields);
+  buildFields(dialog, -1, dialogFields);
+  loadFieldList(dialogFields);
+  if (subDialog >= 0) {
+    storeFieldList(subDialogFields);
+    buildFields(dialog, subDialog, subDialogFields);
+    loadFieldList(subDialogFields);
+  }
+  if (ui) ui->refreshDialog(dialog, subDialog, kRefreshConditions | kRefreshFields, true);
+  orderTabs();
+  Refresh();
+}
+
+void MainFrame::orderTabs() {
+  if (!panel) return;
+  std::vector<wxWindow*> buttons;
+  for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
+    for (PageButton& button : *list)
+      if (button.window) buttons.push_back(button.window);
+  }
+  std::vector<wxWindow*> windows;
+  for (wxWindowList::compatibility_iterator node = panel->GetChildren().GetFirst(); node; node = node->GetNext()) {
+    windows.push_back(node->GetData());
+  }
+  auto isButton = [&buttons](wxWindow* window) {
+    return std::find(buttons.begin(), buttons.end(), window) != buttons.end();
+  };
+  std::stable_sort(windows.begin(), windows.end(), [&isButton](wxWindow* a, wxWindow* b) {
+    bool buttonA = isButton(a);
+    bool buttonB = isButton(b);
+    if (buttonA != buttonB) return buttonB;
+    wxPoint pa = a->GetPosition();
+    wxPoint pb = b->GetPosition();
+    return pa.y != pb.y ? pa.y < pb.y : pa.x < pb.x;
+  });
+  for (size_t i = 1; i < windows.size(); i++) windows[i]->MoveAfterInTabOrder(windows[i - 1]);
 }
 
 void MainFrame::showDialogPage(int dialog) {
   applyDialogSize(dialog);
+  clientSize(&laidOutWidth, &laidOutHeight);
   focusControl = nullptr;
   buildButtons(dialog, -1, dialogButtons, kDialogButtonIds);
   buildControls(dialog, -1, dialogControls, kDialogControlIds);
@@ -132,6 +271,7 @@ void MainFrame::showDialogPage(int dialog) {
     ui->updateButtons(dialog, -1);
     ui->bindProgressControls();
   }
+  orderTabs();
 }
 
 void MainFrame::showSubDialogPage(int dialog, int subDialog) {
@@ -146,6 +286,7 @@ void MainFrame::showSubDialogPage(int dialog, int subDialog) {
     ui->updateButtons(dialog, subDialog);
     ui->bindProgressControls();
   }
+  orderTabs();
 }
 
 void MainFrame::buildButtons(int dialog, int subDialog, std::vector<PageButton>& list, int firstId) {
@@ -161,6 +302,7 @@ void MainFrame::buildButtons(int dialog, int subDialog, std::vector<PageButton>&
     BUTTONINFO* record = exchange->getButton(dialog, i, subDialog);
     if (!record) continue;
     PageButton button;
+    button.units = {record->x, record->y, record->w, record->h};
     PageRect rect = placeRect(record->x, record->y, record->w, record->h, record->hAlign, record->vAlign, width,
                               height, uiScale);
     button.id = id++;
@@ -208,6 +350,7 @@ void MainFrame::buildAccelerators() {
     }
   }
   entries.push_back(wxAcceleratorEntry(wxACCEL_NORMAL, WXK_RETURN, kEnterKeyId));
+  entries.push_back(wxAcceleratorEntry(wxACCEL_NORMAL, WXK_ESCAPE, kEscapeKeyId));
   entries.push_back(wxAcceleratorEntry(wxACCEL_ALT, WXK_ALT, kAltKeyId));
   SetAcceleratorTable(wxAcceleratorTable(static_cast<int>(entries.size()), entries.data()));
 }
@@ -242,6 +385,9 @@ void MainFrame::buildControls(int dialog, int subDialog, std::vector<PageControl
     }
     if (kept) {
       kept->condition = element->condition;
+      kept->units = {element->x, element->y, element->w, element->h};
+      kept->hAlign = element->hAlign;
+      kept->vAlign = element->vAlign;
       kept->x = rect.x;
       kept->y = rect.y;
       kept->w = rect.w;
@@ -252,6 +398,7 @@ void MainFrame::buildControls(int dialog, int subDialog, std::vector<PageControl
     PageControl control;
     control.id = id++;
     control.kind = element->type;
+    control.units = {element->x, element->y, element->w, element->h};
     control.x = rect.x;
     control.y = rect.y;
     control.w = rect.w;
@@ -272,12 +419,13 @@ void MainFrame::makeControl(ELEMENTINFO* element, PageControl& control) {
   const char* text = element->text.getText() ? element->text.getText() : "";
   switch (element->type) {
     case kElementText: {
-      wxPanel* box = new wxPanel(panel, control.id, position, size, wxTAB_TRAVERSAL | wxBORDER_NONE);
+      TextBox* box = new TextBox(panel, control.id, position, size);
       box->Hide();
-      std::string label;
-      for (const char* p = text; *p; p++)
-        if (*p != '\r') label.push_back(*p);
-      wxStaticText* child = new wxStaticText(box, wxID_ANY, wxString::FromUTF8(label.c_str()));
+      // Lines break at the line feeds and where the box's width ends.
+      std::string label = ui ? ui->labelText(text) : std::string(text);
+      label.erase(std::remove(label.begin(), label.end(), '\r'), label.end());
+      control.text = label;
+      wxStaticText* child = new wxStaticText(box, wxID_ANY, wxEmptyString);
       if (hasTheme && element->foreground != kNoColour) {
         child->SetOwnForegroundColour(colourFromNumber(element->foreground));
       }
@@ -304,15 +452,19 @@ void MainFrame::makeControl(ELEMENTINFO* element, PageControl& control) {
         }
         key = std::string(element->name) + std::to_string(draw);
       }
-      uint32_t dataSize = 0;
-      QUtils::RefArray<unsigned char> data = exchange->getFileData(key.c_str(), &dataSize);
-      if (data.isNull() || dataSize == 0) break;
-      wxImage image = decodeImage(data.get(), dataSize);
+      // From the package, or in an uninstallation from the installed files.
+      int density = 1;
+      wxImage image = loadPicture(key.c_str(), &density);
       if (!image.IsOk() || image.GetWidth() < 1 || image.GetHeight() < 1) break;
-      int targetWidth = scaled(image.GetWidth());
-      int targetHeight = scaled(image.GetHeight());
+      int targetWidth = scaled(image.GetWidth() / density);
+      int targetHeight = scaled(image.GetHeight() / density);
       if (control.w > 0 && targetWidth > control.w) targetWidth = control.w;
       if (control.h > 0 && targetHeight > control.h) targetHeight = control.h;
+      // On a screen with more device pixels than window units (GDK_SCALE)
+      // the picture gets those pixels, and the bitmap says so.
+      control.pictureScale = deviceScale();
+      targetWidth = static_cast<int>(targetWidth * control.pictureScale + 0.5);
+      targetHeight = static_cast<int>(targetHeight * control.pictureScale + 0.5);
       if (std::abs(targetWidth - image.GetWidth()) >= 3 || std::abs(targetHeight - image.GetHeight()) >= 3) {
         wxImage resized = resampleImage(&scaleWeights, image, targetWidth, targetHeight);
         if (resized.IsOk()) image = resized;
@@ -384,12 +536,34 @@ void MainFrame::makeControl(ELEMENTINFO* element, PageControl& control) {
     }
   }
   control.window = window;
+  if (element->type == kElementText) fitTextLabel(control);
+}
+
+void MainFrame::fitTextLabel(PageControl& control) {
+  wxWindow* box = control.window;
+  if (!box || box->GetChildren().IsEmpty()) return;
+  wxStaticText* label = dynamic_cast<wxStaticText*>(box->GetChildren().GetFirst()->GetData());
+  if (!label) return;
+  LabelMeasure measure(label);
+  bool cut = false;
+  std::string fitted = fitText(control.text, control.w, control.h, measure, &cut);
+  // As text, not markup: a "&" in the template is shown as it stands.
+  label->SetLabelText(wxString::FromUTF8(fitted));
+  label->SetSize(label->GetBestSize());
+  wxString whole = wxString::FromUTF8(control.text);
+  if (cut) {
+    label->SetToolTip(whole);
+    box->SetToolTip(whole);
+  } else {
+    label->UnsetToolTip();
+    box->UnsetToolTip();
+  }
 }
 
 void MainFrame::showPicture(PageControl& control) {
   if (control.window || !control.picture.IsOk()) return;
-  int pictureWidth = control.picture.GetWidth();
-  int pictureHeight = control.picture.GetHeight();
+  int pictureWidth = static_cast<int>(control.picture.GetWidth() / control.pictureScale + 0.5);
+  int pictureHeight = static_cast<int>(control.picture.GetHeight() / control.pictureScale + 0.5);
   int x = control.x;
   int y = control.y;
   if (x >= 0 && y >= 0 && pictureWidth < control.w && pictureHeight < control.h) {
@@ -398,8 +572,8 @@ void MainFrame::showPicture(PageControl& control) {
     if (control.hAlign == kAlignCenter) x += (control.w - pictureWidth) / 2;
     if (control.hAlign == kAlignRight) x = x - pictureWidth + control.w - 1;
   }
-  control.window = new wxStaticBitmap(panel, control.id, wxBitmap(control.picture), wxPoint(x, y),
-                                      wxSize(pictureWidth, pictureHeight));
+  control.window = new wxStaticBitmap(panel, control.id, wxBitmap(control.picture, -1, control.pictureScale),
+                                      wxPoint(x, y), wxSize(pictureWidth, pictureHeight));
 }
 
 void MainFrame::buildTaskList(ELEMENTINFO* element, PageControl& control) {
@@ -425,20 +599,7 @@ void MainFrame::buildTaskList(ELEMENTINFO* element, PageControl& control) {
   list->Bind(wxEVT_LEAVE_WINDOW, ignore);
   if (element->background != kNoColour) list->SetBackgroundColour(colourFromNumber(element->background));
 
-  tasks.clear();
-  int dialog = exchange->getCurrentDialog();
-  int count = exchange->getTaskCount(dialog);
-  for (int i = 0; i < count; i++) {
-    TASKINFO* task = exchange->getTask(dialog, i);
-    if (!task) continue;
-    if (task->showCondition[0] && exchange->evaluateCondition(task->showCondition) <= 0) continue;
-    TaskRow row;
-    row.name = task->name;
-    row.text = task->unreachedLabel[0] ? task->unreachedLabel : task->currentLabel;
-    row.state = task->enableCondition[0] && exchange->evaluateCondition(task->enableCondition) <= 0 ? kTaskInactive
-                                                                                                    : task->state;
-    tasks.push_back(row);
-  }
+  tasks = visibleTaskRows();
 
   int iconWidth = 0;
   int iconHeight = 0;
@@ -462,8 +623,11 @@ void MainFrame::buildTaskList(ELEMENTINFO* element, PageControl& control) {
   if (hasTheme && element->background != kNoColour) background = colourFromNumber(element->background);
 
   if (taskIcons && !taskIcons->empty()) {
-    int width = iconWidth > 0 ? scaled(iconWidth) : (*taskIcons)[0].GetWidth();
-    int height = iconHeight > 0 ? scaled(iconHeight) : (*taskIcons)[0].GetHeight();
+    const wxImage& first = (*taskIcons)[0];
+    int ownWidth = taskIconDensity > 1 ? scaled(first.GetWidth() / taskIconDensity) : first.GetWidth();
+    int ownHeight = taskIconDensity > 1 ? scaled(first.GetHeight() / taskIconDensity) : first.GetHeight();
+    int width = iconWidth > 0 ? scaled(iconWidth) : ownWidth;
+    int height = iconHeight > 0 ? scaled(iconHeight) : ownHeight;
     wxImageList* images = new wxImageList(width, height, false);
     for (const wxImage& icon : *taskIcons) {
       wxImage picture = icon;
@@ -490,12 +654,53 @@ void MainFrame::buildTaskList(ELEMENTINFO* element, PageControl& control) {
     list->AssignImageList(images, wxIMAGE_LIST_SMALL);
   }
   list->InsertColumn(0, wxEmptyString, wxLIST_FORMAT_LEFT, control.w - 1);
+  fillTaskList(list);
+  control.window = list;
+}
+
+std::vector<TaskRow> MainFrame::visibleTaskRows() {
+  std::vector<TaskRow> rows;
+  int dialog = exchange->getCurrentDialog();
+  int count = exchange->getTaskCount(dialog);
+  for (int i = 0; i < count; i++) {
+    TASKINFO* task = exchange->getTask(dialog, i);
+    if (!task) continue;
+    if (task->showCondition[0] && exchange->evaluateCondition(task->showCondition) == 0) continue;
+    TaskRow row;
+    row.name = task->name;
+    row.state = task->enableCondition[0] && exchange->evaluateCondition(task->enableCondition) == 0 ? kTaskInactive
+                                                                                                    : task->state;
+    // The label that goes with the state the task has reached.
+    const char* label = task->currentLabel;
+    if ((row.state == kTaskNotStarted || row.state == kTaskInactive) && task->unreachedLabel[0]) {
+      label = task->unreachedLabel;
+    }
+    if ((row.state == kTaskDone || row.state == kTaskFailed) && task->finishLabel[0]) label = task->finishLabel;
+    row.text = label;
+    for (const TaskRow& shown : tasks) {
+      if (QUtils::compareNoCase(shown.name.c_str(), row.name.c_str()) == 0) row = shown;
+    }
+    rows.push_back(row);
+  }
+  return rows;
+}
+
+void MainFrame::fillTaskList(wxListCtrl* list) {
+  list->DeleteAllItems();
   for (size_t i = 0; i < tasks.size(); i++) {
     long item = list->InsertItem(static_cast<long>(i), wxString::FromUTF8(tasks[i].text.c_str()),
                                  taskIcons ? tasks[i].state : -1);
     list->SetItemTextColour(item, taskColour(tasks[i].state));
   }
-  control.window = list;
+}
+
+void MainFrame::syncTaskRows(wxListCtrl* list) {
+  std::vector<TaskRow> rows = visibleTaskRows();
+  bool same = rows.size() == tasks.size();
+  for (size_t i = 0; same && i < rows.size(); i++) same = rows[i].name == tasks[i].name;
+  if (same) return;
+  tasks = rows;
+  fillTaskList(list);
 }
 
 void MainFrame::showPageControls(std::vector<PageControl>& list, bool visible) {

@@ -1,6 +1,9 @@
 #include <wx/gauge.h>
 #include <wx/listctrl.h>
+#include <wx/checkbox.h>
 #include <wx/stattext.h>
+#include <wx/textctrl.h>
+#include <wx/tooltip.h>
 
 #include "frontends/gui/custom_controls.h"
 #include "frontends/gui/page_test_support.h"
@@ -104,6 +107,90 @@ PAGE_TEST(TaskListShowsTheTasksAndTheirStates) {
   ui.setTaskState("second", "Second done", kTaskDone);
   EXPECT_EQ("Second done", list->GetItemText(1));
   EXPECT_EQ(kTaskDone, frame->tasks[1].state);
+
+  // A step that becomes possible (a failure step after a failure) joins the
+  // list when its state is next shown; the rows before it keep theirs.
+  engine.setVariable("SHOWALL", "1");
+  ui.setTaskState("Hidden", "Now", kTaskCurrent);
+  ASSERT_EQ(3, list->GetItemCount());
+  EXPECT_EQ("Second done", list->GetItemText(1));
+  EXPECT_EQ("Now", list->GetItemText(2));
+  engine.setVariable("SHOWALL", "0");
+  ui.setTaskState("First", "First step", kTaskDone);
+  EXPECT_EQ(2, list->GetItemCount());
+}
+
+PAGE_TEST(AConditionInErrorCountsAsTrueAsOnTheConsole) {
+  // "((" can't be evaluated (-1): the engine and the console take that as
+  // true, and so does the window, for every kind of condition.
+  open(R"(<Dialogs><Frame w="750" h="521" Special="HasSubDialogs">
+    <Text Name="Note" x="200" y="10" w="-10" h="20" Condition="((">shown</Text>
+    <TaskLB Name="TaskList" x="10" y="10" w="180" h="-60"/>
+    <Button Name="Next" x="100" y="50" HAlign="right" VAlign="bottom" Condition="((">Next</Button>
+    <TaskList><First CurrentLabel="First" ShowCondition="(("/><Second CurrentLabel="Second" EnableCondition="(("/>
+    </TaskList>
+    <SubDialogs><First/><Second/></SubDialogs>
+  </Frame></Dialogs>)");
+  EXPECT_EQ(-1, engine.evaluateCondition("(("));
+  EXPECT_TRUE(control("Note")->window->IsShown());
+  EXPECT_TRUE(frame->dialogButtons[0].window->IsShown());
+  ASSERT_EQ(2u, frame->tasks.size());
+  EXPECT_EQ(kTaskNotStarted, frame->tasks[1].state) << "not inactive";
+  ui.refreshDialog(0, -1, kRefreshButtons | kRefreshConditions, false);
+  EXPECT_TRUE(control("Note")->window->IsShown());
+  EXPECT_TRUE(frame->dialogButtons[0].window->IsShown());
+}
+
+PAGE_TEST(TextsWrapInTheirBoxAndShowAnEllipsisWhereTheyDoNotFit) {
+  open(R"(<Dialogs><Welcome w="750" h="521">
+    <Text Name="Fits" x="10" y="10" w="200" h="200">Qlux Demo Enterprise Edition for Distributed Teams and Large Organisations 2026</Text>
+    <Text Name="Cut" x="10" y="300" w="200" h="20">Qlux Demo Enterprise Edition for Distributed Teams and Large Organisations 2026</Text>
+    <Text Name="Named" x="300" y="10" w="-10" h="20">Into [TARGET] &amp; more</Text>
+  </Welcome></Dialogs>)",
+       {{"TARGET", "/opt/Qlux"}});
+  auto label = [this](const char* name) {
+    return dynamic_cast<wxStaticText*>(control(name)->window->GetChildren().GetFirst()->GetData());
+  };
+  wxString wrapped = label("Fits")->GetLabelText();
+  EXPECT_GT(wrapped.Freq('\n'), 0) << "the long name goes on another line";
+  wrapped.Replace("\n", " ");
+  EXPECT_EQ("Qlux Demo Enterprise Edition for Distributed Teams and Large Organisations 2026", wrapped)
+      << "no word is cut or lost";
+  EXPECT_EQ(nullptr, label("Fits")->GetToolTip());
+  EXPECT_LE(label("Fits")->GetSize().GetWidth(), 200);
+
+  wxString cut = label("Cut")->GetLabelText();
+  EXPECT_EQ(0, cut.Freq('\n')) << "one line fits";
+  EXPECT_TRUE(cut.EndsWith(wxString::FromUTF8("\xe2\x80\xa6")));
+  ASSERT_NE(nullptr, label("Cut")->GetToolTip());
+  EXPECT_EQ("Qlux Demo Enterprise Edition for Distributed Teams and Large Organisations 2026",
+            label("Cut")->GetToolTip()->GetTip());
+
+  EXPECT_EQ("Into /opt/Qlux & more", label("Named")->GetLabelText()) << "variables, and '&' as it stands";
+}
+
+PAGE_TEST(TabGoesThroughTheInputsInReadingOrderThenTheButtons) {
+  open(R"(<Dialogs><Options w="750" h="521">
+    <Button Name="Next" x="100" y="50" HAlign="right" VAlign="bottom">Next</Button>
+    <Button Name="Cancel" x="20" y="50" VAlign="bottom">Cancel</Button>
+    <Text Name="Intro" x="200" y="10" w="-10" h="30">Choose</Text>
+    <Field Type="Directory" Label="Folder" x="200" y="50" w="-10">TARGET</Field>
+    <Field Type="CheckBox" Label="Samples" x="200" y="120">SAMPLES</Field>
+  </Options></Dialogs>)",
+       {{"TARGET", "/opt/x"}, {"SAMPLES", "1"}});
+  EXPECT_FALSE(control("Intro")->window->AcceptsFocusFromKeyboard()) << "a text is no Tab stop";
+  std::vector<wxWindow*> stops;
+  for (wxWindowList::compatibility_iterator node = frame->panel->GetChildren().GetFirst(); node;
+       node = node->GetNext()) {
+    if (node->GetData()->AcceptsFocusFromKeyboard()) stops.push_back(node->GetData());
+  }
+  // The folder box, its browse button, the check box, then Cancel (left)
+  // and Next (right).
+  ASSERT_EQ(5u, stops.size());
+  EXPECT_NE(nullptr, dynamic_cast<wxTextCtrl*>(stops[0]));
+  EXPECT_NE(nullptr, dynamic_cast<wxCheckBox*>(stops[2]));
+  EXPECT_EQ(frame->dialogButtons[1].window, stops[3]);
+  EXPECT_EQ(frame->dialogButtons[0].window, stops[4]);
 }
 
 PAGE_TEST(RetainedControlKeepsItsWindowAndFollowsTheNewElement) {

@@ -36,9 +36,9 @@ void wxRTFCallback::setTextColour(const wxColour& colour) {
 void wxRTFCallback::flush() {
   if (pendingText.empty()) return;
   if (control) {
-    wxString text(pendingText.c_str(), *wxConvCurrent);
-    // Bytes that aren't text in the current encoding are taken as Latin-1,
-    // the usual single-byte page of RTF documents, rather than dropped.
+    // The reader gives UTF-8. Bytes that aren't (a document that holds
+    // raw bytes of its code page) are taken as Latin-1 rather than dropped.
+    wxString text = wxString::FromUTF8(pendingText.c_str());
     if (text.empty()) text = wxString(pendingText.c_str(), wxConvISO8859_1);
     // The caret is already at the end: only this callback writes while the
     // control is hidden. Moving it would reset the style stack's default

@@ -100,6 +100,7 @@ void WxGUI::updateButtons(int dialog, int subDialog) {
   if (state == kUiWaiting || state == kUiWorking || state == kUiConditionFailed || state == kUiFieldInvalid) {
     enableButtons(state == kUiWaiting);
   }
+  if (frame) frame->updateStepButtons(state);
 }
 
 void WxGUI::refreshDialog(int dialog, int subDialog, int flags, bool restoreFocus) {
@@ -128,7 +129,7 @@ void WxGUI::refreshDialog(int dialog, int subDialog, int flags, bool restoreFocu
     for (std::vector<PageButton>* list : {&frame->dialogButtons, &frame->subDialogButtons}) {
       for (PageButton& button : *list) {
         if (button.condition.empty() || !button.window) continue;
-        button.window->Show(exchange->evaluateCondition(button.condition.c_str()) > 0);
+        button.window->Show(exchange->evaluateCondition(button.condition.c_str()) != 0);
       }
     }
   }

@@ -14,6 +14,15 @@ TEST(UiScale, OnlyAWiderFontEnlargesThePage) {
   EXPECT_NEAR(2.0, scaleForTextWidth(474), 1e-9);
 }
 
+TEST(UiScale, APageThatWouldNotFitTheScreenIsDrawnSmaller) {
+  // A font twice as wide on a 1280 by 900 screen: 760 by 520 units fit at
+  // 1280 / 760, not at 2.
+  EXPECT_NEAR(1280.0 / 760, scaleToFit(2.0, 760, 520, 1280, 900), 1e-9);
+  EXPECT_NEAR(640.0 / 760, scaleToFit(1.0, 760, 520, 640, 450), 1e-9);
+  EXPECT_DOUBLE_EQ(1.6, scaleToFit(1.6, 760, 520, 1920, 1080)) << "room enough: the font's scale";
+  EXPECT_DOUBLE_EQ(0.25, scaleToFit(1.0, 760, 520, 10, 10));
+}
+
 const char kProgressPage[] = R"(<Dialogs>
   <Copy w="750" h="521">
     <Text Name="Destination" x="20" y="10" w="-10" h="20"/>
@@ -88,6 +97,56 @@ PAGE_TEST(ButtonsFollowTheUiState) {
   ui.refreshDialog(0, -1, kRefreshButtons, false);
   EXPECT_TRUE(MainFrame::windowEnabled(next));
   EXPECT_TRUE(frame->dialogButtons[1].window->IsShown());
+}
+
+const char kTwoPages[] = R"(<Dialogs>
+  <Welcome w="400" h="300">
+    <Button Name="Next" x="100" y="50" HAlign="right" VAlign="bottom">Next</Button>
+  </Welcome>
+  <Options w="400" h="300">
+    <Button Name="Next" x="100" y="50" HAlign="right" VAlign="bottom" Disableable="1">Next</Button>
+    <Button Name="Back" x="190" y="50" HAlign="right" VAlign="bottom">Back</Button>
+    <Button Name="Cancel" x="20" y="50" VAlign="bottom">Cancel</Button>
+  </Options>
+  <RegisterApplication w="400" h="300">
+    <Button Name="Back" x="190" y="50" HAlign="right" VAlign="bottom">Back</Button>
+  </RegisterApplication>
+</Dialogs>)";
+
+PAGE_TEST(NoButtonMovesTheWizardWhileWorkRunsNorBackIntoWorkDone) {
+  open(kTwoPages);
+  EXPECT_FALSE(engine.canGoBack());
+  frame->onButton(kDialogButtonIds);
+  ASSERT_EQ(1, engine.currentDialog);
+  PageButton* next = &frame->dialogButtons[0];
+  PageButton* back = &frame->dialogButtons[1];
+  EXPECT_TRUE(MainFrame::windowEnabled(back->window));
+
+  // While work runs (its events come through pumpEvents), neither Next nor
+  // Back does anything, and both are off; Cancel stays, to say why not.
+  engine.setUiState(kUiWorking);
+  ui.updateButtons(1, -1);
+  EXPECT_FALSE(MainFrame::windowEnabled(next->window));
+  EXPECT_FALSE(MainFrame::windowEnabled(back->window));
+  EXPECT_TRUE(MainFrame::windowEnabled(frame->dialogButtons[2].window));
+  MainFrame::enableWindow(back->window, true);  // as if a click came in first
+  frame->onButton(back->id);
+  frame->onButton(next->id);
+  EXPECT_EQ(1, engine.currentDialog);
+  engine.setUiState(kUiWaiting);
+  ui.updateButtons(1, -1);
+  EXPECT_TRUE(MainFrame::windowEnabled(next->window));
+  EXPECT_TRUE(MainFrame::windowEnabled(back->window));
+
+  // Behind a page whose work has run, Back is off and goes nowhere.
+  frame->onButton(next->id);
+  ASSERT_EQ(2, engine.currentDialog);
+  EXPECT_TRUE(engine.hasWorkRun());
+  back = &frame->dialogButtons[0];
+  EXPECT_FALSE(MainFrame::windowEnabled(back->window));
+  MainFrame::enableWindow(back->window, true);
+  frame->onButton(back->id);
+  EXPECT_EQ(2, engine.currentDialog);
 }
 
 }  // namespace
