@@ -1,33 +1,37 @@
 #!/usr/bin/env bash
 # screenshots.sh DIR: pictures of every page of the demo's wizard window.
 # Installs what it needs (scripts/setup.sh), builds the native programs,
-# packs examples/demo twice, with the plain template and with the themed
-# one (install-themed.xml), and installs each through the window on a
-# private X server (Xvfb). Every installation runs in a fresh sandbox:
-# QLUX_ROOT and TMPDIR point into one temporary directory, removed at the
-# end. The window is driven page by page with Return presses (the page's
-# default button); each page is saved once it has settled, as
-# DIR/plain-01-welcome.png, DIR/themed-01-welcome.png and so on, named
+# packs examples/demo three times, with the plain template, the themed one
+# (install-themed.xml) and the German long-text variant
+# (tests/data/german/demo.sed: an 80-character product name, German texts
+# and licence), and installs each through the window on a private X server
+# (Xvfb). Every installation runs in a fresh sandbox: QLUX_ROOT and TMPDIR
+# point into one temporary directory, removed at the end. The window is
+# driven page by page with Return presses (the page's default button); each
+# page is saved once it has settled, as DIR/plain-01-welcome.png,
+# DIR/themed-01-welcome.png, DIR/german-01-welcome.png and so on, named
 # after the page that the installer's debug log says it shows. On the
 # options page the Destination folder box is emptied, which the wizard
 # refuses (the box takes the theme's invalid colours and Next goes grey):
-# that is DIR/plain-02b-options-invalid.png; the path is then typed back
+# that is DIR/plain-03b-options-invalid.png; the path is then typed back
 # and Next clicked. Then the registered uninstall command removes each
 # installation through its window, pictured as
-# DIR/plain-uninstall-01-....png and so on. One more installation of each
-# variant, whose program sleeps while the copy page waits for it with a
-# moving progress bar, gives DIR/plain-03b-copy.png.
+# DIR/plain-uninstall-01-confirm.png (the first page, which says what goes)
+# and so on. One more installation of the plain and the themed variant,
+# whose program sleeps while the copy page waits for it with a moving
+# progress bar, gives DIR/plain-03c-copy.png; and one of the plain variant
+# into a folder where a file stands in the way of the documentation gives
+# DIR/plain-failed-NN-....png, among them the page that names what failed
+# (badfinish) and the last page after the installation was undone.
 #
 # The Windows program (built in build-win/ with the toolkit from the cache
 # of scripts/build-win-deps.sh) is pictured the same way under Wine, in a
 # fresh prefix in the sandbox: DIR/win-plain-01-welcome.png and so on, the
-# removal as DIR/win-plain-uninstall-NN-....png, the copy page as
-# DIR/win-plain-04b-copy.png. There the licence page waits for Next, so
-# that the licence is pictured in its rich text control
-# (DIR/win-plain-02-licence.png); in the demo it goes on by itself. Then
-# tests/windows_gui_test.sh runs in the same prefix and pictures the
-# message box of an installer whose checksum fails as
-# DIR/win-checksum-message.png.
+# German variant as DIR/win-german-...., the removal as
+# DIR/win-plain-uninstall-NN-....png, the copy page as
+# DIR/win-plain-03c-copy.png. Then tests/windows_gui_test.sh runs in the
+# same prefix and pictures the message box of an installer whose checksum
+# fails as DIR/win-checksum-message.png.
 #
 # Exits 0 only if every installation reached the last page and left the
 # product on disk at the path that was typed back, the empty box disabled
@@ -87,30 +91,30 @@ cleanup() {
 trap cleanup EXIT
 cd "$sandbox"
 
-# pack_variant NAME TEMPLATE: an installer of the demo whose template is
-# TEMPLATE; the copy of the product's files holds it as install.xml, so that
-# the installed copy of the template is the packed one.
+# pack_variant NAME TEMPLATE [LICENCE]: an installer of the demo whose
+# template is TEMPLATE (and whose licence is LICENCE); the copy of the
+# product's files holds it as install.xml, so that the installed copy of the
+# template is the packed one.
 pack_variant() {
   local source="$sandbox/$1-source"
   cp -r "$top/examples/demo" "$source"
   cp "$2" "$source/install.xml"
+  [ -n "${3:-}" ] && cp "$3" "$source/licence.rtf"
   cp "$setup" "$source/qlux-uninstall.exe"
   "$pack" --stub "$setup" --template "$source/install.xml" --source "$source" \
     -o "$sandbox/$1-setup" >/dev/null
 }
 
 # pack_slow NAME TEMPLATE: like pack_variant, but the demo program sleeps
-# first and the installer runs it asynchronously, moving the progress bar
-# while it waits, so that the copy page stays up for some seconds.
+# first; the installer runs it asynchronously, moving the progress bar while
+# it waits, so that the copy page stays up for some seconds.
 pack_slow() {
   local source="$sandbox/$1-slow-source"
   cp -r "$top/examples/demo" "$source"
   cp "$2" "$source/install.xml"
   sed -i '1a sleep 6' "$source/bin/qlux-demo"
-  sed -i 's|<RunProgram Log="Trying the installed program" Wait="1"|& Asynchronous="1" ProgressUpdate="10"|' \
-    "$source/install.xml"
-  if ! grep -q 'Asynchronous="1" ProgressUpdate="10"' "$source/install.xml"; then
-    echo "screenshots: $2 has no RunProgram of the installed program to slow down" >&2
+  if ! grep -q '<RunProgram Log="Trying the installed program" Asynchronous="1"' "$source/install.xml"; then
+    echo "screenshots: $2 does not run the installed program asynchronously" >&2
     return 1
   fi
   cp "$setup" "$source/qlux-uninstall.exe"
@@ -153,11 +157,12 @@ window_open() {
   xdotool getwindowgeometry "$1" >/dev/null 2>&1
 }
 
-# find_window: the id of the wizard's frame, waiting up to ten seconds.
+# find_window [TITLE]: the id of the wizard's frame (the installer's unless
+# TITLE names another), waiting up to ten seconds.
 find_window() {
-  local window=""
+  local window="" title=${1:-Qlux Demo Setup}
   for _ in $(seq 1 100); do
-    window=$(xdotool search --name "Qlux Demo Setup" 2>/dev/null | head -n 1)
+    window=$(xdotool search --name "$title" 2>/dev/null | head -n 1)
     [ -n "$window" ] && break
     sleep 0.1
   done
@@ -189,7 +194,7 @@ same_region() {
 # invalid_input PREFIX WINDOW OPTIONS PATH: on the options page, whose
 # picture is OPTIONS, empties the Destination folder box, the one input
 # that the field refuses, and saves that page as
-# DIR/PREFIX-02b-options-invalid.png; then types PATH back in and clicks
+# DIR/PREFIX-03b-options-invalid.png; then types PATH back in and clicks
 # Next. Fails, without clicking Next, unless the empty box greys Next out
 # (its pixels change), and the box with PATH typed back looks exactly as
 # it did at first: a path typed wrong would install somewhere else.
@@ -207,8 +212,8 @@ invalid_input() {
   xdotool key --window "$window" ctrl+a BackSpace >/dev/null 2>&1
   xdotool mousemove --window "$window" 1 1 >/dev/null 2>&1
   settle "$window" "$shot" || true
-  cp -- "$shot" "$dir/$prefix-02b-options-invalid.png"
-  echo "$prefix: $prefix-02b-options-invalid.png"
+  cp -- "$shot" "$dir/$prefix-03b-options-invalid.png"
+  echo "$prefix: $prefix-03b-options-invalid.png"
   if same_region "$options" "$shot" "$window" "W - 100" "H - 50" 80 30; then
     echo "$prefix: Next looks the same with an empty Destination folder" >&2
     return 1
@@ -315,8 +320,8 @@ shoot() {
     echo "$variant: the installer ended with status $status" >&2
     good=1
   fi
-  if [ "$lastPage" != postinstall ]; then
-    echo "$variant: the last page was \"$lastPage\", not PostInstall" >&2
+  if [ "$lastPage" != finish ]; then
+    echo "$variant: the last page was \"$lastPage\", not Finish" >&2
     good=1
   fi
   if [ ! -x "$product/bin/qlux-demo" ]; then
@@ -345,7 +350,7 @@ shoot() {
   command=$(awk -F'\t' '$1 == "UninstallString" { print $3 }' "$values")
   (export QLUX_ROOT="$root" TMPDIR="$temp-uninstall" && eval "$command -debug=1" </dev/null \
     >"$sandbox/$variant-uninstall.out" 2>&1) || true
-  window=$(find_window)
+  window=$(find_window "Qlux Demo Uninstall")
   if [ -z "$window" ]; then
     echo "$variant: the uninstaller's window did not appear" >&2
     good=1
@@ -393,7 +398,7 @@ copy_page() {
 }
 
 # shoot_copy VARIANT: installs the VARIANT's slow installer and saves the
-# copy page as DIR/VARIANT-03b-copy.png while its progress bar moves.
+# copy page as DIR/VARIANT-03c-copy.png while its progress bar moves.
 # Fails unless that page was up when pictured, and the installation ends
 # well with the product on disk.
 shoot_copy() {
@@ -401,7 +406,7 @@ shoot_copy() {
   local product="$sandbox/$1-slow/root/opt/Qlux Demo" good=0
   mkdir -p "$root/opt" "$root/etc" "$temp"
   printf '%s\n' 'PATH="/usr/bin:/bin"' >"$root/etc/environment"
-  local log="$temp/installer_debug.log" file="$dir/$variant-03b-copy.png"
+  local log="$temp/installer_debug.log" file="$dir/$variant-03c-copy.png"
 
   QLUX_ROOT="$root" TMPDIR="$temp" "$sandbox/$variant-slow-setup" -debug=1 </dev/null \
     >"$sandbox/$variant-slow.out" 2>&1 &
@@ -425,7 +430,7 @@ shoot_copy() {
   fi
   local status=0
   wait "$pid" || status=$?
-  if [ "$status" -ne 0 ] || [ "$(page_name "$log")" != postinstall ]; then
+  if [ "$status" -ne 0 ] || [ "$(page_name "$log")" != finish ]; then
     echo "$variant: the slow installation ended with status $status on \"$(page_name "$log")\"" >&2
     good=1
   fi
@@ -435,6 +440,41 @@ shoot_copy() {
   fi
   if [ "$good" -ne 0 ]; then
     sed "s/^/  $variant: /" "$sandbox/$variant-slow.out" | tail -n 20 >&2
+  fi
+  return "$good"
+}
+
+# shoot_failure VARIANT: installs the VARIANT's installer into a folder
+# where a file stands in the way of the documentation's folder, pictures
+# every page as DIR/VARIANT-failed-NN-PAGE.png (the page that names what
+# failed, then the last page after the installation was undone), and fails
+# unless the run ended on the last page with only that file left.
+shoot_failure() {
+  local variant=$1 root="$sandbox/$1-failed/root" temp="$sandbox/$1-failed/tmp"
+  local product="$sandbox/$1-failed/root/opt/Qlux Demo" good=0 status=0 pid window
+  mkdir -p "$root/etc" "$temp" "$product"
+  printf '%s\n' 'PATH="/usr/bin:/bin"' >"$root/etc/environment"
+  echo "in the way" >"$product/doc"
+  QLUX_ROOT="$root" TMPDIR="$temp" "$sandbox/$variant-setup" -debug=1 </dev/null \
+    >"$sandbox/$variant-failed.out" 2>&1 &
+  pid=$!
+  window=$(find_window)
+  if [ -z "$window" ]; then
+    echo "$variant: the failing installer's window did not appear" >&2
+    good=1
+  elif ! drive_pages "$variant-failed" "$window" "$temp/installer_debug.log"; then
+    good=1
+  fi
+  if kill -0 "$pid" 2>/dev/null; then
+    sleep 2
+    kill "$pid" 2>/dev/null || true
+  fi
+  wait "$pid" || status=$?
+  if ! grep -q 'Setting dialog "BadFinish"' "$temp/installer_debug.log" ||
+    [ "$(page_name "$temp/installer_debug.log")" != finish ] || [ "$(ls -A "$product")" != doc ]; then
+    echo "$variant: the failing installation ended with status $status on" \
+      "\"$(page_name "$temp/installer_debug.log")\", leaving $(ls -A "$product" | tr '\n' ' ')" >&2
+    good=1
   fi
   return "$good"
 }
@@ -450,24 +490,21 @@ runwine() { WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" WINEDEBUG=-all /usr/lib
 # wine_settle: waits until every process of the prefix has ended.
 wine_settle() { WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" timeout 120 /usr/lib/wine/wineserver64 -w; }
 
-# win_pack NAME TEMPLATE [slow]: the Windows installer of the demo with
-# TEMPLATE, as $sandbox/win-NAME-setup.exe. Its default folder lies in the
-# sandbox ($sandbox/win-NAME/Qlux Demo, which Wine shows under Z:). The
-# licence page, which goes on by itself in the demo, waits for Next here,
-# so that the rich text control can be pictured with the licence in it.
-# With "slow", the product's command script first waits until the file
-# $sandbox/win-release exists, and the installer runs it asynchronously,
-# as pack_slow does for the native program (Wine's cmd has no command that
-# sleeps).
+# win_pack NAME TEMPLATE [slow | LICENCE]: the Windows installer of the
+# demo with TEMPLATE (and LICENCE as its licence), as
+# $sandbox/win-NAME-setup.exe. Its default folder lies in the sandbox
+# ($sandbox/win-NAME/Qlux Demo, which Wine shows under Z:). With "slow",
+# the product's command script first waits until the file
+# $sandbox/win-release exists, so that the copy page, where the installer
+# waits for it, stays up (Wine's cmd has no command that sleeps).
 win_pack() {
   local source="$sandbox/win-$1-source" folder release
   folder=$(runwine winepath -w "$sandbox/win-$1" 2>/dev/null | tr -d '\r')
   folder="${folder//\\//}/Qlux Demo"
   cp -r "$top/examples/demo" "$source"
-  sed -e "s|>\$PROGRAMFILES/Qlux Demo<|>$folder<|" -e 's|<Licence Special="AutoNext">|<Licence>|' "$2" \
-    >"$source/install.xml"
-  if ! grep -qF ">$folder<" "$source/install.xml" || grep -q '<Licence Special' "$source/install.xml"; then
-    echo "screenshots: $2 has no default folder or licence page to change" >&2
+  sed -e "s|>\$PROGRAMFILES/Qlux Demo<|>$folder<|" "$2" >"$source/install.xml"
+  if ! grep -qF ">$folder<" "$source/install.xml"; then
+    echo "screenshots: $2 has no default folder to change" >&2
     return 1
   fi
   if [ "${3:-}" = slow ]; then
@@ -475,8 +512,8 @@ win_pack() {
     { head -n 1 "$top/examples/demo/bin/qlux-demo.cmd"
       printf ':wait\r\nif not exist "%s" goto wait\r\n' "$release"
       tail -n +2 "$top/examples/demo/bin/qlux-demo.cmd"; } >"$source/bin/qlux-demo.cmd"
-    sed -i 's|<RunProgram Log="Trying the installed program" Wait="1"|& Asynchronous="1" ProgressUpdate="10"|' \
-      "$source/install.xml"
+  elif [ -n "${3:-}" ]; then
+    cp "$3" "$source/licence.rtf"
   fi
   cp "$win_setup" "$source/qlux-uninstall.exe"
   "$pack" --stub "$win_setup" --template "$source/install.xml" --source "$source" \
@@ -484,11 +521,11 @@ win_pack() {
 }
 
 # win_shoot_copy VARIANT: as shoot_copy, with the slow Windows installer of
-# VARIANT: DIR/win-VARIANT-04b-copy.png while the copy page waits for the
+# VARIANT: DIR/win-VARIANT-03c-copy.png while the copy page waits for the
 # command script. The installation is then removed unattended.
 win_shoot_copy() {
   local variant=$1 product="$sandbox/win-$1-slow/Qlux Demo" good=0 pid window status=0
-  local log="$win_temp/installer_debug.log" file="$dir/win-$1-04b-copy.png"
+  local log="$win_temp/installer_debug.log" file="$dir/win-$1-03c-copy.png"
   rm -f -- "$sandbox/win-release"
   (cd "$sandbox" && runwine "$sandbox/win-$variant-slow-setup.exe" -debug=1 </dev/null \
     >"$sandbox/win-$variant-slow.out" 2>&1) &
@@ -555,14 +592,14 @@ win_shoot() {
   fi
   wait "$pid" || status=$?
   wine_settle || true
-  if [ "$status" -ne 0 ] || [ "$(page_name "$log")" != postinstall ] || [ ! -f "$product/bin/qlux-demo.cmd" ]; then
+  if [ "$status" -ne 0 ] || [ "$(page_name "$log")" != finish ] || [ ! -f "$product/bin/qlux-demo.cmd" ]; then
     echo "win-$variant: ended with status $status on \"$(page_name "$log")\", product: $(ls "$product" 2>&1)" >&2
     sed "s/^/  win-$variant: /" "$sandbox/win-$variant.out" | tail -n 20 >&2
     return 1
   fi
 
   win_uninstall -debug=1 >"$sandbox/win-$variant-uninstall.out" 2>&1
-  window=$(find_window)
+  window=$(find_window "Qlux Demo Uninstall")
   if [ -z "$window" ]; then
     echo "win-$variant: the uninstaller's window did not appear" >&2
     good=1
@@ -577,7 +614,7 @@ win_shoot() {
   return "$good"
 }
 
-# win_all: a fresh prefix, both variants through the Windows window, and
+# win_all: a fresh prefix, the three variants through the Windows window, and
 # the message box of an installer whose checksum fails, pictured by the
 # Windows end-to-end test as DIR/win-checksum-message.png.
 win_all() {
@@ -593,8 +630,10 @@ win_all() {
   win_pack themed "$top/examples/demo/install-themed.xml" || return 1
   win_pack plain-slow "$top/examples/demo/install.xml" slow || return 1
   win_pack themed-slow "$top/examples/demo/install-themed.xml" slow || return 1
+  win_pack german "$sandbox/german.xml" "$top/tests/data/german/licence-de.rtf" || return 1
   win_shoot plain || good=1
   win_shoot themed || good=1
+  win_shoot german || good=1
   win_shoot_copy plain || good=1
   win_shoot_copy themed || good=1
   if ! QLUX_SHOTS_DIR="$dir" WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" \
@@ -609,13 +648,17 @@ win_all() {
 
 pack_variant plain "$top/examples/demo/install.xml"
 pack_variant themed "$top/examples/demo/install-themed.xml"
+sed -f "$top/tests/data/german/demo.sed" "$top/examples/demo/install.xml" >"$sandbox/german.xml"
+pack_variant german "$sandbox/german.xml" "$top/tests/data/german/licence-de.rtf"
 pack_slow plain "$top/examples/demo/install.xml"
 pack_slow themed "$top/examples/demo/install-themed.xml"
 result=0
 shoot plain || result=1
 shoot_copy plain || result=1
+shoot_failure plain || result=1
 shoot themed || result=1
 shoot_copy themed || result=1
+shoot german || result=1
 win_all || result=1
 [ "$result" -eq 0 ] && echo "pictures of both installations are in $dir"
 exit "$result"

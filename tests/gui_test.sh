@@ -1,18 +1,36 @@
 #!/usr/bin/env bash
-# gui_test.sh SETUP PACK: installs the demo product through the window. The
-# packed installer runs with a display (tests/with_display.sh gives a
-# private one) and is driven by Return key presses, which press the page's
-# default button: Next through every page until the wizard closes itself.
-# Then the product's files must be on disk, byte for byte the same as those
-# of an unattended console installation into the same place. The themed
-# variant of the demo installs through the window as well, and its
-# uninstaller's window takes it away again. A click on Cancel asks for
-# confirmation; "No" goes on, "Yes" ends the run with nothing changed on
-# disk. The close box while the files are installed only says that this
-# can't be aborted. Without a display the same installer falls back to the
-# console. Skips without a display or without xdotool.
+# gui_test.sh SETUP PACK: the demo product through its wizard window, as its
+# users meet it. The packed installer runs with a display (tests/with_display.sh
+# gives a private one) and is driven by keys and clicks; text that must be
+# seen is read from pictures of the window with OCR (tesseract).
+#   - Return presses (the page's default button) install the demo; the result
+#     equals an unattended console installation byte for byte, and the
+#     product's program ran once.
+#   - The themed variant installs; its uninstaller's first page names the
+#     product within a second, and Return removes it.
+#   - Escape asks to cancel, and a Return on the question answers No; a
+#     click on Cancel and Yes end the run with nothing changed.
+#   - A template with Back and Next on every page (the mistake the demo no
+#     longer makes): while the files are copied and the program runs, the
+#     close box only says that this can't be aborted, and Back and Next do
+#     nothing; on the last page Back goes nowhere. The program ran once, the
+#     product was registered once.
+#   - A failed installation shows its reasons on its page, and undoes itself.
+#   - At GDK_SCALE=2 and at GDK_DPI_SCALE=1.6 on a 1280x900 screen every
+#     button is on the screen.
+#   - The German long-text variant wraps its 80-character product name
+#     between words.
+#   - Without a display the same installer falls back to the console.
+# Skips without a display or without xdotool. With --on-screen SETUP (run by
+# the test itself on a screen of its own) it only checks that the window and
+# its buttons fit that screen.
+mode=""
+if [ "${1:-}" = --on-screen ]; then
+  mode=on-screen
+  shift
+fi
 setup=$1
-pack=$2
+pack=${2:-}
 top="$(cd "$(dirname "$0")/.." && pwd)"
 . "$top/tests/lib.sh"
 
@@ -23,12 +41,13 @@ fi
 
 title="Qlux Demo Setup"
 
-# pack_demo NAME TEMPLATE: packs the demo with TEMPLATE as its install.xml
-# into $sandbox/NAME-setup.
+# pack_demo NAME TEMPLATE [LICENCE]: packs the demo with TEMPLATE as its
+# install.xml (and LICENCE as its licence) into $sandbox/NAME-setup.
 pack_demo() {
   local source="$sandbox/$1-source"
   cp -r "$top/examples/demo" "$source"
   cp "$2" "$source/install.xml"
+  [ -n "${3:-}" ] && cp "$3" "$source/licence.rtf"
   cp "$setup" "$source/qlux-uninstall.exe"
   "$pack" --stub "$setup" --template "$source/install.xml" --source "$source" -o "$sandbox/$1-setup" \
     >/dev/null || { echo "FAILED: packing the demo ($1)"; exit 1; }
@@ -40,11 +59,13 @@ prepare_root() {
   printf '%s\n' 'PATH="/usr/bin:/bin"' >"$QLUX_ROOT/etc/environment"
 }
 
-# start_window INSTALLER OUTPUT: starts the installer in the background and
-# waits for its frame; sets pid and window (empty if none came).
+# start_window INSTALLER OUTPUT: starts the installer (with the debug log)
+# in the background and waits for its frame; sets pid, window (empty if
+# none came) and log.
 start_window() {
-  "$1" </dev/null >"$2" 2>&1 &
+  "$1" -debug=1 </dev/null >"$2" 2>&1 &
   pid=$!
+  log="$TMPDIR/installer_debug.log"
   window=""
   for _ in $(seq 1 100); do
     window=$(xdotool search --name "$title" 2>/dev/null | head -n 1)
@@ -52,6 +73,53 @@ start_window() {
     kill -0 "$pid" 2>/dev/null || break
     sleep 0.1
   done
+}
+
+# page: the page the installer shows last, by its debug log.
+page() { sed -n 's/.*Setting dialog "\([^"]*\)".*/\1/p' "$log" 2>/dev/null | tail -n 1; }
+# entered NAME: how often the page NAME was entered.
+entered() { grep -c "Setting dialog \"$1\"" "$log" 2>/dev/null; }
+# press_until PAGE: Return until the debug log says PAGE is shown, at most
+# about 30 s; then waits for the page to settle.
+press_until() {
+  for _ in $(seq 1 60); do
+    [ "$(page)" = "$1" ] && break
+    kill -0 "$pid" 2>/dev/null || break
+    press_return
+    sleep 0.5
+  done
+  sleep 1
+}
+# ocr WINDOW: the text that the window shows, as OCR reads it from a picture
+# at twice the size.
+ocr() {
+  import -window "$1" "png:$sandbox/ocr.png" 2>/dev/null &&
+    convert "$sandbox/ocr.png" -resize 200% "$sandbox/ocr-large.png" &&
+    tesseract "$sandbox/ocr-large.png" - 2>/dev/null
+}
+# apart TEXT A B: no line of TEXT holds both A and B.
+apart() { ! grep -F -- "$2" <<<"$1" | grep -qF -- "$3"; }
+# box_answer TITLE KEY: presses KEY in the message box TITLE; fails without one.
+box_answer() {
+  local box
+  box=$(wait_for_window "$1")
+  [ -n "$box" ] || return 1
+  xdotool windowfocus --sync "$box" >/dev/null 2>&1
+  xdotool key --window "$box" "$2" >/dev/null 2>&1
+}
+# wait_end: waits up to ten seconds for the installer to end; sets status.
+wait_end() {
+  for _ in $(seq 1 100); do
+    kill -0 "$pid" 2>/dev/null || break
+    sleep 0.1
+  done
+  if kill -0 "$pid" 2>/dev/null; then
+    echo "FAILED: the installer still runs"
+    failures=$((failures + 1))
+    kill "$pid" 2>/dev/null
+  fi
+  wait "$pid"
+  status=$?
 }
 
 # press_return: Return on the frame, which presses the page's default button.
@@ -103,6 +171,32 @@ wait_for_window() {
   echo "$found"
 }
 
+# --on-screen: the frame and its buttons lie on this screen.
+if [ "$mode" = on-screen ]; then
+  new_sandbox screen
+  prepare_root
+  start_window "$setup" "$sandbox/screen.out"
+  check "the wizard window appears" test -n "$window"
+  if [ -n "$window" ]; then
+    sleep 2
+    eval "$(xdotool getdisplaygeometry --shell | sed 's/^/SCREEN_/')"
+    eval "$(xdotool getwindowgeometry --shell "$window")"
+    echo "frame at $X,$Y, $WIDTH by $HEIGHT, on a screen of $SCREEN_WIDTH by $SCREEN_HEIGHT"
+    check "the frame lies on the screen" \
+      test "$X" -ge 0 -a "$Y" -ge 0 -a $((X + WIDTH)) -le "$SCREEN_WIDTH" -a $((Y + HEIGHT)) -le "$SCREEN_HEIGHT"
+    import -window root "png:$sandbox/root.png" 2>/dev/null
+    convert "$sandbox/root.png" "$sandbox/root-large.png" 2>/dev/null
+    text=$(tesseract "$sandbox/root-large.png" - 2>/dev/null)
+    check "Next is on the screen" holds "$text" "Next"
+    check "Cancel is on the screen" holds "$text" "Cancel"
+    press_key "$window" Escape
+    box_answer "Cancel confirmation" alt+y
+  fi
+  wait_end
+  finish
+  exit
+fi
+
 pack_demo plain "$top/examples/demo/install.xml"
 pack_demo themed "$top/examples/demo/install-themed.xml"
 product_in() { echo "$1/opt/Qlux Demo"; }
@@ -124,6 +218,7 @@ check "the product's program is installed" test -x "$product/bin/qlux-demo"
 check "the uninstall data is written" test -f "$product/uninstall/install.log"
 check "the window was used, not the console" bash -c "! grep -q 'runs on the console' '$sandbox/installer.out'"
 check "the uninstaller's window finds its icons" test -f "$product/uninstall/images/icon_current.png"
+check "the product's program ran once" test "$(wc -l <"$product/var/last-run.log")" -eq 1
 echo "installed through the window with $presses presses of Return"
 
 # The same installer on the console, unattended, into the same place: the
@@ -170,11 +265,20 @@ values=$(find "$QLUX_ROOT/var/lib/qlux/registry" -path '*/CurrentVersion/Uninsta
 command=$(awk -F'\t' '$1 == "UninstallString" { print $3 }' "$values")
 check "themed: the uninstall command is registered" test -n "$command"
 eval "$command" </dev/null >"$sandbox/uninstall.out" 2>&1
-window=$(wait_for_window "$title")
-check "uninstall: the window appears" test -n "$window"
+window=$(wait_for_window "Qlux Demo Uninstall")
+check "uninstall: the window appears, with a title of its own" test -n "$window"
 if [ -n "$window" ] && command -v xprop >/dev/null 2>&1; then
   check "uninstall: the frame shows the installed icon" \
     bash -c "xprop -id '$window' _NET_WM_ICON | grep -q 'Icon (32 x 32)'"
+fi
+# Its first page says what goes, within a second, before anything is removed.
+if [ -n "$window" ]; then
+  sleep 1
+  text=$(ocr "$window")
+  check "uninstall: the first page names the product within a second" holds "$text" "Remove Qlux Demo"
+  check "uninstall: the first page names the folder" holds "$text" "$(product_in "$QLUX_ROOT" | cut -c1-20)"
+  check "uninstall: Next is labelled Remove" holds "$text" "Remove"
+  check "uninstall: nothing is removed before Remove" test -x "$(product_in "$QLUX_ROOT")/bin/qlux-demo"
 fi
 for _ in $(seq 1 60); do
   [ -n "$window" ] && xdotool getwindowgeometry "$window" >/dev/null 2>&1 || break
@@ -188,15 +292,22 @@ done
 check "uninstall: the window closes" bash -c "! xdotool getwindowgeometry '$window' >/dev/null 2>&1"
 check "uninstall: the product is gone" test ! -e "$(product_in "$QLUX_ROOT")"
 
-# Cancel on the options page: the frame asks first. "No" keeps the wizard
-# going; "Yes" ends it, and neither the machine-wide places nor the
-# temporary directory keep anything of it.
+# Escape on the first page asks to cancel, and a Return answers No, the
+# default. Cancel on the licence page asks too; "No" keeps the wizard going;
+# "Yes" ends it, and neither the machine-wide places nor the temporary
+# directory keep anything of it (but the debug log that this test asked for).
 new_sandbox cancel
 prepare_root
 tree "$QLUX_ROOT" >"$sandbox/cancel-root.before"
 start_window "$sandbox/plain-setup" "$sandbox/cancel.out"
 check "cancel: the wizard window appears" test -n "$window"
 if [ -n "$window" ]; then
+  press_key "$window" Escape
+  check "cancel: Escape asks \"Cancel confirmation\"" box_answer "Cancel confirmation" Return
+  sleep 1
+  check "cancel: Return on the question answers no" kill -0 "$pid"
+  check "cancel: ... and closes it" test -z "$(xdotool search --name 'Cancel confirmation' 2>/dev/null)"
+  check "cancel: ... on the first page" test "$(page)" = Welcome
   press_return
   sleep 1
   # The Cancel button: 80 by 30 units, 20 units from the left and 50 from
@@ -235,13 +346,17 @@ check "cancel: the installer ends with status 0 ($status)" test "$status" -eq 0
 tree "$QLUX_ROOT" >"$sandbox/cancel-root.after"
 check "cancel: nothing changed in the machine-wide places" \
   cmp -s "$sandbox/cancel-root.before" "$sandbox/cancel-root.after"
-check "cancel: nothing is left in the temporary directory" test -z "$(ls -A "$TMPDIR")"
+check "cancel: nothing is left in the temporary directory" \
+  test -z "$(ls -A "$TMPDIR" | grep -vx installer_debug.log)"
 
-# The close box while the files are being installed: the frame says that
-# the installation can not be aborted, and the run goes on. A test-only
-# product makes that stage last: its program, which the installation runs
-# and waits for while it serves the window, sleeps first. The close request is the window manager's
-# WM_DELETE_WINDOW message, which a small Xlib program sends.
+# A template with Back and Next on every page of the frame, as templates
+# were written before: the buttons stand beside the pages' own ones and
+# move the wizard as Alt+K and Alt+O. Its program sleeps first, so that the
+# file stage lasts while the program runs asynchronously. There the close
+# box (the window manager's WM_DELETE_WINDOW, which a small Xlib program
+# sends, as xdotool can't) only says that this can't be aborted, and Back
+# and Next, pressed twice and once, change nothing; on the last page Back
+# goes nowhere. The program ran once, the product was registered once.
 cat >"$sandbox/close-window.c" <<'EOF_C'
 #include <X11/Xlib.h>
 #include <stdio.h>
@@ -264,43 +379,113 @@ int main(int argc, char** argv) {
   return 0;
 }
 EOF_C
-if cc -o "$sandbox/close-window" "$sandbox/close-window.c" -lX11 2>/dev/null; then
-  cp -r "$top/examples/demo" "$sandbox/slow-source"
-  sed -i '1a sleep 5' "$sandbox/slow-source/bin/qlux-demo"
-  # Asynchronous: the window is served while the program runs.
-  sed -i 's|<RunProgram Log="Trying the installed program" Wait="1"|& Asynchronous="1"|' \
-    "$sandbox/slow-source/install.xml"
-  cp "$setup" "$sandbox/slow-source/qlux-uninstall.exe"
-  "$pack" --stub "$setup" --template "$sandbox/slow-source/install.xml" --source "$sandbox/slow-source" \
-    -o "$sandbox/slow-setup" >/dev/null || { echo "FAILED: packing the slow product"; exit 1; }
-  new_sandbox closebox
-  prepare_root
-  start_window "$sandbox/slow-setup" "$sandbox/closebox.out"
-  check "close box: the wizard window appears" test -n "$window"
-  if [ -n "$window" ]; then
-    press_return  # Welcome: on to the options
-    sleep 1
-    press_return  # Options: the files are installed, then the program sleeps
-    # The shortcut is the last thing made before the program runs.
-    for _ in $(seq 1 100); do
-      [ -f "$(product_in "$QLUX_ROOT")/shortcuts/Qlux Demo.desktop" ] && break
-      sleep 0.1
-    done
-    sleep 0.5
+steps='<Button DialogShift="-1" x="370" y="50" HAlign="right" VAlign="bottom">Go bac\&amp;k</Button>'
+steps="$steps"'<Button DialogShift="1" x="280" y="50" HAlign="right" VAlign="bottom">Go \&amp;on</Button>'
+sed "0,/<TaskLB Name=\"TaskList\"[^>]*>/s||&$steps|" "$top/examples/demo/install.xml" >"$sandbox/careless.xml"
+check "careless: the frame got its own Back and Next" grep -q "Go bac&amp;k" "$sandbox/careless.xml"
+pack_demo careless "$sandbox/careless.xml"
+sed -i '1a sleep 5' "$sandbox/careless-source/bin/qlux-demo"
+"$pack" --stub "$setup" --template "$sandbox/careless-source/install.xml" --source "$sandbox/careless-source" \
+  -o "$sandbox/careless-setup" >/dev/null || { echo "FAILED: packing the slow product"; exit 1; }
+new_sandbox careless
+prepare_root
+product=$(product_in "$QLUX_ROOT")
+start_window "$sandbox/careless-setup" "$sandbox/careless.out"
+check "careless: the wizard window appears" test -n "$window"
+if [ -n "$window" ]; then
+  press_until CopyProgress
+  # The shortcut is the last thing made before the program runs.
+  for _ in $(seq 1 100); do
+    [ -f "$product/shortcuts/Qlux Demo.desktop" ] && break
+    sleep 0.1
+  done
+  sleep 0.5
+  if cc -o "$sandbox/close-window" "$sandbox/close-window.c" -lX11 2>/dev/null; then
     "$sandbox/close-window" "$window"
-    box=$(wait_for_window "Cancel information")
-    check "close box: during the installation it says \"Cancel information\"" test -n "$box"
+    check "close box: during the installation it says \"Cancel information\"" \
+      box_answer "Cancel information" Return
     check "close box: the installer goes on" kill -0 "$pid"
-    if [ -n "$box" ]; then
-      xdotool windowfocus --sync "$box" >/dev/null 2>&1
-      xdotool key --window "$box" Return >/dev/null 2>&1
-    fi
+  else
+    echo "close box during the installation: not tested (no C compiler or Xlib headers)"
   fi
-  drive_to_end
-  check "close box: the installer ends well (status $status)" test "$status" -eq 0
-  check "close box: the product is installed" test -f "$(product_in "$QLUX_ROOT")/uninstall/install.log"
-else
-  echo "close box during the installation: not tested (no C compiler or Xlib headers)"
+  for key in alt+k alt+k alt+o; do
+    press_key "$window" "$key"
+    sleep 0.3
+  done
+  check "careless: Back and Next during the copy leave the copy page" test "$(page)" = CopyProgress
+  press_until Finish
+  check "careless: the installation reached its last page" test "$(page)" = Finish
+  press_key "$window" alt+k
+  sleep 0.5
+  press_key "$window" alt+k
+  sleep 1
+  check "careless: Back on the last page stays there" test "$(page)" = Finish
+  press_return
+  wait_end
+fi
+check "careless: the installer ends well (status $status)" test "$status" -eq 0
+check "careless: the product is installed" test -f "$product/uninstall/install.log"
+check "careless: the files were copied once" test "$(entered CopyProgress)" -eq 1
+check "careless: the product's program ran once" test "$(wc -l <"$product/var/last-run.log")" -eq 1
+check "careless: the product was registered once" test "$(entered RegisterApplication)" -eq 1
+
+# A failed installation: a file stands where the documentation's folder
+# belongs. The page after the file stage says what failed, and Next undoes
+# the installation; the last page says so. Nothing of it is left, and it is
+# not registered.
+new_sandbox failed
+prepare_root
+product=$(product_in "$QLUX_ROOT")
+mkdir -p "$product"
+echo "in the way" >"$product/doc"
+start_window "$sandbox/plain-setup" "$sandbox/failed.out"
+check "failed: the wizard window appears" test -n "$window"
+if [ -n "$window" ]; then
+  press_until BadFinish
+  text=$(ocr "$window")
+  check "failed: the page after the file stage names the failure" holds "$text" "FAILED"
+  check "failed: ... and the file that failed" holds "$text" "guide.txt"
+  check "failed: ... under its heading" holds "$text" "errors summary"
+  press_until Finish
+  text=$(ocr "$window")
+  check "failed: the last page says the installation was undone" holds "$text" "has been undone"
+  press_return
+  wait_end
+fi
+check "failed: the installer ends (status $status)" test "$status" -eq 0
+check "failed: only what was there before is left" test "$(ls -A "$product")" = doc
+check "failed: the product is not registered" \
+  test -z "$(find "$QLUX_ROOT/var/lib/qlux/registry" -path '*/Uninstall/Qlux Demo' 2>/dev/null)"
+
+# Large text: at GDK_SCALE=2 and at GDK_DPI_SCALE=1.6, on a 1280x900 screen
+# of its own, the window and its buttons lie on the screen.
+for scaling in GDK_SCALE=2 GDK_DPI_SCALE=1.6; do
+  out=$(env QLUX_SCREEN_SIZE=1280x900 "$scaling" "$top/tests/with_display.sh" \
+    bash "$top/tests/gui_test.sh" --on-screen "$sandbox/plain-setup" 2>&1)
+  check "$scaling on 1280x900: every button is on the screen" grep -q " 0 failed" <<<"$out"
+  grep -E "FAILED|frame at" <<<"$out" | sed "s/^/  $scaling: /"
+done
+
+# The German long-text variant: its product name of 80 characters wraps
+# between words on the first page.
+name="Qlux Demo Unternehmensausgabe mit Fernwartung und zentraler Protokollverwaltungen"
+sed -f "$top/tests/data/german/demo.sed" "$top/examples/demo/install.xml" >"$sandbox/german.xml"
+check "german: the variant names the product by its long name" grep -q "<Fullname>$name</Fullname>" "$sandbox/german.xml"
+pack_demo german "$sandbox/german.xml" "$top/tests/data/german/licence-de.rtf"
+new_sandbox german
+prepare_root
+start_window "$sandbox/german-setup" "$sandbox/german.out"
+check "german: the wizard window appears" test -n "$window"
+if [ -n "$window" ]; then
+  sleep 1
+  text=$(ocr "$window")
+  for word in $name; do
+    check "german: \"$word\" stands whole on the first page" grep -qw -- "$word" <<<"$text"
+  done
+  check "german: the name goes on a second line" apart "$text" Willkommen Protokollverwaltungen
+  press_key "$window" Escape
+  box_answer "Cancel confirmation" alt+y
+  wait_end
 fi
 
 # Without a display the same installer asks on the console, and says so.
@@ -310,7 +495,7 @@ out=$(env -u DISPLAY -u WAYLAND_DISPLAY timeout 60 "$sandbox/plain-setup" </dev/
 check "no display: the console takes over and says so" grep -q "There is no display: the wizard runs on the console" <<<"$out"
 check "no display: the console shows the first page" grep -q "Welcome to the Qlux Demo setup." <<<"$out"
 if [ "$failures" -ne 0 ]; then
-  for f in installer.out console.out themed.out uninstall.out cancel.out closebox.out; do
+  for f in installer.out console.out themed.out uninstall.out cancel.out careless.out failed.out german.out; do
     [ -f "$sandbox/$f" ] && sed "s/^/  $f: /" "$sandbox/$f" | tail -n 10
   done
 fi

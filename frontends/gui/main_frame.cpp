@@ -307,9 +307,15 @@ void MainFrame::focusInitial(bool force) {
       }
     }
   }
+  // No default button can take it (Next is off while work runs or a
+  // program is in the way): the first other button, but never Cancel, so
+  // that a Return meant for Next doesn't start cancelling. Without one the
+  // focus stays where it is: the panel itself can't hold it (GTK then walks
+  // the focus chain round without end when a key comes).
   for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
     for (PageButton& button : *list) {
       if (button.flags & kButtonDefault) defaultButtonId = button.id;
+      if (QUtils::compareNoCase(button.action.c_str(), "Cancel") == 0) continue;
       if (button.window && button.window->IsShown() && windowEnabled(button.window)) {
         button.window->SetFocus();
         return;

@@ -2,8 +2,8 @@
 # variant, which shows how the window copes with long words and long names:
 # the product is called by a name of 80 characters, every text and label is
 # German, and the licence is a German one (licence-de.rtf, packed under the
-X
-# the demo. Used by tests/gui_test.sh and scripts/screenshots.sh:
+# demo's licence key). The folder and the files stay as in the demo. Used by
+# tests/gui_test.sh and scripts/screenshots.sh:
 #   sed -f tests/data/german/demo.sed examples/demo/install.xml
 s|<Fullname>Qlux Demo</Fullname>|<Fullname>Qlux Demo Unternehmensausgabe mit Fernwartung und zentraler Protokollverwaltungen</Fullname>|
 s|>Welcome to the Qlux Demo setup.<|>Willkommen bei der Einrichtung von Qlux Demo Unternehmensausgabe mit Fernwartung und zentraler Protokollverwaltungen.<|
