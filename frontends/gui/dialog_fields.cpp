@@ -158,6 +158,10 @@ void DirectoryField::build(int x, int* y, int* id, bool show) {
   label = new wxStaticText(frame->panel, (*id)++, wxString::FromUTF8(record.label), wxPoint(x, *y + labelOffset),
                            wxSize(labelWidth, -1));
   if (record.description[0]) label->SetToolTip(wxString::FromUTF8(record.description));
+  // A long label goes on more lines within its third of the row, rather than
+  // being cut; the row grows with it.
+  label->Wrap(labelWidth);
+  label->SetSize(wxSize(labelWidth, label->GetBestSize().GetHeight()));
   label->Show(visible);
 
   int buttonId = (*id)++;

@@ -154,6 +154,8 @@ void WxGUI::showControls(int dialog, int subDialog, bool visible) {
 
 int WxGUI::leaveDialog(int dialog) {
   if (!frame) return 0;
+  // Lines still waiting belong to the page being left: shown there.
+  addFileLine(nullptr, true);
   frame->storeFieldList(frame->dialogFields);
   frame->fieldEvents.clear();
   if (wxTheApp) wxTheApp->ProcessPendingEvents();
@@ -163,6 +165,7 @@ int WxGUI::leaveDialog(int dialog) {
 
 void WxGUI::leaveSubDialog(int dialog, int subDialog) {
   if (!frame) return;
+  addFileLine(nullptr, true);
   frame->storeFieldList(frame->subDialogFields);
   frame->fieldEvents.clear();
   if (wxTheApp) wxTheApp->ProcessPendingEvents();
@@ -184,7 +187,12 @@ void WxGUI::clearTasks() {
 }
 
 void WxGUI::destroySubDialog() {
-  if (frame) frame->destroySubDialog();
+  if (!frame) return;
+  addFileLine(nullptr, true);
+  frame->destroySubDialog();
+  // The progress controls may have been the sub-dialog's: bound anew to
+  // what is left, so that no pointer outlives its window.
+  bindProgressControls();
 }
 
 void WxGUI::retainControl(const char* name) {
@@ -302,6 +310,7 @@ void WxGUI::showStartupError() {
 }
 
 void WxGUI::bindProgressControls() {
+  wxTextCtrl* previousList = fileListControl;
   fileListControl = nullptr;
   destinationControl = nullptr;
   currentGauge = nullptr;
@@ -311,6 +320,8 @@ void WxGUI::bindProgressControls() {
   if (!frame) return;
   PageControl* control = frame->findControl("Destfilelist");
   if (control) fileListControl = dynamic_cast<wxTextCtrl*>(control->window);
+  // Lines meant for a list that is gone don't move to another page's list.
+  if (fileListControl != previousList) fileLines.clear();
   control = frame->findControl("Destination");
   if (control) destinationControl = dynamic_cast<wxStaticText*>(control->window);
   control = frame->findControl("Current");

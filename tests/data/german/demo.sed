@@ -12,23 +12,23 @@ s|<Text x="200" y="70" w="-20" h="60">This wizard installs Qlux Demo 1.2 on this
 s|>\&amp;Next<|>\&amp;Weiter<|g
 s|>\&amp;Cancel<|>\&amp;Abbrechen<|g
 s|>\&amp;Back<|>\&amp;Zurück<|g
-s|>I \&amp;accept<|>Ich \&amp;stimme zu<|
+s|>I \&amp;accept<|>\&amp;Zustimmen<|
 s|>\&amp;Install<|>\&amp;Installieren<|
 s|>\&amp;Finish<|>\&amp;Fertigstellen<|g
 s|>\&amp;Remove<|>\&amp;Entfernen<|
 s|>\&amp;Close<|>\&amp;Schließen<|
 s|CurrentLabel="Licence" FinishLabel="Licence accepted"|CurrentLabel="Lizenzvereinbarung" FinishLabel="Lizenzvereinbarung angenommen"|
 s|CurrentLabel="Choose options" FinishLabel="Options chosen"|CurrentLabel="Installationsoptionen auswählen" FinishLabel="Installationsoptionen ausgewählt"|
-s|CurrentLabel="Checking running programs" FinishLabel="No program in the way"|CurrentLabel="Laufende Programme überprüfen" FinishLabel="Keine störenden Programme"|
-s|CurrentLabel="Removing old version" FinishLabel="Old version removed"|CurrentLabel="Vorgängerversion entfernen" FinishLabel="Vorgängerversion entfernt"|
-s|CurrentLabel="Installing files" FinishLabel="Files installed"|CurrentLabel="Programmdateien installieren" FinishLabel="Programmdateien installiert"|
+s|CurrentLabel="Checking running programs"|CurrentLabel="Laufende Programme überprüfen"|
+s|CurrentLabel="Removing old version"|CurrentLabel="Vorgängerversion entfernen"|
+s|CurrentLabel="Installing files"|CurrentLabel="Programmdateien installieren"|
 s|CurrentLabel="Installation failed"|CurrentLabel="Installation fehlgeschlagen"|
-s|CurrentLabel="Undoing the installation" FinishLabel="Installation undone"|CurrentLabel="Installation rückgängig machen" FinishLabel="Installation rückgängig gemacht"|
-s|CurrentLabel="Registering" FinishLabel="Registered"|CurrentLabel="Programmregistrierung" FinishLabel="Programm registriert"|
+s|CurrentLabel="Undoing the installation"|CurrentLabel="Installation rückgängig machen"|
+s|CurrentLabel="Registering"|CurrentLabel="Programm registrieren"|
 s|CurrentLabel="Finishing"|CurrentLabel="Einstellungen speichern"|
 s|CurrentLabel="Finished"|CurrentLabel="Abgeschlossen"|g
-s|CurrentLabel="Removing files" FinishLabel="Files removed"|CurrentLabel="Programmdateien entfernen" FinishLabel="Programmdateien entfernt"|
-s|CurrentLabel="Unregistering" FinishLabel="Unregistered"|CurrentLabel="Registrierung aufheben" FinishLabel="Registrierung aufgehoben"|
+s|CurrentLabel="Removing files"|CurrentLabel="Programmdateien entfernen"|
+s|CurrentLabel="Unregistering"|CurrentLabel="Registrierung aufheben"|
 s|CurrentLabel="Finished with errors"|CurrentLabel="Mit Fehlern abgeschlossen"|
 s|>Please read the licence of Qlux Demo.<|>Bitte lesen Sie die Lizenzvereinbarung sorgfältig durch.<|
 s|>Choose where and how to install Qlux Demo.<|>Wählen Sie den Zielordner und den Installationsumfang der Unternehmensausgabe.<|
