@@ -192,10 +192,11 @@ bool atFinishPage(Installer* engine) {
   return page && (page->flags & kDialogFinish);
 }
 
-// The page that a walk of `count` steps back would come to rest on, found
-// without moving or touching anything; false when it would run off the
-// front of the wizard, or `count` is below 1. The same steps as
-// previousDialog.
+// The page that a walk of `count` steps back comes to rest on, found without
+// moving or touching anything; false when it would run off the front of the
+// wizard, or `count` is below 1. Inside a frame the walk steps from
+// sub-dialog to sub-dialog; out of it, onto the last sub-dialog of the
+// dialog before. Each step passes over what its Condition rules out.
 bool findPreviousPage(Installer* engine, int count, int* outDialog, int* outSubDialog) {
   int dialog = engine->currentDialog;
   int subDialog = engine->currentSubDialog;
@@ -419,50 +420,33 @@ int Installer::previousDialog(InstallerUI* ui, int count) {
     log("WARNING: A step back was refused while work runs");
     return -1;
   }
-  if (workDialog >= 0 && count >= 1) {
-    int target = -1;
-    int targetSubDialog = -1;
-    bool found = findPreviousPage(this, count, &target, &targetSubDialog);
-    if (!found || atOrBefore(target, targetSubDialog, workDialog, workSubDialog)) {
-      log("A step back was refused: the work of page (%d, %d) has run", workDialog, workSubDialog);
-      return -1;
-    }
+  if (count < 1) return 0;
+  int target = -1;
+  int targetSubDialog = -1;
+  bool found = findPreviousPage(this, count, &target, &targetSubDialog);
+  if (workDialog >= 0 && (!found || atOrBefore(target, targetSubDialog, workDialog, workSubDialog))) {
+    log("A step back was refused: the work of page (%d, %d) has run", workDialog, workSubDialog);
+    return -1;
   }
-  int dialog = currentDialog;
-  int subDialog = currentSubDialog;
-  while (dialog >= 0) {
-    if (count < 1) return 0;
-    DIALOGINFO* record = getDialog(dialog, -1);
-    if (!record || (isFrame(record) && subDialog < 0)) break;
+  if (!found) {
+    endWalk(this, "back");
+    return 0;
+  }
 
-    if (!isFrame(record) || subDialog < 1) {
-      // Step out to the dialog before, onto its last sub-dialog.
-      dialog--;
-      if (dialog < 0) break;
-      record = &dialogs[dialog];
-      subDialog = record->subDialogs.getCount() - 1;
-      if (!isFrame(record)) subDialog = -1;
-      if (!conditionHolds(this, record->condition)) continue;
-      if (isFrame(record) && (subDialog < 0 || !conditionHolds(this, record->subDialogs[subDialog].condition))) {
-        continue;
-      }
-      if (--count < 1) {
-        enterDialog(dialog, ui);
-        if (isFrame(record)) enterSubDialog(dialog, subDialog, ui);
-        return 0;
-      }
-    } else {
-      // Back inside the frame: the task being left is not reached any more.
-      updateTask(ui, dialog, subDialog, kTaskNotStarted);
-      subDialog--;
-      if (!conditionHolds(this, record->subDialogs[subDialog].condition)) continue;
-      if (--count < 1) {
-        enterSubDialog(dialog, subDialog, ui);
-        return 0;
-      }
-    }
+  // The steps of the frame that the walk passes back over are not reached
+  // any more: down to the target inside the frame, or to its first step
+  // when the walk leaves it.
+  DIALOGINFO* record = getDialog(currentDialog, -1);
+  if (isFrame(record)) {
+    int last = target == currentDialog ? targetSubDialog + 1 : 1;
+    for (int task = currentSubDialog; task >= last; task--) updateTask(ui, currentDialog, task, kTaskNotStarted);
   }
-  endWalk(this, "back");
+  if (target == currentDialog) {
+    enterSubDialog(target, targetSubDialog, ui);
+  } else {
+    enterDialog(target, ui);
+    if (isFrame(&dialogs[target])) enterSubDialog(target, targetSubDialog, ui);
+  }
   return 0;
 }
 

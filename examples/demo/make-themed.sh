@@ -24,8 +24,10 @@ theme='
     <LinkButtons>0x1D4F91</LinkButtons>
     <ButtonsBackground>0x1D4F91</ButtonsBackground>
     <ButtonsText>0xFFFFFF</ButtonsText>
-    <ActiveButtonsBackground>0x2F74C0</ActiveButtonsBackground>
-    <ActiveButtonsText>0xFFFFFF</ActiveButtonsText>
+    <!-- The focus ring and the pointed-at button: light enough to stand
+         out from the blue of the buttons by more than 3:1, with dark text. -->
+    <ActiveButtonsBackground>0x9CC8F5</ActiveButtonsBackground>
+    <ActiveButtonsText>0x0B2545</ActiveButtonsText>
     <ProgressBarForeground>0x2F74C0</ProgressBarForeground>
     <ProgressBarBackground>0xDDE5EE</ProgressBarBackground>
     <InvalidFieldBackground>0xFBE3E1</InvalidFieldBackground>
