@@ -58,8 +58,10 @@ find_wine_places
 # The window loads the toolkit's DLLs (themes, accessibility, the common
 # controls): DLLs of their names planted beside the installers and in the
 # temporary folder must never be loaded (tests/wine_lib.sh).
+# (A run --on-screen starts the installer where the calling test planted
+# them.)
 mkdir -p "$sandbox/run"
-plant_dlls "$sandbox/run" "$temp_dir"
+[ "$mode" = on-screen ] || plant_dlls "$sandbox/run" "$temp_dir"
 
 # pack_demo NAME TEMPLATE [LICENCE]: the demo with TEMPLATE as its template
 # (and LICENCE as its licence), its names marked with the suffix and its
@@ -174,9 +176,8 @@ wait_end() {
 
 # --on-screen: the frame lies on this screen, its buttons readable there.
 if [ "$mode" = on-screen ]; then
-  mkdir -p "$sandbox/run"
-  cp "$setup" "$sandbox/run/screen-setup.exe"
-  start screen-setup.exe
+  (cd "$(dirname "$setup")" && runwine "$setup" </dev/null >"$sandbox/screen.out" 2>&1) &
+  pid=$!
   window=$(wait_window "^$title\$")
   check "the wizard window appears" test -n "$window"
   if [ -n "$window" ]; then

@@ -57,6 +57,7 @@ MainFrame::MainFrame(WxGUI* ownerUi, InstallExchangeInfo* engine)
       appliedUnitsHeight(-1),
       laidOutWidth(-1),
       laidOutHeight(-1),
+      relayoutPending(false),
       closing(false) {
   char title[400] = "";
   if (exchange) exchange->getWindowTitle(title, sizeof title);
@@ -453,9 +454,15 @@ void MainFrame::onSize(wxSizeEvent& event) {
   GetClientSize(&width, &height);
   if (width < 1 || height < 1) return;
   panel->SetSize(0, 0, width, height);
-  // Only a page that stands, placed for another size, is placed anew.
-  if (laidOutWidth < 0 || (width == laidOutWidth && height == laidOutHeight)) return;
-  relayoutPage();
+  // Only a page that stands, placed for another size, is placed anew, once
+  // the toolkit has finished sizing: windows made while it sizes the frame
+  // get other natural heights.
+  if (laidOutWidth < 0 || (width == laidOutWidth && height == laidOutHeight) || relayoutPending) return;
+  relayoutPending = true;
+  CallAfter([this]() {
+    relayoutPending = false;
+    if (!closing) relayoutPage();
+  });
 }
 
 void MainFrame::onNavigation(wxNavigationKeyEvent& event) {

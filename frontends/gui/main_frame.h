@@ -238,6 +238,8 @@ class MainFrame : public wxFrame {
   int appliedUnitsWidth, appliedUnitsHeight;
   // The client size the page's windows were placed for.
   int laidOutWidth, laidOutHeight;
+  // A relayoutPage is on its way.
+  bool relayoutPending;
 
  private:
   void onTimer(wxTimerEvent& event);
