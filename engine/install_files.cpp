@@ -133,11 +133,14 @@ bool writeTarget(const char* target, const unsigned char* data, uint32_t size, b
   return ok;
 }
 
-// The file stage over one entry and its bookkeeping.
-class FileStage {
+// The file stage over one entry and its bookkeeping. While it waits for the
+// package to inflate a stripe, the front end is served.
+class FileStage : public StripeWaiter {
  public:
   FileStage(Installer* engine, InstallerUI* ui, BackupFile* backup)
       : errors(0), engine(engine), ui(ui), backup(backup) {}
+
+  void waiting() override { pumpQuietly(); }
 
   // The file step of entry `index` of `count`.
   void installEntry(int index, int count);
@@ -223,21 +226,22 @@ void FileStage::installEntry(int index, int count) {
 
   // A missing package file ends the step without a line: there is nothing
   // that could be undone.
+  // The data is used where the package holds it, without a copy.
   int packed = engine->findFile(entry.alias);
-  uint32_t size = 0;
-  QUtils::RefArray<unsigned char> data;
+  PackageFileView data;
   unsigned char digest[kMD5DigestSize];
-  if (packed < 0 || engine->extractFile(packed, &size, data, digest) != 0) {
+  if (packed < 0 || engine->viewFile(packed, &data, digest) != 0) {
     if (!entry.okIfMissing) {
       engine->log("ERROR: \"%s\" is not in the package", entry.alias);
       errors++;
     }
     return;
   }
+  const uint32_t size = data.size();
 
   TargetState state = lookAtTarget(target, digest);
   bool replacing = state.exists && !state.same;
-  if (replacing && entry.backupExisting) saveOldFile(target, data.get(), size);
+  if (replacing && entry.backupExisting) saveOldFile(target, data.data(), size);
   if (!state.exists && entry.backupExisting && engine->journal.kind == Journal::kInstall) {
     // Logged OVER, the file would outlive an undo; the journal says that
     // nothing stood there.
@@ -264,11 +268,15 @@ void FileStage::installEntry(int index, int count) {
   engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
   pumpQuietly();
 
-  const unsigned char* content = data.get();
+  const unsigned char* content = data.data();
   uint32_t length = size;
   char expanded[kExpandLimit];
   if (entry.expandVarsInFile && size < kExpandLimit) {
-    engine->expandVariables(reinterpret_cast<const char*>(data.get()), expanded, sizeof expanded);
+    // The package's bytes have no NUL behind them.
+    char text[kExpandLimit];
+    std::memcpy(text, data.data(), size);
+    text[size] = 0;
+    engine->expandVariables(text, expanded, sizeof expanded);
     content = reinterpret_cast<const unsigned char*>(expanded);
     length = static_cast<uint32_t>(std::strlen(expanded));
   }
@@ -324,8 +332,10 @@ int Installer::installFiles(InstallerUI* ui) {
 
   if (ui) ui->beginProgress();
   FileStage stage(this, ui, &backup);
+  package.setWaiter(&stage);
   int count = fileNames.getCount();
   for (int i = 0; i < count; i++) stage.installEntry(i, count);
+  package.setWaiter(nullptr);
   int errors = stage.errors;
   if (runLaterStages(this, ui)) errors++;
 

@@ -64,6 +64,10 @@ class Installer : public InstallExchangeInfo {
                   unsigned char* outDigest) {
     return package.extractFile(key, outSize, outData, outDigest);
   }
+  // The file's bytes where the package holds them, without a copy.
+  int viewFile(int index, PackageFileView* view, unsigned char* outDigest) {
+    return package.viewFile(index, view, outDigest);
+  }
   QUtils::RefArray<unsigned char> getFileData(const char* key, uint32_t* outSize) override;
   // The run, from the loaded package to the end of the wizard. 0, the
   // non-zero result of ui->run(), or -1.
@@ -579,7 +583,7 @@ class Installer : public InstallExchangeInfo {
   virtual void onFileWritten(const char* path, const FILENAMES& entry) {}
 
   // ---- Members ----
-  Package package;  // packageData, files, runFlags, actionLogFile
+  Package package;  // files, runFlags, actionLogFile
   QUtils::PXML document;
   QUtils::PList<INSTALLTYPE> installTypes;
   QUtils::PList<FILESET> fileSets;

@@ -1,7 +1,5 @@
 #include "package/package.h"
 
-#include <zlib.h>
-
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -9,6 +7,7 @@
 
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
+#include "package/deflate_codec.h"
 #include "package/format.h"
 #include "package/solid_decompressor.h"
 
@@ -38,15 +37,25 @@ void readRecordHeader(const unsigned char* p, uint32_t recordOffset, COMPFILEINF
 }  // namespace
 
 Package::Package()
-    : packageData(nullptr),
-      packageSize(0),
-      packageIsSolid(0),
+    : packageIsSolid(0),
       files(5),
       runFlags(kRunFlagBackup),
       actionLogFile(nullptr),
-      logConsole(nullptr) {}
+      logConsole(nullptr),
+      packageOffset(0),
+      packageLength(0),
+      stripeWaiter(nullptr) {}
 
 Package::~Package() { release(); }
+
+void PackageFileView::release() {
+  if (reader && pinned >= 0) reader->release(pinned);
+  reader = nullptr;
+  pinned = -1;
+  copy.reset();
+  bytes = nullptr;
+  length = 0;
+}
 
 void Package::log(const char* format, ...) {
   if (!logConsole) return;
@@ -59,9 +68,10 @@ void Package::log(const char* format, ...) {
 }
 
 void Package::freePackageData() {
-  std::free(packageData);
-  packageData = nullptr;
-  packageSize = 0;
+  stripes.reset();
+  packageFile.close();
+  packageOffset = 0;
+  packageLength = 0;
   packageIsSolid = 0;
   files.clear();
 }
@@ -89,51 +99,36 @@ int Package::openPackage(const char* fileName, uint32_t offset, int flags) {
 }
 
 int Package::loadPackage(const char* fileName, uint32_t offset) {
-  QUtils::PFileStream stream;
-  if (stream.openFile(fileName, QUtils::kGenericRead, QUtils::kShareRead, QUtils::kModeMustExist) != 0) {
+  freePackageData();
+  if (packageFile.open(fileName) != 0) {
     log("ERROR: Failed to open %s for decompressing!", fileName);
     return kPackageOpenFailed;
   }
 
   // The package runs to the end of the file, checksum record and
-  // certificate table included.
-  int64_t length = stream.size() - static_cast<int64_t>(offset);
-  freePackageData();
+  // certificate table included. It is read where it lies, a piece at a
+  // time; the lines below name the steps of loading as they always were.
+  int64_t length = packageFile.size() - static_cast<int64_t>(offset);
   log("Initalizing memory for the compressed cabinet (%d B)", static_cast<int>(length));
   if (length < 0) {
     // The offset lies behind the file's end: nothing there to seek to.
     log("Seeking file offset %d", static_cast<int>(offset));
-    stream.close();
+    freePackageData();
     return kPackageSeekFailed;
   }
-  unsigned char* buffer = nullptr;
   if (length > kMaxLoadSize) {
     log("ERROR: Failed to allocate memory for the compressed cabinet (%s)", "package larger than 2 GiB");
-  } else if (!(buffer = static_cast<unsigned char*>(std::malloc(length > 0 ? static_cast<size_t>(length) : 1)))) {
-    log("ERROR: Failed to allocate memory for the compressed cabinet (%s)", std::strerror(ENOMEM));
-  }
-  if (!buffer) {
-    stream.close();
+    freePackageData();
     return kPackageNoMemory;
   }
-
+  packageOffset = offset;
+  packageLength = length;
   log("Seeking file offset %d", static_cast<int>(offset));
-  if (stream.seek(offset) != 0) {
-    std::free(buffer);
-    stream.close();
-    return kPackageSeekFailed;
-  }
-
   log("Reading compressed cabinet into memory");
-  int64_t have = 0;
-  while (have < length) {
-    uint32_t got = 0;
-    if (stream.read(buffer + have, static_cast<uint32_t>(length - have), &got) != 0 || got == 0) break;
-    have += got;
-  }
-  stream.close();
-  if (have != length) {
-    std::free(buffer);
+  unsigned char header[kPackageHeaderSize + kSolidHeadSize] = {0};
+  int64_t headerBytes = length < static_cast<int64_t>(sizeof(header)) ? length : static_cast<int64_t>(sizeof(header));
+  if (packageFile.readAt(offset, header, static_cast<size_t>(headerBytes)) != 0) {
+    freePackageData();
     return kPackageReadFailed;
   }
 
@@ -141,61 +136,89 @@ int Package::loadPackage(const char* fileName, uint32_t offset) {
   const uint32_t magic[3] = {kPackageMagic1, kPackageMagic2, kPackageMagic3};
   const int failure[3] = {kPackageBadMagic1, kPackageBadMagic2, kPackageBadMagic3};
   for (int i = 0; i < 3; i++) {
-    if (length < 4 * (i + 1) || readU32(buffer + 4 * i) != magic[i]) {
-      std::free(buffer);
+    if (length < 4 * (i + 1) || readU32(header + 4 * i) != magic[i]) {
+      freePackageData();
       return failure[i];
     }
   }
 
   log("Starting decompression of data ...");
-  packageData = buffer;
-  packageSize = static_cast<int32_t>(length);
-  int32_t firstRecord = kPackageHeaderSize;
-  SolidDecompressor* decompressor = nullptr;
-  if (length >= kPackageHeaderSize + kSolidHeadSize) decompressor = createSolidDecompressor(buffer + kPackageHeaderSize);
-  if (decompressor) {
+  StripedSolidDecompressor* codec = nullptr;
+  if (length >= kPackageHeaderSize + kSolidHeadSize) codec = createSolidDecompressor(header + kPackageHeaderSize);
+  int result;
+  if (codec) {
     packageIsSolid = 1;
-    unsigned char* blob = nullptr;
-    int32_t blobSize = 0;
-    int result = decompressor->decompress(buffer + kPackageHeaderSize, packageSize - kPackageHeaderSize, &blob,
-                                          &blobSize);
-    delete decompressor;
-    if (result != 0) {
-      log("ERROR: The solid compressor failed with decompressing the data!");
-      freePackageData();
-      return result;
+    stripes.reset(new StripeReader());
+    result = stripes->open(&packageFile, offset + kPackageHeaderSize, length - kPackageHeaderSize, codec, 0);
+    if (result == 0) {
+      log("Finished decompression. Initializing file headers ...");
+      result = readSolidRecords();
     }
-    std::free(buffer);
-    packageData = blob;
-    packageSize = blobSize;
-    firstRecord = 0;
+    if (result != 0 && result != kPackageBadRecord) log("ERROR: The solid compressor failed with decompressing the data!");
+  } else {
+    log("Finished decompression. Initializing file headers ...");
+    result = readPlainRecords();
   }
-
-  log("Finished decompression. Initializing file headers ...");
-  return readRecords(firstRecord);
+  if (result != 0) {
+    freePackageData();
+    return result;
+  }
+  log("Finished file headers initialization.");
+  return 0;
 }
 
-int Package::readRecords(int32_t position) {
-  for (;;) {
-    // A record that doesn't fit in what was loaded ends the walk, as a
-    // missing end record does.
-    if (static_cast<int64_t>(position) + kRecordHeaderSize > packageSize) break;
-    const unsigned char* header = packageData + position;
-    uint32_t magic = readU32(header + kRecordMagicOffset);
-    if (magic == kRecordMagicEnd) {
-      log("Finished file headers initialization.");
-      return 0;
+int Package::addRecord(const unsigned char* header, int64_t position, int64_t limit, int64_t* next) {
+  uint32_t magic = readU32(header + kRecordMagicOffset);
+  if (magic == kRecordMagicEnd) return 0;
+  if (magic != kRecordMagicFile) return kPackageBadRecord;
+  COMPFILEINFO entry;
+  readRecordHeader(header, static_cast<uint32_t>(position), &entry);
+  *next = position + kRecordHeaderSize + entry.storedSize;
+  if (*next > limit) return kPackageBadRecord;
+  files.add(entry);
+  return 1;
+}
+
+int Package::readSolidRecords() {
+  // Stripe by stripe in blob order, so that each is inflated once here
+  // (ahead, on the workers) and every stripe is proved sound, also those
+  // that hold only the middle of a large file. A header that crosses into
+  // the next stripe is read across it.
+  const int64_t blob = stripes->blobSize();
+  int64_t position = 0;
+  bool ended = false;
+  for (int index = 0; index < stripes->stripeCount(); index++) {
+    const unsigned char* data = nullptr;
+    int result = stripes->acquire(index, &data, stripeWaiter);
+    if (result != 0) return result;
+    while (!ended && position < stripes->stripeEnd(index)) {
+      unsigned char header[kRecordHeaderSize];
+      // A record that doesn't fit in the blob ends the walk, as a missing
+      // end record does.
+      if (position + kRecordHeaderSize > blob) break;
+      result = stripes->read(position, header, sizeof(header), stripeWaiter);
+      if (result != 0) break;
+      result = addRecord(header, position, blob, &position);
+      if (result < 0) break;
+      ended = result == 0;
+      result = 0;
     }
-    if (magic != kRecordMagicFile) break;
-    COMPFILEINFO entry;
-    readRecordHeader(header, static_cast<uint32_t>(position), &entry);
-    int64_t next = static_cast<int64_t>(position) + kRecordHeaderSize + entry.storedSize;
-    if (next > packageSize) break;
-    files.add(entry);
-    position = static_cast<int32_t>(next);
+    stripes->release(index);
+    if (result != 0) return result;
+    if (!ended && position + kRecordHeaderSize > blob) return kPackageBadRecord;
   }
-  freePackageData();
-  return kPackageBadRecord;
+  return ended ? 0 : kPackageBadRecord;
+}
+
+int Package::readPlainRecords() {
+  int64_t position = kPackageHeaderSize;
+  for (;;) {
+    unsigned char header[kRecordHeaderSize];
+    if (position + kRecordHeaderSize > packageLength) return kPackageBadRecord;
+    if (packageFile.readAt(packageOffset + position, header, sizeof(header)) != 0) return kPackageReadFailed;
+    int result = addRecord(header, position, packageLength, &position);
+    if (result <= 0) return result;
+  }
 }
 
 int Package::findFile(const char* key) const {
@@ -205,34 +228,69 @@ int Package::findFile(const char* key) const {
   return -1;
 }
 
+int Package::viewFile(int index, PackageFileView* view, unsigned char* outDigest) {
+  view->release();
+  if (index < 0 || index >= files.getCount() || !isLoaded()) return -1;
+  const COMPFILEINFO& entry = files[index];
+  const int64_t stored = static_cast<int64_t>(entry.recordOffset) + kRecordHeaderSize;
+
+  if (packageIsSolid) {
+    // The record's data is the file, which the writer stores as it is; a
+    // damaged record that claims more than it holds is filled with zeros.
+    uint32_t size = entry.fileSize;
+    if (size >= static_cast<uint64_t>(kMaxLoadSize)) return -1;
+    uint32_t held = entry.storedSize < size ? entry.storedSize : size;
+    int first = stripes->stripeAt(stored);
+    if (held == size && size > 0 && first >= 0 && stored + size <= stripes->stripeEnd(first)) {
+      const unsigned char* data = nullptr;
+      if (stripes->acquire(first, &data, stripeWaiter) != 0) return -1;
+      view->reader = stripes.get();
+      view->pinned = first;
+      view->bytes = data + (stored - stripes->stripeStart(first));
+    } else {
+      // Spanning stripes: assembled once, with a NUL behind it.
+      QUtils::RefArray<unsigned char> copy(size + 1);
+      if (!copy.get()) return -1;
+      std::memset(copy.get() + held, 0, size + 1 - held);
+      if (held > 0 && stripes->read(stored, copy.get(), held, stripeWaiter) != 0) return -1;
+      view->copy = copy;
+      view->bytes = copy.get();
+    }
+    view->length = size;
+  } else {
+    // One byte more than the room, for the terminating 0.
+    uint64_t room = static_cast<uint64_t>(entry.fileSize) + kInflateSlack;
+    if (room + 1 > static_cast<uint64_t>(kMaxLoadSize)) return -1;
+    QUtils::RefArray<unsigned char> packed(entry.storedSize > 0 ? entry.storedSize : 1);
+    QUtils::RefArray<unsigned char> copy(static_cast<uint32_t>(room + 1));
+    if (!packed.get() || !copy.get()) return -1;
+    if (packageFile.readAt(packageOffset + stored, packed.get(), entry.storedSize) != 0) return -1;
+    size_t inflated = static_cast<size_t>(room);
+    if (inflateZlibStream(copy.get(), &inflated, packed.get(), entry.storedSize) != 0) return -1;
+    copy.get()[inflated] = 0;
+    view->copy = copy;
+    view->bytes = copy.get();
+    view->length = static_cast<uint32_t>(inflated);
+  }
+  if (outDigest) std::memcpy(outDigest, entry.md5, sizeof(entry.md5));
+  return 0;
+}
+
 int Package::extractFile(int index, uint32_t* outSize, QUtils::RefArray<unsigned char>& outData,
                          unsigned char* outDigest) {
   *outSize = 0;
-  if (index < 0 || index >= files.getCount() || !packageData) return -1;
-  const COMPFILEINFO& entry = files[index];
-  const unsigned char* stored = packageData + entry.recordOffset + kRecordHeaderSize;
-
-  // One byte more than the data, for the terminating 0.
-  uint64_t room = packageIsSolid ? entry.fileSize : static_cast<uint64_t>(entry.fileSize) + kInflateSlack;
-  if (room + 1 > static_cast<uint64_t>(kMaxLoadSize)) return -1;
-  QUtils::RefArray<unsigned char> data(static_cast<uint32_t>(room + 1));
-  unsigned char* bytes = data.get();
-  if (!bytes) return -1;
-
-  uint32_t length;
-  if (packageIsSolid) {
-    length = entry.fileSize;
-    std::memcpy(bytes, stored, entry.storedSize < entry.fileSize ? entry.storedSize : entry.fileSize);
-  } else {
-    uLongf inflated = static_cast<uLongf>(room);
-    if (uncompress(bytes, &inflated, stored, entry.storedSize) != Z_OK) return -1;
-    length = static_cast<uint32_t>(inflated);
+  PackageFileView view;
+  if (viewFile(index, &view, outDigest) != 0) return -1;
+  QUtils::RefArray<unsigned char> data = view.copy;
+  if (data.isNull()) {
+    // One byte more than the data, for the terminating 0.
+    data = QUtils::RefArray<unsigned char>(view.size() + 1);
+    if (!data.get()) return -1;
+    if (view.size() > 0) std::memcpy(data.get(), view.data(), view.size());
+    data.get()[view.size()] = 0;
   }
-  bytes[length] = 0;
-
+  *outSize = view.size();
   outData = data;
-  *outSize = length;
-  if (outDigest) std::memcpy(outDigest, entry.md5, sizeof(entry.md5));
   return 0;
 }
 

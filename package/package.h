@@ -1,29 +1,41 @@
 // A loaded package: the installer's files, unpacked into memory, with a
 // table that finds a file by its key.
 //
-// openPackage() reads everything from `offset` to the end of the named file
+// openPackage() takes the package from `offset` to the end of the named file
 // (checksum record and any certificate table included, which are ignored),
-// checks the package header, unpacks a solid block when one follows it, and
-// lists the file records. The data stays in memory until the Package goes or
-// is opened again; a COMPFILEINFO's recordOffset is valid only as long as
-// that. With flag bit 0 the file is instead an action log, which is only
-// opened for reading.
+// checks the package header and lists the file records. The file stays open
+// until the Package goes or is opened again, and the data is read out of it
+// when it is asked for: a solid block is inflated stripe by stripe through a
+// StripeReader, which holds only a few stripes in memory and inflates ahead
+// on worker threads; a package that isn't solid is read record by record.
+// Loading inflates every stripe once, so a damaged block is refused then,
+// with its code, and not half way through an installation. With flag bit 0
+// the file is instead an action log, which is only opened for reading.
 //
 // A file record is a 608-byte header (see format.h) followed by the data: in
-// a solid package the plain bytes, otherwise a zlib stream of its own.
+// a solid package the plain bytes, otherwise a zlib stream of its own. A
+// COMPFILEINFO's recordOffset counts from the start of the unpacked record
+// stream of a solid package, and from the package header otherwise.
 // Keys are compared byte by byte, case-sensitively; of two records with one
-// key the later one wins. Every extraction makes a new copy with a NUL behind
-// the data, so that text can be parsed as it comes.
+// key the later one wins. viewFile() hands out a file's bytes where they
+// lie in an inflated stripe, without a copy; every extraction makes a new
+// copy with a NUL behind the data, so that text can be parsed as it comes.
+//
+// Thread rules: one thread uses a Package; its workers are its own.
 #ifndef QLUX_PACKAGE_PACKAGE_H_
 #define QLUX_PACKAGE_PACKAGE_H_
 
 #include <cstdint>
 #include <cstdio>
 
+#include <memory>
+
 #include "foundation/console.h"
 #include "foundation/lists.h"
+#include "package/package_file.h"
+#include "package/stripe_reader.h"
 
-// One entry of the file table: where the record starts in packageData, then
+// One entry of the file table: where the record starts (see above), then
 // the fields of the record's header. `name` and `key` are always terminated.
 struct COMPFILEINFO {
   uint32_t recordOffset;
@@ -52,6 +64,31 @@ const int kPackageNoMemory = -10;
 const int kRunFlagActionLog = 1;  // the file is an action log, not a package
 const int kRunFlagBackup = 2;     // a backup of replaced files is wanted
 
+// A file's bytes as the package holds them, for as long as the view lives:
+// either where they lie in an inflated stripe, which stays pinned, or a copy
+// for a file that spans stripes (assembled once) or that had to be inflated
+// on its own. A view must go before its Package.
+class PackageFileView {
+ public:
+  PackageFileView() : reader(nullptr), pinned(-1), bytes(nullptr), length(0) {}
+  PackageFileView(const PackageFileView&) = delete;
+  PackageFileView& operator=(const PackageFileView&) = delete;
+  ~PackageFileView() { release(); }
+
+  const unsigned char* data() const { return bytes; }
+  uint32_t size() const { return length; }
+  // Lets go of the bytes; the view is then empty.
+  void release();
+
+ private:
+  friend class Package;
+  StripeReader* reader;
+  int pinned;  // the stripe held, or -1
+  QUtils::RefArray<unsigned char> copy;
+  const unsigned char* bytes;
+  uint32_t length;
+};
+
 class Package {
  public:
   Package();
@@ -66,6 +103,10 @@ class Package {
   int openPackage(const char* fileName, uint32_t offset, int flags);
   // The index of the last file with `key`, or -1.
   int findFile(const char* key) const;
+  // The data of file `index` in `view`, which lets go of what it held
+  // before, and the record's digest in `outDigest` unless that is null.
+  // Gives 0; -1 on failure, with the view empty.
+  int viewFile(int index, PackageFileView* view, unsigned char* outDigest);
   // A new copy of the file's data in `outData` (with a 0 byte behind it that
   // the size doesn't count), its length in `outSize`, and the record's
   // digest in `outDigest` unless that is null. Gives 0; -1 on failure, with
@@ -80,11 +121,15 @@ class Package {
   QUtils::RefArray<unsigned char> getFileData(const char* key, uint32_t* outSize);
   // Frees the package data and the table, and closes the action log.
   void release();
+  // Told while the package waits for a stripe, so that a window stays
+  // served; null for none.
+  void setWaiter(StripeWaiter* waiter) { stripeWaiter = waiter; }
+  // True while a package is loaded.
+  bool isLoaded() const { return packageFile.isOpen(); }
+  // The solid block's reader while one is loaded, else null. For tests and
+  // benchmarks.
+  StripeReader* getStripeReader() { return stripes.get(); }
 
-  // The loaded bytes: the unpacked record stream of a solid package, else
-  // the package as read from the file, header included. Malloc'ed.
-  unsigned char* packageData;
-  int32_t packageSize;
   int packageIsSolid;
   QUtils::PList<COMPFILEINFO> files;
   int runFlags;
@@ -95,7 +140,21 @@ class Package {
   void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void freePackageData();
   int loadPackage(const char* fileName, uint32_t offset);
-  int readRecords(int32_t position);
+  // Lists the records of a solid package, inflating every stripe on the way.
+  int readSolidRecords();
+  // Lists the records of a package that isn't solid, from the file.
+  int readPlainRecords();
+  // Adds the record whose header is `header`, at `position`, if it is a
+  // file record whose data ends by `limit`. Gives 1 for a file record, 0
+  // for the end record, kPackageBadRecord otherwise; `*next` is where the
+  // following record starts.
+  int addRecord(const unsigned char* header, int64_t position, int64_t limit, int64_t* next);
+
+  PackageFile packageFile;
+  std::unique_ptr<StripeReader> stripes;  // a solid package's
+  int64_t packageOffset;  // where the package header lies in the file
+  int64_t packageLength;  // from there to the file's end
+  StripeWaiter* stripeWaiter;
 };
 
 #endif  // QLUX_PACKAGE_PACKAGE_H_

@@ -130,6 +130,66 @@ TEST_F(PackageTest, LoadsSolidAndPlainPackages) {
             std::vector<std::string>(console.lines.end() - 7, console.lines.end()));
 }
 
+// A solid block of many stripes, listed in shuffled order and stored in
+// reverse with gaps, read the way the file stage reads it (in order, with
+// files that span stripes) and then in a scattered order: every file comes
+// out whole, a file inside one stripe is handed out where it lies, and no
+// more stripes are held than the reader's limit.
+TEST_F(PackageTest, SolidPackagesAreReadStripeByStripe) {
+  std::vector<File> files;
+  for (int i = 0; i < 60; i++) {
+    size_t size = i % 7 == 0 ? 20000 + 997 * static_cast<size_t>(i) : 37 * static_cast<size_t>(i);
+    std::string data = i % 2 ? testwriter::pseudoRandom(size, static_cast<uint32_t>(i))
+                             : std::string(size, static_cast<char>('a' + i % 26));
+    files.push_back(makeFile("f" + std::to_string(i), "f", data));
+  }
+  const int stripes = 200;
+  std::vector<int> order;
+  for (int i = 0; i < stripes; i++) order.push_back((i * 73) % stripes);
+  std::string blob = testwriter::records(files, false);
+  ASSERT_EQ(0, open(testwriter::packageHeader(files) + testwriter::solidBlock(blob, stripes, order, 3, true), 0));
+  StripeReader* reader = package.getStripeReader();
+  ASSERT_NE(nullptr, reader);
+  ASSERT_EQ(stripes, reader->stripeCount());
+
+  int inPlace = 0;
+  auto check = [&](int index) {
+    PackageFileView view;
+    ASSERT_EQ(0, package.viewFile(index, &view, nullptr)) << index;
+    ASSERT_EQ(files[static_cast<size_t>(index)].data.size(), view.size()) << index;
+    EXPECT_TRUE(std::string(reinterpret_cast<const char*>(view.data()), view.size()) ==
+                files[static_cast<size_t>(index)].data)
+        << index;
+    EXPECT_LE(reader->buffersInUse(), reader->bufferLimit());
+    int64_t start = package.files[index].recordOffset + 608;
+    int first = reader->stripeAt(start);
+    if (view.size() > 0 && start + view.size() <= reader->stripeEnd(first)) inPlace++;
+  };
+  for (int i = 0; i < 60; i++) check(i);
+  EXPECT_GT(inPlace, 20);
+  for (int i = 0; i < 60; i++) check((i * 17) % 60);
+  // Two views at once pin two stripes; both stay valid.
+  PackageFileView first, last;
+  ASSERT_EQ(0, package.viewFile(1, &first, nullptr));
+  ASSERT_EQ(0, package.viewFile(59, &last, nullptr));
+  EXPECT_TRUE(std::string(reinterpret_cast<const char*>(first.data()), first.size()) == files[1].data);
+  EXPECT_TRUE(std::string(reinterpret_cast<const char*>(last.data()), last.size()) == files[59].data);
+}
+
+// The installer file may change under a loaded package: what can't be read
+// any more fails to extract, and nothing reads out of bounds.
+TEST_F(PackageTest, FileCutAfterLoadingFailsToExtract) {
+  std::vector<File> files = {makeFile("a", "a", testwriter::pseudoRandom(50000, 3)),
+                             makeFile("b", "b", testwriter::pseudoRandom(50000, 4))};
+  for (const std::string& whole : {solidPackage(files, 40), plainPackage(files)}) {
+    ASSERT_EQ(0, open(whole, 0));
+    ASSERT_TRUE(testwriter::writeFile(path, whole.substr(0, whole.size() / 3)));
+    // The last stripes may still be held from loading; the first file's
+    // later ones aren't, and lay behind the cut.
+    EXPECT_EQ("<failed>", extract("a"));
+  }
+}
+
 TEST_F(PackageTest, ExtractionResults) {
   std::vector<File> files = sampleFiles();
   ASSERT_EQ(0, open(solidPackage(files, 2), 0));
@@ -178,6 +238,13 @@ TEST_F(PackageTest, DamageCodes) {
   // The first stripe one byte shorter than its data: a hole in the blob.
   const unsigned char* firstStripe = reinterpret_cast<const unsigned char*>(solid.data()) + 64 + 20;
   std::string badBlock = patched(solid, 64 + 24, readU32(firstStripe + 4) - 1);
+  // Where the last compressed stream starts: the streams follow the table in
+  // blob order, so the third record names it.
+  const size_t lastStream = 64 + readU32(firstStripe + 2 * 16 + 8);
+  auto flipped = [](std::string bytes, size_t at) {
+    bytes[at] = static_cast<char>(bytes[at] ^ 0x55);
+    return bytes;
+  };
 
   struct Case {
     const char* what;
@@ -196,10 +263,12 @@ TEST_F(PackageTest, DamageCodes) {
       {"data runs past the end", patched(plain, 64 + 8, 0x7fff0000u), 0, kPackageBadRecord},
       {"signature damaged: not solid", patched(solid, 64, 0), 0, kPackageBadRecord},
       {"stripe length wrong", badBlock, 0, kSolidNotTiled},
+      {"last stream damaged", flipped(solid, lastStream + 9), 0, kSolidStripeFailed},
+      {"last stream cut", solid.substr(0, lastStream + 9), 0, kSolidStripeTruncated},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(c.code, open(c.bytes, c.offset)) << c.what;
-    EXPECT_EQ(nullptr, package.packageData) << c.what;
+    EXPECT_FALSE(package.isLoaded()) << c.what;
   }
   EXPECT_EQ("ERROR: The solid compressor failed with decompressing the data!", console.lines.back());
 
@@ -217,7 +286,7 @@ TEST_F(PackageTest, TruncatedPackagesFailCleanly) {
   for (const std::string& whole : {solidPackage(files, 4), plainPackage(files)}) {
     for (size_t length = 0; length < whole.size(); length += length < 200 ? 1 : 13) {
       EXPECT_NE(0, open(whole.substr(0, length), 0)) << length;
-      EXPECT_EQ(nullptr, package.packageData) << length;
+      EXPECT_FALSE(package.isLoaded()) << length;
     }
     EXPECT_EQ(0, open(whole, 0));
   }
@@ -226,7 +295,7 @@ TEST_F(PackageTest, TruncatedPackagesFailCleanly) {
 TEST_F(PackageTest, ActionLogFlagOpensTheFileOnly) {
   ASSERT_EQ(0, open("not a package", 0, kRunFlagActionLog | kRunFlagBackup));
   EXPECT_NE(nullptr, package.actionLogFile);
-  EXPECT_EQ(nullptr, package.packageData);
+  EXPECT_FALSE(package.isLoaded());
   EXPECT_EQ(kRunFlagActionLog | kRunFlagBackup, package.runFlags);
   package.release();
   EXPECT_EQ(kPackageLogOpenFailed, package.openPackage((path + ".missing").c_str(), 0, kRunFlagActionLog));

@@ -1,175 +1,179 @@
 #include "package/solid_compressor.h"
 
-#include <zlib.h>
-
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
-namespace {
+#include "package/deflate_codec.h"
 
-// A failed stripe keeps the codec's error in its packedSize, moved below any
-// length so that it can't be taken for one.
-const int32_t kStripeErrorBase = 200;
+size_t ZlibSolidCompressor::stripeBound(size_t sourceSize) { return deflateZlibBound(sourceSize); }
 
-}  // namespace
-
-CommonSolidCompressor::CommonSolidCompressor()
-    : blob(static_cast<unsigned char*>(std::malloc(kBlobInitialCapacity))),
-      capacity(kBlobInitialCapacity),
-      used(0),
-      stripeCount(0),
-      level(Z_DEFAULT_COMPRESSION) {
-  if (!blob) capacity = 0;
+int ZlibSolidCompressor::compressStripe(unsigned char* destination, size_t* destinationSize,
+                                        const unsigned char* source, size_t sourceSize) {
+  return deflateZlibStream(destination, destinationSize, source, sourceSize, level);
 }
 
-CommonSolidCompressor::~CommonSolidCompressor() { std::free(blob); }
-
-int CommonSolidCompressor::init(int stripes, int compressionLevel) {
-  if (!blob) return -1;
-  stripeCount = stripes;
-  if (stripes < 1) return -2;
-  level = compressionLevel;
-  return 0;
-}
-
-int CommonSolidCompressor::addData(const void* data, int32_t size) {
-  if (!blob) return -1;
-  if (size <= 0) return 0;
-  int64_t needed = static_cast<int64_t>(used) + size;
-  int64_t newCapacity = capacity;
-  while (newCapacity < needed) {
-    newCapacity *= 2;
-    if (newCapacity > 0x7fffffff) {
-      std::fprintf(stderr, "FATAL ERROR: Uncompressed blob size exceeds supported size of %d B\n", kBlobLimit);
-      return -2;
-    }
-  }
-  if (newCapacity != capacity) {
-    unsigned char* grown = static_cast<unsigned char*>(std::realloc(blob, static_cast<size_t>(newCapacity)));
-    if (!grown) return -1;
-    blob = grown;
-    capacity = static_cast<int32_t>(newCapacity);
-  }
-  std::memcpy(blob + used, data, static_cast<size_t>(size));
-  used += size;
-  return 0;
-}
-
-StripedSolidCompressor::StripedSolidCompressor() : stripes(100), packedStripes(100) {}
-
-StripedSolidCompressor::~StripedSolidCompressor() { freeStripes(); }
-
-void StripedSolidCompressor::freeStripes() {
-  for (int i = 0; i < packedStripes.getCount(); i++) std::free(packedStripes[i]);
-  packedStripes.clear();
-}
-
-int StripedSolidCompressor::compressStripes() {
-  freeStripes();
-  stripes.clear();
-  // Stripe i runs from i * L / n to (i + 1) * L / n.
-  for (int i = 0; i < stripeCount; i++) {
-    int64_t start = static_cast<int64_t>(i) * used / stripeCount;
-    int64_t end = static_cast<int64_t>(i + 1) * used / stripeCount;
-    SOLIDSTRIPE stripe = {static_cast<int32_t>(start), static_cast<int32_t>(end - start), -1, -1};
-    stripes.add(stripe);
-    packedStripes.add(nullptr);
-  }
-
-  QUtils::ThreadManager* manager = QUtils::createThreadManager();
-  if (!manager) return -3;
-  StripedCompressWorker worker(this);
-  manager->run(stripeCount, &worker, nullptr, 0);
-  QUtils::deleteThreadManager(manager);
-
-  int result = 0;
-  for (int i = 0; i < stripeCount; i++) {
-    if (packedStripes[i]) continue;
-    std::printf("Worker %d failed with zlib error %d\n", i, stripes[i].packedSize + kStripeErrorBase);
-    result = -5;
-  }
-  return result;
-}
-
-void StripedCompressWorker::run(std::atomic<int32_t>* stopCode, std::atomic<int32_t>* progress, int threadIndex,
-                                int threadCount) {
-  SOLIDSTRIPE& stripe = compressor->stripes[threadIndex];
-  // Room for the worst case: zlib never grows data by a tenth plus 64 KiB.
-  uint32_t room =
-      static_cast<uint32_t>(0x10000 - static_cast<int32_t>(static_cast<float>(stripe.unpackedSize) * -1.1f));
-  unsigned char* buffer = static_cast<unsigned char*>(std::malloc(room));
-  if (!buffer) {
-    stripe.packedSize = Z_MEM_ERROR - kStripeErrorBase;
-    return;
-  }
-  uint32_t length = room;
-  int result = compressor->compressStripe(buffer, &length, compressor->blob + stripe.unpackedOffset,
-                                          static_cast<uint32_t>(stripe.unpackedSize));
-  if (result != 0) {
-    std::free(buffer);
-    stripe.packedSize = result - kStripeErrorBase;
-    return;
-  }
-  compressor->packedStripes[threadIndex] = buffer;
-  stripe.packedSize = static_cast<int32_t>(length);
-}
-
-int ZlibSolidCompressor::compressStripe(unsigned char* destination, uint32_t* destinationSize,
-                                        const unsigned char* source, uint32_t sourceSize) {
-  uLongf length = *destinationSize;
-  int result = compress2(destination, &length, source, sourceSize, level);
-  *destinationSize = static_cast<uint32_t>(length);
-  return result;
-}
-
-int ZlibSolidCompressor::compress(unsigned char** outBlock, int32_t* outBlockSize, int32_t* outBlobSize) {
-  *outBlock = nullptr;
-  if (stripeCount < 1) return -2;
-  int result = compressStripes();
-  if (result != 0) {
-    freeStripes();
-    return result;
-  }
-
-  // The streams follow the stripe table directly, one behind the other.
-  const int n = stripes.getCount();
-  int64_t end = kSolidHeadSize + static_cast<int64_t>(kStripeRecordSize) * n;
-  for (int i = 0; i < n; i++) {
-    stripes[i].packedOffset = static_cast<int32_t>(end);
-    end += stripes[i].packedSize;
-  }
-  if (end > 0x7fffffff) {
-    freeStripes();
-    return -1;
-  }
-  unsigned char* block = static_cast<unsigned char*>(std::malloc(static_cast<size_t>(end)));
-  if (!block) {
-    freeStripes();
-    return -1;
-  }
-
-  std::memcpy(block, kSolidSignature, sizeof(kSolidSignature));
-  writeU32(block + 8, kSolidMethodZlib);
-  writeU32(block + 12, kSolidVersion);
-  writeU32(block + 16, static_cast<uint32_t>(n));
-  for (int i = 0; i < n; i++) {
-    unsigned char* record = block + kSolidHeadSize + i * kStripeRecordSize;
-    writeU32(record, static_cast<uint32_t>(stripes[i].unpackedOffset));
-    writeU32(record + 4, static_cast<uint32_t>(stripes[i].unpackedSize));
-    writeU32(record + 8, static_cast<uint32_t>(stripes[i].packedOffset));
-    writeU32(record + 12, static_cast<uint32_t>(stripes[i].packedSize));
-    std::memcpy(block + stripes[i].packedOffset, packedStripes[i], static_cast<size_t>(stripes[i].packedSize));
-  }
-  freeStripes();
-  *outBlock = block;
-  *outBlockSize = static_cast<int32_t>(end);
-  *outBlobSize = used;
-  return 0;
-}
-
-SolidCompressor* createSolidCompressor(uint32_t method) {
+SolidCompressor* createSolidCompressor(uint32_t method, int level) {
   if (method != kSolidMethodZlib) return nullptr;
-  return new (std::nothrow) ZlibSolidCompressor();
+  return new (std::nothrow) ZlibSolidCompressor(level);
+}
+
+int chooseStripeCount(int64_t blobSize) {
+  if (blobSize <= 0) return 1;
+  int64_t count = (blobSize + kStripeTarget - 1) / kStripeTarget;
+  count = std::min<int64_t>(count, kMaxStripes);
+  return static_cast<int>(std::min<int64_t>(count, blobSize));
+}
+
+SolidBlockWriter::SolidBlockWriter(SolidCompressor* codec, SolidBlockSink* sink, int64_t blobSize, int count,
+                                   int threads)
+    : codec(codec),
+      sink(sink),
+      plan(0),
+      status(0),
+      filling(0),
+      nextOut(0),
+      inFlight(0),
+      maxInFlight(0),
+      written(0),
+      largestStripe(0) {
+  // Empty stripes would overlap their neighbours in the reader's test, so
+  // a stream shorter than the count has no plan.
+  if (count < 1 || count > kMaxStripes || blobSize < count || blobSize > kBlobLimit) {
+    plan = status = kWriterBadPlan;
+    return;
+  }
+  stripes.resize(static_cast<size_t>(count));
+  for (int i = 0; i < count; i++) {
+    Stripe& stripe = stripes[static_cast<size_t>(i)];
+    stripe.start = i * blobSize / count;
+    stripe.size = (i + 1) * blobSize / count - stripe.start;
+    stripe.filled = 0;
+    stripe.raw = nullptr;
+    stripe.packed = nullptr;
+    stripe.packedSize = 0;
+    stripe.result = 0;
+    largestStripe = std::max(largestStripe, static_cast<size_t>(stripe.size));
+  }
+  workers.reset(new StripeWorkers(this, count, threads));
+  // One stripe compressing on each worker and one more waiting, so that a
+  // worker never idles while the files are read.
+  maxInFlight = workers->threadCount() + 1;
+}
+
+SolidBlockWriter::~SolidBlockWriter() {
+  // The workers go first: one may still be writing into a stripe's buffer.
+  workers.reset();
+  for (Stripe& stripe : stripes) {
+    std::free(stripe.raw);
+    std::free(stripe.packed);
+  }
+  for (unsigned char* buffer : freeRaw) std::free(buffer);
+  for (unsigned char* buffer : freePacked) std::free(buffer);
+}
+
+int64_t SolidBlockWriter::headSize() const {
+  return kSolidHeadSize + static_cast<int64_t>(kStripeRecordSize) * static_cast<int64_t>(stripes.size());
+}
+
+unsigned char* SolidBlockWriter::takeRaw() {
+  if (!freeRaw.empty()) {
+    unsigned char* buffer = freeRaw.back();
+    freeRaw.pop_back();
+    return buffer;
+  }
+  return static_cast<unsigned char*>(std::malloc(largestStripe));
+}
+
+unsigned char* SolidBlockWriter::takePacked() {
+  if (!freePacked.empty()) {
+    unsigned char* buffer = freePacked.back();
+    freePacked.pop_back();
+    return buffer;
+  }
+  return static_cast<unsigned char*>(std::malloc(codec->stripeBound(largestStripe)));
+}
+
+void SolidBlockWriter::runStripe(int index) {
+  Stripe& stripe = stripes[static_cast<size_t>(index)];
+  size_t length = codec->stripeBound(static_cast<size_t>(stripe.size));
+  stripe.result = codec->compressStripe(stripe.packed, &length, stripe.raw, static_cast<size_t>(stripe.size));
+  stripe.packedSize = length;
+}
+
+int SolidBlockWriter::drain(bool wait) {
+  while (status == 0 && nextOut < filling) {
+    const int index = nextOut;
+    Stripe& stripe = stripes[static_cast<size_t>(index)];
+    if (!workers->isDone(index)) {
+      if (!wait) break;
+      workers->waitFor(index, nullptr);
+    }
+    wait = false;
+    workers->collect(index);
+    if (stripe.result != 0) return status = kWriterCodecFailed;
+    // Every packed offset must stay a positive 32-bit number.
+    if (headSize() + written + static_cast<int64_t>(stripe.packedSize) > 0x7fffffff) return status = kWriterTooLarge;
+    if (!sink->write(stripe.packed, stripe.packedSize)) return status = kWriterSinkFailed;
+    written += static_cast<int64_t>(stripe.packedSize);
+    freeRaw.push_back(stripe.raw);
+    freePacked.push_back(stripe.packed);
+    stripe.raw = nullptr;
+    stripe.packed = nullptr;
+    inFlight--;
+    nextOut++;
+  }
+  return status;
+}
+
+int SolidBlockWriter::addData(const void* data, size_t size) {
+  const unsigned char* from = static_cast<const unsigned char*>(data);
+  while (status == 0 && size > 0) {
+    if (filling >= static_cast<int>(stripes.size())) return status = kWriterLengthWrong;
+    Stripe& stripe = stripes[static_cast<size_t>(filling)];
+    if (!stripe.raw && !(stripe.raw = takeRaw())) return status = kWriterNoMemory;
+    size_t piece = static_cast<size_t>(std::min<int64_t>(static_cast<int64_t>(size), stripe.size - stripe.filled));
+    std::memcpy(stripe.raw + stripe.filled, from, piece);
+    stripe.filled += static_cast<int64_t>(piece);
+    from += piece;
+    size -= piece;
+    if (stripe.filled < stripe.size) break;
+
+    // Full: to a worker, once one of those in flight has gone out.
+    while (status == 0 && inFlight >= maxInFlight) drain(true);
+    if (status != 0) break;
+    if (!(stripe.packed = takePacked())) return status = kWriterNoMemory;
+    inFlight++;
+    workers->submit(filling);
+    filling++;
+    drain(false);
+  }
+  return status;
+}
+
+int SolidBlockWriter::finish(std::string* head) {
+  if (status != 0) return status;
+  if (filling != static_cast<int>(stripes.size())) return status = kWriterLengthWrong;
+  while (status == 0 && nextOut < filling) drain(true);
+  if (status != 0) return status;
+
+  // The head: signature, method, version, count, then the table, with the
+  // streams back to back behind it in blob order.
+  head->assign(static_cast<size_t>(headSize()), '\0');
+  unsigned char* out = reinterpret_cast<unsigned char*>(&(*head)[0]);
+  std::memcpy(out, kSolidSignature, sizeof(kSolidSignature));
+  writeU32(out + 8, kSolidMethodZlib);
+  writeU32(out + 12, kSolidVersion);
+  writeU32(out + 16, static_cast<uint32_t>(stripes.size()));
+  int64_t packedAt = headSize();
+  for (size_t i = 0; i < stripes.size(); i++) {
+    unsigned char* record = out + kSolidHeadSize + i * kStripeRecordSize;
+    writeU32(record, static_cast<uint32_t>(stripes[i].start));
+    writeU32(record + 4, static_cast<uint32_t>(stripes[i].size));
+    writeU32(record + 8, static_cast<uint32_t>(packedAt));
+    writeU32(record + 12, static_cast<uint32_t>(stripes[i].packedSize));
+    packedAt += static_cast<int64_t>(stripes[i].packedSize);
+  }
+  return 0;
 }

@@ -1,102 +1,148 @@
-// Writing a solid block (the layout is in solid_decompressor.h): the record
-// stream of a package is collected in memory, cut into equal stripes, and
-// the stripes are compressed at once, one worker thread each. Only the
-// package builder uses this side.
+// Writing a solid block (the layout is in solid_decompressor.h) stripe by
+// stripe: the record stream is cut into equal stripes, each stripe is
+// deflated on a worker thread as soon as it is full, and the compressed
+// streams go out in blob order while the next stripes are still being
+// filled. Only the package builder uses this side.
 //
-// Use: createSolidCompressor(kSolidMethodZlib), init(stripes, level),
-// addData() for every byte of the record stream, compress(), delete.
+// Memory: the stripe being filled, and the few that the workers compress
+// or that wait for their turn to be written, never the whole stream. So the
+// builder holds the stream's length in advance (it knows every file's size)
+// and the stripes are fixed before the first byte arrives: stripe i of n
+// runs from i x L / n to (i + 1) x L / n. The head, whose table needs the
+// compressed lengths, is given last; the caller leaves room for it in front
+// of the streams and writes it there at the end.
+//
+// Use: createSolidCompressor(kSolidMethodZlib, level); a SolidBlockWriter
+// over it and a sink; addData() for every byte of the record stream;
+// finish(); then write the head at the block's start.
+//
+// Thread rules: one thread calls the writer; the codec's compressStripe()
+// runs on its workers, several at once.
 #ifndef QLUX_PACKAGE_SOLID_COMPRESSOR_H_
 #define QLUX_PACKAGE_SOLID_COMPRESSOR_H_
 
-#include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include "foundation/lists.h"
-#include "foundation/thread_manager.h"
 #include "package/format.h"
+#include "package/stripe_workers.h"
 
-// The collected stream starts with this much room and doubles as needed.
-const int32_t kBlobInitialCapacity = 0x400000;
-// The stream's largest size: a capacity beyond this would leave the positive
-// 32-bit range.
-const int32_t kBlobLimit = 0x40000000;
+// The longest record stream a solid block may hold: every offset in the
+// block stays far inside the positive 32-bit range the reader works in.
+const int64_t kBlobLimit = 0x40000000;
+// The stripe length the builder aims at when it chooses the count itself:
+// small enough that an installer holds only a few in memory, large enough
+// that deflate's 32 KiB window loses nothing worth measuring.
+const int64_t kStripeTarget = 4 << 20;
 
+// The codec of one stripe.
 class SolidCompressor {
  public:
   virtual ~SolidCompressor() {}
-  // Sets the stripe count and the codec's level. Gives 0; -1 if the
-  // collecting buffer couldn't be allocated; -2 for fewer than 1 stripe.
-  virtual int init(int stripes, int level) = 0;
-  // Kept for the family's interface; no compressor uses it. Gives -1.
-  virtual int reserved() { return -1; }
-  // Appends to the stream. Gives 0; -1 if the buffer can't grow; -2 when the
-  // stream would pass kBlobLimit.
-  virtual int addData(const void* data, int32_t size) = 0;
-  // Builds the block into a new malloc'ed buffer the caller frees. Gives 0,
-  // with the block's and the stream's lengths, or a negative code.
-  virtual int compress(unsigned char** outBlock, int32_t* outBlockSize, int32_t* outBlobSize) = 0;
+  // The most bytes compressStripe() can give for `sourceSize` bytes.
+  virtual size_t stripeBound(size_t sourceSize) = 0;
+  // Compresses `source` into one complete stream in `destination`, whose
+  // room `*destinationSize` holds on entry; the length written on return.
+  // Gives 0 or the codec's error code. Safe on several threads at once.
+  virtual int compressStripe(unsigned char* destination, size_t* destinationSize, const unsigned char* source,
+                             size_t sourceSize) = 0;
 };
 
-// Collects the stream.
-class CommonSolidCompressor : public SolidCompressor {
+// zlib streams at a zlib level (-1: the default).
+class ZlibSolidCompressor : public SolidCompressor {
  public:
-  CommonSolidCompressor();
-  ~CommonSolidCompressor() override;
-  int init(int stripes, int level) override;
-  int addData(const void* data, int32_t size) override;
+  explicit ZlibSolidCompressor(int level) : level(level) {}
+  size_t stripeBound(size_t sourceSize) override;
+  int compressStripe(unsigned char* destination, size_t* destinationSize, const unsigned char* source,
+                     size_t sourceSize) override;
 
- protected:
-  unsigned char* blob;
-  int32_t capacity;
-  int32_t used;
-  int stripeCount;
+ private:
   int level;
 };
 
-// Cuts the stream into stripes and compresses them on worker threads.
-class StripedSolidCompressor : public CommonSolidCompressor {
+// A codec for `method` (kSolidMethodZlib) at `level`, or null for any other.
+SolidCompressor* createSolidCompressor(uint32_t method, int level);
+
+// The stripe count for a stream of `blobSize` bytes: stripes of about
+// kStripeTarget, 1 to 256 of them, never more than the stream has bytes.
+int chooseStripeCount(int64_t blobSize);
+
+// Where the compressed streams go, in blob order.
+class SolidBlockSink {
  public:
-  StripedSolidCompressor();
-  ~StripedSolidCompressor() override;
-  // Compresses one stripe into `destination`; `destinationSize` holds the
-  // room on entry and the length written on return. Gives 0 or the codec's
-  // error code.
-  virtual int compressStripe(unsigned char* destination, uint32_t* destinationSize, const unsigned char* source,
-                             uint32_t sourceSize) = 0;
-
- protected:
-  // Fills `stripes` and `packedStripes`. Gives 0; -3 if no thread manager
-  // can be made; -5 if a stripe failed.
-  int compressStripes();
-  // Frees the compressed stripes still held.
-  void freeStripes();
-
-  QUtils::PList<SOLIDSTRIPE> stripes;
-  QUtils::PList<unsigned char*> packedStripes;
-
-  friend class StripedCompressWorker;
+  virtual ~SolidBlockSink() {}
+  // False if the bytes couldn't be written.
+  virtual bool write(const void* data, size_t size) = 0;
 };
 
-class ZlibSolidCompressor : public StripedSolidCompressor {
- public:
-  int compress(unsigned char** outBlock, int32_t* outBlockSize, int32_t* outBlobSize) override;
-  int compressStripe(unsigned char* destination, uint32_t* destinationSize, const unsigned char* source,
-                     uint32_t sourceSize) override;
-};
+// Results of SolidBlockWriter besides 0.
+const int kWriterNoMemory = -1;
+const int kWriterBadPlan = -2;      // stripe count outside 1..256 or above the length, or length past kBlobLimit
+const int kWriterLengthWrong = -3;  // more bytes added than planned, or fewer at finish()
+const int kWriterCodecFailed = -5;  // a stripe didn't compress
+const int kWriterSinkFailed = -6;   // the sink refused a stream
+const int kWriterTooLarge = -7;     // the block would pass what its offsets can hold
 
-// The job of one compression run: thread i compresses stripe i.
-class StripedCompressWorker : public QUtils::MultiThreaded {
+class SolidBlockWriter : private StripeJob {
  public:
-  explicit StripedCompressWorker(StripedSolidCompressor* compressor) : compressor(compressor) {}
-  void run(std::atomic<int32_t>* stopCode, std::atomic<int32_t>* progress, int threadIndex,
-           int threadCount) override;
-  const char* getThreadName() override { return "StripedCompressWorker"; }
+  // A block for a stream of `blobSize` bytes in `stripes` stripes, deflated
+  // by `codec` (not owned) on `threads` workers (0: the pool's default).
+  SolidBlockWriter(SolidCompressor* codec, SolidBlockSink* sink, int64_t blobSize, int stripes, int threads);
+  SolidBlockWriter(const SolidBlockWriter&) = delete;
+  SolidBlockWriter& operator=(const SolidBlockWriter&) = delete;
+  ~SolidBlockWriter() override;
+
+  // 0 if the plan is one a reader takes; else kWriterBadPlan, and nothing
+  // below does anything.
+  int check() const { return plan; }
+  // The head's length, 20 + 16 x n: the room the caller leaves in front of
+  // the first stream.
+  int64_t headSize() const;
+  // Appends bytes of the record stream. Gives 0 or a code above; after a
+  // failure every later call gives the same code.
+  int addData(const void* data, size_t size);
+  // After the stream's last byte: compresses and writes what is left, and
+  // gives 0 with `head` set to the block's head and stripe table (offsets
+  // from the head's first byte), or a code above.
+  int finish(std::string* head);
+  // Compressed bytes handed to the sink so far.
+  int64_t packedSize() const { return written; }
 
  private:
-  StripedSolidCompressor* compressor;
-};
+  struct Stripe {
+    int64_t start;
+    int64_t size;
+    int64_t filled;
+    unsigned char* raw;
+    unsigned char* packed;
+    size_t packedSize;
+    int result;
+  };
 
-// A compressor for `method` (kSolidMethodZlib), or null for any other.
-SolidCompressor* createSolidCompressor(uint32_t method);
+  void runStripe(int index) override;
+  // Hands the stripes that are done to the sink, in order; with `wait`, it
+  // waits for the next one first.
+  int drain(bool wait);
+  unsigned char* takeRaw();
+  unsigned char* takePacked();
+
+  SolidCompressor* codec;
+  SolidBlockSink* sink;
+  int plan;
+  int status;
+  std::vector<Stripe> stripes;
+  std::unique_ptr<StripeWorkers> workers;
+  int filling;    // the stripe that addData() fills
+  int nextOut;    // the next stripe for the sink
+  int inFlight;   // submitted and not yet handed to the sink
+  int maxInFlight;
+  int64_t written;
+  size_t largestStripe;
+  std::vector<unsigned char*> freeRaw;
+  std::vector<unsigned char*> freePacked;
+};
 
 #endif  // QLUX_PACKAGE_SOLID_COMPRESSOR_H_

@@ -1,11 +1,10 @@
 #include "package/solid_decompressor.h"
 
-#include <zlib.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "package/deflate_codec.h"
 #include "package/format.h"
 
 // Keeps the text in the image, where a package builder looks for it before
@@ -18,16 +17,6 @@ namespace {
 // smallest streams' own framing.
 const int64_t kMaxInflateRatio = 1032;
 const int64_t kInflateSlack = 1024;
-
-// A cursor over the block: reads never go past `size`.
-struct BlockReader {
-  const unsigned char* data;
-  int64_t size;
-  int64_t position;
-
-  int64_t remaining() const { return size - position; }
-  const unsigned char* here() const { return data + position; }
-};
 
 SOLIDSTRIPE readStripe(const unsigned char* p) {
   SOLIDSTRIPE stripe;
@@ -56,22 +45,18 @@ bool stripesOverlap(const SOLIDSTRIPE& a, const SOLIDSTRIPE& b) {
 
 }  // namespace
 
-int StripedSolidDecompressor::decompressStripes(const unsigned char* data, int32_t size, unsigned char** out,
-                                                int32_t* outSize) {
-  *out = nullptr;
-  BlockReader reader = {data, size < 0 ? 0 : size, 0};
-  if (reader.remaining() < kSolidHeadSize) return kSolidTooShort;
-  uint32_t version = readU32(data + 12);
-  uint32_t count = readU32(data + 16);
+int readSolidTable(const unsigned char* head, int64_t blockSize, SolidTable* table) {
+  if (blockSize < kSolidHeadSize) return kSolidTooShort;
+  uint32_t version = readU32(head + 12);
+  uint32_t count = readU32(head + 16);
   if (version != kSolidVersion || count == 0 || count > static_cast<uint32_t>(kMaxStripes)) return kSolidBadVersion;
-  reader.position = kSolidHeadSize;
-
-  // At most 256 records: the table stays on the stack.
-  SOLIDSTRIPE stripes[kMaxStripes];
-  int n = static_cast<int>(count);
-  if (reader.remaining() < static_cast<int64_t>(kStripeRecordSize) * n) return kSolidTooShort;
-  for (int i = 0; i < n; i++) stripes[i] = readStripe(reader.here() + i * kStripeRecordSize);
+  const int n = static_cast<int>(count);
   const int64_t headerSize = kSolidHeadSize + static_cast<int64_t>(kStripeRecordSize) * n;
+  if (blockSize < headerSize) return kSolidTooShort;
+  table->count = n;
+  table->headerSize = headerSize;
+  SOLIDSTRIPE* stripes = table->stripes;
+  for (int i = 0; i < n; i++) stripes[i] = readStripe(head + kSolidHeadSize + i * kStripeRecordSize);
 
   for (int i = 0; i < n; i++) {
     if (stripes[i].packedOffset < headerSize) return kSolidStripeInHeader;
@@ -96,25 +81,34 @@ int StripedSolidDecompressor::decompressStripes(const unsigned char* data, int32
   // fill an output larger than that: such a table is refused like an
   // allocation that fails, before a damaged header of a few bytes can make
   // the reader claim gigabytes.
-  if (total > reader.size * kMaxInflateRatio + kInflateSlack) return kSolidNoMemory;
+  if (total > blockSize * kMaxInflateRatio + kInflateSlack) return kSolidNoMemory;
+  table->blobSize = total;
 
-  unsigned char* output = static_cast<unsigned char*>(std::malloc(total > 0 ? static_cast<size_t>(total) : 1));
+  // Every stream must lie inside the block; whether it inflates is known
+  // only when it is inflated.
+  for (int i = 0; i < n; i++) {
+    if (stripes[i].packedOffset > blockSize) return kSolidStripeOutside;
+    if (stripes[i].packedSize < 0 || blockSize - stripes[i].packedOffset < stripes[i].packedSize)
+      return kSolidStripeTruncated;
+  }
+  return 0;
+}
+
+int StripedSolidDecompressor::decompressStripes(const unsigned char* data, int32_t size, unsigned char** out,
+                                                int32_t* outSize) {
+  *out = nullptr;
+  SolidTable table;
+  int result = readSolidTable(data, size < 0 ? 0 : size, &table);
+  if (result != 0) return result;
+  unsigned char* output =
+      static_cast<unsigned char*>(std::malloc(table.blobSize > 0 ? static_cast<size_t>(table.blobSize) : 1));
   if (!output) return kSolidNoMemory;
 
   // Each stream is inflated straight from the block into its place.
-  for (int i = 0; i < n; i++) {
-    const SOLIDSTRIPE& stripe = stripes[i];
-    if (stripe.packedOffset > reader.size) {
-      std::free(output);
-      return kSolidStripeOutside;
-    }
-    reader.position = stripe.packedOffset;
-    if (stripe.packedSize < 0 || reader.remaining() < stripe.packedSize) {
-      std::free(output);
-      return kSolidStripeTruncated;
-    }
+  for (int i = 0; i < table.count; i++) {
+    const SOLIDSTRIPE& stripe = table.stripes[i];
     uint32_t written = static_cast<uint32_t>(stripe.unpackedSize);
-    if (decompressStripe(output + stripe.unpackedOffset, &written, reader.here(),
+    if (decompressStripe(output + stripe.unpackedOffset, &written, data + stripe.packedOffset,
                          static_cast<uint32_t>(stripe.packedSize)) != 0 ||
         written != static_cast<uint32_t>(stripe.unpackedSize)) {
       std::free(output);
@@ -122,7 +116,7 @@ int StripedSolidDecompressor::decompressStripes(const unsigned char* data, int32
     }
   }
   *out = output;
-  *outSize = static_cast<int32_t>(total);
+  *outSize = static_cast<int32_t>(table.blobSize);
   return 0;
 }
 
@@ -135,13 +129,13 @@ int ZlibSolidDecompressor::decompress(const unsigned char* data, int32_t size, u
 
 int ZlibSolidDecompressor::decompressStripe(unsigned char* destination, uint32_t* destinationSize,
                                             const unsigned char* source, uint32_t sourceSize) {
-  uLongf length = *destinationSize;
-  int result = uncompress(destination, &length, source, sourceSize);
+  size_t length = *destinationSize;
+  int result = inflateZlibStream(destination, &length, source, sourceSize);
   *destinationSize = static_cast<uint32_t>(length);
   return result;
 }
 
-SolidDecompressor* createSolidDecompressor(const unsigned char* block) {
+StripedSolidDecompressor* createSolidDecompressor(const unsigned char* block) {
   solidZlibSupport = "SupportsSolidZlib";
   if (std::memcmp(block, kSolidSignature, sizeof(kSolidSignature)) != 0) return nullptr;
   if (readU32(block + 8) != kSolidMethodZlib) return nullptr;

@@ -13,11 +13,16 @@
 // gaps between them, as long as their unpacked ranges tile the output from 0
 // with no gap or overlap and no two compressed ranges overlap.
 //
-// The objects hold no state; decompression runs on the calling thread.
+// The table is checked whole before any stripe is inflated (readSolidTable),
+// so a damaged table is refused at once. The objects hold no state, and
+// decompressStripe() may run on several threads at once; the package's
+// stripe reader (stripe_reader.h) calls it from its workers.
 #ifndef QLUX_PACKAGE_SOLID_DECOMPRESSOR_H_
 #define QLUX_PACKAGE_SOLID_DECOMPRESSOR_H_
 
 #include <cstdint>
+
+#include "package/format.h"
 
 // Result codes of decompress().
 const int kSolidTooShort = -11;         // block shorter than its head or table
@@ -30,6 +35,24 @@ const int kSolidNoMemory = -26;         // the output can't be allocated
 const int kSolidStripeOutside = -27;    // a compressed stripe starts outside
 const int kSolidStripeTruncated = -28;  // a compressed stripe runs past the end
 const int kSolidStripeFailed = -29;     // zlib failed or gave another length
+
+// A checked stripe table: every stripe starts behind the head, none overlaps
+// another in the output or in the block, together they tile the output from
+// 0 to `blobSize`, and each compressed stream lies inside the block.
+struct SolidTable {
+  int count;
+  int64_t headerSize;  // 20 + 16 x count: where compressed data may begin
+  int64_t blobSize;    // the output's length
+  SOLIDSTRIPE stripes[kMaxStripes];
+};
+
+// The longest head: 256 stripe records.
+const int64_t kSolidMaxHeadSize = kSolidHeadSize + static_cast<int64_t>(kStripeRecordSize) * kMaxStripes;
+
+// Reads and checks the head and stripe table of a block of `blockSize`
+// bytes. `head` holds the block's first min(blockSize, kSolidMaxHeadSize)
+// bytes. Gives 0 with `table` filled, or one of the codes above except -29.
+int readSolidTable(const unsigned char* head, int64_t blockSize, SolidTable* table);
 
 class SolidDecompressor {
  public:
@@ -46,6 +69,7 @@ class StripedSolidDecompressor : public SolidDecompressor {
  public:
   // Decompresses one complete stream. `destinationSize` holds the room on
   // entry and the length written on return. Gives 0 or the codec's error.
+  // Safe to call on several threads at once.
   virtual int decompressStripe(unsigned char* destination, uint32_t* destinationSize, const unsigned char* source,
                                uint32_t sourceSize) = 0;
 
@@ -66,6 +90,6 @@ class ZlibSolidDecompressor : public StripedSolidDecompressor {
 // version and a stripe count of 1 to 256. Otherwise, or if the object can't
 // be made, null: the package is then one that isn't solid. `block` must
 // have at least 20 readable bytes. The caller deletes the object.
-SolidDecompressor* createSolidDecompressor(const unsigned char* block);
+StripedSolidDecompressor* createSolidDecompressor(const unsigned char* block);
 
 #endif  // QLUX_PACKAGE_SOLID_DECOMPRESSOR_H_

@@ -26,7 +26,8 @@ const char kUsage[] =
     "  --template FILE  the installation template, packed as \"install.xml\"\n"
     "  --source DIR     the directory the template's FN paths are relative to\n"
     "  -o OUTPUT        the installer to write\n"
-    "  --stripes N      stripes of the solid block, 1 to 256 (default 8)\n"
+    "  --stripes N      stripes of the solid block, 1 to 256 (default: one for\n"
+    "                   each 4 MiB of data)\n"
     "  --level L        zlib compression level, 0 to 9 (default zlib's)\n"
     "  --not-solid      compress each file on its own instead of one solid block\n"
     "  --bare           write only the package, without stub and checksum,\n"
@@ -53,7 +54,7 @@ bool parseNumber(const char* text, int low, int high, int* out) {
 
 int main(int argc, char** argv) {
   PackOptions options;
-  options.stripes = 8;
+  options.stripes = 0;
   options.level = -1;
   options.notSolid = false;
   options.bare = false;

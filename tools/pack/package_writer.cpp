@@ -2,17 +2,18 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <memory>
 
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "package/checksum.h"
+#include "package/deflate_codec.h"
 #include "package/format.h"
 #include "package/md5.h"
 #include "package/solid_compressor.h"
@@ -33,21 +34,6 @@ struct PackedFile {
   std::string name;
   std::string source;
   std::string where;  // names the template entry in messages
-};
-
-// The package in memory: the header, followed either by the records of a
-// package that isn't solid (in `head` too) or by the compressor's block,
-// which is kept as the compressor gave it rather than copied.
-struct PackageBytes {
-  PackageBytes() : block(nullptr), blockSize(0) {}
-  PackageBytes(const PackageBytes&) = delete;
-  PackageBytes& operator=(const PackageBytes&) = delete;
-  ~PackageBytes() { std::free(block); }
-  size_t size() const { return head.size() + blockSize; }
-
-  std::string head;
-  unsigned char* block;  // malloc'ed
-  size_t blockSize;
 };
 
 bool readWholeFile(const std::string& path, std::string* out) {
@@ -153,118 +139,214 @@ std::string recordHeader(uint32_t magic, uint32_t fileSize, uint32_t storedSize,
   return header;
 }
 
-// Collects the records behind the package header: for a solid package into
-// the compressor's stream, which finish() turns into the block; otherwise
-// straight into `head`, each file's data deflated on its own.
-class RecordWriter {
+// The installer being written: a counted sink for the compressed streams,
+// and positioned writes for the head that is filled in last.
+class OutputFile : public SolidBlockSink {
  public:
-  RecordWriter(const PackOptions& options, PackageBytes* package)
-      : options(options), package(package), compressor(nullptr) {}
-  RecordWriter(const RecordWriter&) = delete;
-  RecordWriter& operator=(const RecordWriter&) = delete;
-  ~RecordWriter() { delete compressor; }
+  OutputFile() : file(nullptr), count(0) {}
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+  ~OutputFile() { close(); }
 
-  bool init(std::string* error) {
-    package->head.assign(kPackageHeaderSize, '\0');
-    if (options.notSolid) return true;
-    compressor = createSolidCompressor(kSolidMethodZlib);
-    if (compressor && compressor->init(options.stripes, options.level) == 0) return true;
-    *error = "cannot set up the compressor";
+  bool open(const std::string& path) {
+    file = QUtils::openFile(path.c_str(), "wb");
+    if (file) std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
+    return file != nullptr;
+  }
+  bool write(const void* data, size_t size) override {
+    if (size == 0) return true;
+    if (std::fwrite(data, 1, size, file) != size) return false;
+    count += static_cast<int64_t>(size);
+    return true;
+  }
+  // Writes `data` at `position`, then goes back to the end.
+  bool writeAt(int64_t position, const std::string& data) {
+    return fseeko(file, static_cast<off_t>(position), SEEK_SET) == 0 &&
+           std::fwrite(data.data(), 1, data.size(), file) == data.size() && fseeko(file, 0, SEEK_END) == 0;
+  }
+  bool close() {
+    if (!file) return true;
+    bool ok = std::fclose(file) == 0;
+    file = nullptr;
+    return ok;
+  }
+  int64_t size() const { return count; }
+
+ private:
+  FILE* file;
+  int64_t count;
+};
+
+// Reads a file that measured `size` bytes into `buffer`, whole. False if it
+// can't be read or no longer has that size.
+bool readSource(const std::string& path, int64_t size, std::vector<unsigned char>* buffer) {
+  FILE* file = QUtils::openFile(path.c_str(), "rb");
+  if (!file) return false;
+  buffer->resize(static_cast<size_t>(size));
+  bool ok = size == 0 || std::fread(buffer->data(), 1, buffer->size(), file) == buffer->size();
+  // One more byte would mean that the file grew since it was measured.
+  ok = ok && std::fgetc(file) == EOF && !std::ferror(file);
+  std::fclose(file);
+  return ok;
+}
+
+// The sizes of the files, taken before any is read: the record stream's
+// length fixes the stripes, and a package that the format can't hold is
+// refused here, before anything is compressed, rather than by the
+// installer.
+bool measureFiles(const PackOptions& options, const std::vector<PackedFile>& files, std::vector<int64_t>* sizes,
+                  int64_t* blobSize, std::string* error) {
+  int64_t blob = kRecordHeaderSize;  // the end record
+  for (const PackedFile& file : files) {
+    struct stat status;
+    if (stat(QUtils::systemPath(file.source.c_str()).getText(), &status) != 0 || !S_ISREG(status.st_mode)) {
+      *error = "cannot read " + file.source + " (" + file.where + ")";
+      return false;
+    }
+    int64_t size = static_cast<int64_t>(status.st_size);
+    if (size > kBlobLimit) {
+      *error = file.source + " is larger than 1 GiB (" + file.where + ")";
+      return false;
+    }
+    sizes->push_back(size);
+    blob += kRecordHeaderSize + size;
+  }
+  if (!options.notSolid && blob > kBlobLimit) {
+    *error = "the files come to " + std::to_string(blob) + " bytes with their records, more than the " +
+             std::to_string(kBlobLimit) + " (1 GiB) that a solid package holds";
     return false;
   }
+  *blobSize = blob;
+  return true;
+}
 
-  bool addFile(const PackedFile& file, const std::string& data, std::string* error) {
+// Writes the records behind the package header: for a solid package into
+// a SolidBlockWriter, which deflates them stripe by stripe on its workers
+// and hands the streams to the output in order; otherwise straight to the
+// output, each file's data deflated on its own.
+class RecordWriter {
+ public:
+  RecordWriter(const PackOptions& options, OutputFile* output) : options(options), output(output) {}
+  RecordWriter(const RecordWriter&) = delete;
+  RecordWriter& operator=(const RecordWriter&) = delete;
+
+  bool begin(int64_t blobSize, std::string* error) {
+    packageStart = output->size() - kPackageHeaderSize;
+    if (options.notSolid) return true;
+    codec.reset(createSolidCompressor(kSolidMethodZlib, options.level));
+    int stripes = options.stripes > 0 ? options.stripes : chooseStripeCount(blobSize);
+    if (codec) block.reset(new SolidBlockWriter(codec.get(), output, blobSize, stripes, 0));
+    if (!block || block->check() != 0) {
+      *error = "cannot set up the compressor for " + std::to_string(stripes) + " stripes of " +
+               std::to_string(blobSize) + " bytes";
+      return false;
+    }
+    headAt = output->size();
+    // Room for the head, which the compressed lengths fill in at the end.
+    return output->write(std::string(static_cast<size_t>(block->headSize()), '\0').data(),
+                         static_cast<size_t>(block->headSize())) ||
+           fail("cannot write the output", error);
+  }
+
+  bool addFile(const PackedFile& file, const std::vector<unsigned char>& data, std::string* error) {
     unsigned char digest[kMD5DigestSize];
     MD5::digest(data.data(), data.size(), digest);
     uint32_t size = static_cast<uint32_t>(data.size());
     uint32_t flags = isImageName(file.name) ? kRecordFlagImage : 0;
-    if (compressor) {
+    if (block) {
       std::string header = recordHeader(kRecordMagicFile, size, size, flags, digest, file.name, file.key);
-      if (compressor->addData(header.data(), kRecordHeaderSize) != 0 ||
-          compressor->addData(data.data(), static_cast<int32_t>(size)) != 0) {
-        *error = "the files come to more than the 1 GiB a solid package holds (at " + file.source + ")";
-        return false;
-      }
-      return true;
+      return add(header.data(), header.size(), error) && add(data.data(), data.size(), error);
     }
-    uLongf length = compressBound(static_cast<uLong>(size));
+    size_t length = deflateZlibBound(data.size());
     deflated.resize(length);
-    if (compress2(reinterpret_cast<Bytef*>(&deflated[0]), &length, reinterpret_cast<const Bytef*>(data.data()), size,
-                  options.level) != Z_OK) {
-      *error = "cannot compress " + file.source;
-      return false;
+    if (deflateZlibStream(deflated.data(), &length, data.data(), data.size(), options.level) != 0) {
+      return fail("cannot compress " + file.source, error);
     }
-    package->head += recordHeader(kRecordMagicFile, size, static_cast<uint32_t>(length), flags, digest, file.name,
-                                  file.key);
-    package->head.append(deflated.data(), length);
-    if (package->head.size() > 0x7fff0000u) {
-      *error = "the package passes 2 GiB (at " + file.source + ")";
-      return false;
+    std::string header =
+        recordHeader(kRecordMagicFile, size, static_cast<uint32_t>(length), flags, digest, file.name, file.key);
+    if (!output->write(header.data(), header.size()) || !output->write(deflated.data(), length)) {
+      return fail("cannot write the output", error);
     }
+    if (output->size() - packageStart > 0x7fff0000) return fail("the package passes 2 GiB (at " + file.source + ")", error);
     return true;
   }
 
   bool finish(std::string* error) {
     std::string end = recordHeader(kRecordMagicEnd, 0, 0, 0, nullptr, "", "");
-    if (!compressor) {
-      package->head += end;
-      return true;
-    }
-    if (compressor->addData(end.data(), kRecordHeaderSize) != 0) {
-      *error = "the files come to more than the 1 GiB a solid package holds";
-      return false;
-    }
-    unsigned char* block = nullptr;
-    int32_t blockSize = 0, blobSize = 0;
-    int code = compressor->compress(&block, &blockSize, &blobSize);
-    // The collected stream is freed before the block is written out.
-    delete compressor;
-    compressor = nullptr;
-    if (code != 0) {
-      *error = "compression failed (code " + std::to_string(code) + ")";
-      return false;
-    }
-    package->block = block;
-    package->blockSize = static_cast<size_t>(blockSize);
-    return true;
+    if (!block) return output->write(end.data(), end.size()) || fail("cannot write the output", error);
+    std::string head;
+    if (!add(end.data(), end.size(), error)) return false;
+    int code = block->finish(&head);
+    if (code != 0) return fail(blockFailure(code), error);
+    return output->writeAt(headAt, head) || fail("cannot write the output", error);
   }
 
  private:
+  static bool fail(const std::string& message, std::string* error) {
+    *error = message;
+    return false;
+  }
+  std::string blockFailure(int code) {
+    switch (code) {
+      case kWriterTooLarge:
+        return "the compressed files pass the 2 GiB that a solid block can place";
+      case kWriterSinkFailed:
+        return "cannot write the output";
+      case kWriterLengthWrong:
+        return "a file changed its size while it was packed";
+      default:
+        return "compression failed (code " + std::to_string(code) + ")";
+    }
+  }
+  bool add(const void* data, size_t size, std::string* error) {
+    int code = block->addData(data, size);
+    return code == 0 || fail(blockFailure(code), error);
+  }
+
   const PackOptions& options;
-  PackageBytes* package;
-  SolidCompressor* compressor;  // null for a package that isn't solid
-  std::string deflated;
+  OutputFile* output;
+  std::unique_ptr<SolidCompressor> codec;
+  std::unique_ptr<SolidBlockWriter> block;  // null for a package that isn't solid
+  int64_t packageStart = 0;
+  int64_t headAt = 0;
+  std::vector<unsigned char> deflated;
 };
 
-// Reads every file into its record, then fills in the package header.
-bool buildPackage(const PackOptions& options, const std::vector<PackedFile>& files, PackageBytes* package,
+// Writes the package header and every file's record behind the stub.
+bool writePackage(const PackOptions& options, const std::vector<PackedFile>& files, OutputFile* output,
                   PackResult* result, std::string* error) {
-  RecordWriter writer(options, package);
-  if (!writer.init(error)) return false;
-  std::string data;
-  for (const PackedFile& file : files) {
-    if (!readWholeFile(file.source, &data)) {
-      *error = "cannot read " + file.source + " (" + file.where + ")";
-      return false;
-    }
-    if (data.size() > static_cast<size_t>(kBlobLimit)) {
-      *error = file.source + " is larger than 1 GiB (" + file.where + ")";
-      return false;
-    }
-    if (!writer.addFile(file, data, error)) return false;
-    result->files++;
-    result->dataSize += data.size();
-  }
-  if (!writer.finish(error)) return false;
+  std::vector<int64_t> sizes;
+  int64_t blobSize = 0;
+  if (!measureFiles(options, files, &sizes, &blobSize, error)) return false;
+  unsigned long long dataSize = 0;
+  for (int64_t size : sizes) dataSize += static_cast<unsigned long long>(size);
 
-  unsigned char* header = reinterpret_cast<unsigned char*>(&package->head[0]);
+  unsigned char header[kPackageHeaderSize] = {0};
   writeU32(header, kPackageMagic1);
   writeU32(header + 4, kPackageMagic2);
   writeU32(header + 8, kPackageMagic3);
-  writeU32(header + 12, static_cast<uint32_t>(result->dataSize));
-  writeU32(header + 16, static_cast<uint32_t>(result->dataSize));
-  writeU32(header + 20, static_cast<uint32_t>(result->files));
-  return true;
+  writeU32(header + 12, static_cast<uint32_t>(dataSize));
+  writeU32(header + 16, static_cast<uint32_t>(dataSize));
+  writeU32(header + 20, static_cast<uint32_t>(files.size()));
+  if (!output->write(header, sizeof(header))) {
+    *error = "cannot write the output";
+    return false;
+  }
+
+  RecordWriter writer(options, output);
+  if (!writer.begin(blobSize, error)) return false;
+  // One buffer, as large as the largest file, serves every file.
+  std::vector<unsigned char> data;
+  for (size_t i = 0; i < files.size(); i++) {
+    if (!readSource(files[i].source, sizes[i], &data)) {
+      *error = "cannot read " + files[i].source + ", or it changed while it was packed (" + files[i].where + ")";
+      return false;
+    }
+    if (!writer.addFile(files[i], data, error)) return false;
+    result->files++;
+    result->dataSize += data.size();
+  }
+  return writer.finish(error);
 }
 
 bool oldChecksumWanted() {
@@ -301,10 +383,6 @@ bool prepareStub(const PackOptions& options, std::string* image, std::string* er
   return true;
 }
 
-bool writeAll(FILE* file, const void* data, size_t size) {
-  return size == 0 || std::fwrite(data, 1, size, file) == size;
-}
-
 }  // namespace
 
 long long findOffsetField(const std::string& image, std::string* error) {
@@ -331,24 +409,26 @@ bool writeInstaller(const PackOptions& options, const std::vector<PackEntry>& en
   if (!options.bare && !prepareStub(options, &image, error)) return false;
   result->packageOffset = image.size();
 
-  PackageBytes package;
-  if (!buildPackage(options, files, &package, result, error)) return false;
-
   const std::string temporary = options.output + ".tmp" + std::to_string(getpid());
-  FILE* file = QUtils::openFile(temporary.c_str(), "wb");
-  if (!file) {
+  OutputFile output;
+  if (!output.open(temporary)) {
     *error = "cannot create the output " + options.output + " (as " + temporary + ")";
     return false;
   }
-  bool written = writeAll(file, image.data(), image.size()) && writeAll(file, package.head.data(), package.head.size()) &&
-                 writeAll(file, package.block, package.blockSize);
-  written = std::fclose(file) == 0 && written;
-  if (!written) {
+  bool written = output.write(image.data(), image.size());
+  if (!written) *error = "cannot write " + temporary;
+  // The stub's copy is not needed again while the files are packed.
+  std::string().swap(image);
+  written = written && writePackage(options, files, &output, result, error);
+  int64_t outputSize = output.size();
+  if (!output.close() && written) {
     *error = "cannot write " + temporary;
-  } else if (!options.bare && writePackageChecksum(temporary.c_str()) != 0) {
+    written = false;
+  }
+  if (written && !options.bare && writePackageChecksum(temporary.c_str()) != 0) {
     *error = "cannot write the checksum record to " + temporary;
     written = false;
-  } else if (!options.bare) {
+  } else if (written && !options.bare) {
     // The installer runs like the stub it came from.
     struct stat stubStatus;
     if (stat(QUtils::systemPath(options.stub.c_str()).getText(), &stubStatus) == 0) {
@@ -363,6 +443,6 @@ bool writeInstaller(const PackOptions& options, const std::vector<PackEntry>& en
     QUtils::deleteFile(temporary.c_str());
     return false;
   }
-  result->outputSize = image.size() + package.size() + (options.bare ? 0 : (oldChecksumWanted() ? 24 : 23));
+  result->outputSize = static_cast<unsigned long long>(outputSize) + (options.bare ? 0 : (oldChecksumWanted() ? 24 : 23));
   return true;
 }

@@ -3,8 +3,11 @@
 // (a copy of the stub with its package offset field set, the package, and
 // the checksum record).
 //
-// The output is written under a temporary name beside it and renamed into
-// place only when it is complete, so a failure never leaves a file behind.
+// The files are read one at a time and the solid block is compressed stripe
+// by stripe as they come, so the builder holds the largest file and a few
+// stripes, never the whole payload. The output is written under a temporary
+// name beside it and renamed into place only when it is complete, so a
+// failure never leaves a file behind.
 #ifndef QLUX_TOOLS_PACK_PACKAGE_WRITER_H_
 #define QLUX_TOOLS_PACK_PACKAGE_WRITER_H_
 
@@ -18,7 +21,7 @@ struct PackOptions {
   std::string templatePath;  // packed under "install.xml"
   std::string source;        // the directory FN texts are relative to
   std::string output;
-  int stripes;    // 1 to 256
+  int stripes;    // 1 to 256; 0 chooses one stripe per 4 MiB of records
   int level;      // zlib's level; -1 is its default
   bool notSolid;  // each file its own zlib stream, no solid block
   bool bare;      // header and package only: no stub, no checksum record
