@@ -4,11 +4,13 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
 #include "package/deflate_codec.h"
 #include "package/format.h"
+#include "package/record_index.h"
 #include "package/solid_decompressor.h"
 
 namespace {
@@ -44,6 +46,7 @@ Package::Package()
       logConsole(nullptr),
       packageOffset(0),
       packageLength(0),
+      recordsIndexed(false),
       stripeWaiter(nullptr) {}
 
 Package::~Package() { release(); }
@@ -73,6 +76,7 @@ void Package::freePackageData() {
   packageOffset = 0;
   packageLength = 0;
   packageIsSolid = 0;
+  recordsIndexed = false;
   files.clear();
 }
 
@@ -149,10 +153,11 @@ int Package::loadPackage(const char* fileName, uint32_t offset) {
   if (codec) {
     packageIsSolid = 1;
     stripes.reset(new StripeReader());
-    result = stripes->open(&packageFile, offset + kPackageHeaderSize, length - kPackageHeaderSize, codec, 0);
+    const int64_t blockOffset = offset + kPackageHeaderSize;
+    result = stripes->open(&packageFile, blockOffset, length - kPackageHeaderSize, codec, 0);
     if (result == 0) {
       log("Finished decompression. Initializing file headers ...");
-      result = readSolidRecords();
+      if (readIndexedRecords(blockOffset, length - kPackageHeaderSize) != 0) result = readSolidRecords();
     }
     if (result != 0 && result != kPackageBadRecord) log("ERROR: The solid compressor failed with decompressing the data!");
   } else {
@@ -177,6 +182,31 @@ int Package::addRecord(const unsigned char* header, int64_t position, int64_t li
   if (*next > limit) return kPackageBadRecord;
   files.add(entry);
   return 1;
+}
+
+int Package::readIndexedRecords(int64_t blockOffset, int64_t blockSize) {
+  if (stripes->streamsStart() - stripes->headEnd() < kRecordIndexPointerSize) return -1;
+  unsigned char pointer[kRecordIndexPointerSize];
+  RecordIndexPlace place;
+  if (packageFile.readAt(blockOffset + stripes->headEnd(), pointer, sizeof pointer) != 0 ||
+      !readRecordIndexPointer(pointer, blockSize, stripes->streamsEnd(), &place)) {
+    return -1;
+  }
+  std::vector<unsigned char> stream(place.packedSize);
+  std::vector<unsigned char> entries;
+  if (packageFile.readAt(blockOffset + place.streamOffset, stream.data(), stream.size()) != 0 ||
+      !decodeRecordIndex(place, stream.data(), stripes->blobSize(), &entries)) {
+    return -1;
+  }
+  // The last entry is the end record.
+  for (uint32_t i = 0; i + 1 < place.count; i++) {
+    const unsigned char* entry = entries.data() + static_cast<size_t>(i) * kRecordIndexEntrySize;
+    COMPFILEINFO info;
+    readRecordHeader(entry + 8, readU32(entry), &info);
+    files.add(info);
+  }
+  recordsIndexed = true;
+  return 0;
 }
 
 int Package::readSolidRecords() {
@@ -228,6 +258,15 @@ int Package::findFile(const char* key) const {
   return -1;
 }
 
+bool Package::headerMatches(const COMPFILEINFO& entry) {
+  unsigned char header[kRecordHeaderSize];
+  if (stripes->read(entry.recordOffset, header, sizeof header, stripeWaiter) != 0) return false;
+  COMPFILEINFO found;
+  readRecordHeader(header, entry.recordOffset, &found);
+  static_assert(sizeof(COMPFILEINFO) == 612, "COMPFILEINFO has no padding to compare");
+  return std::memcmp(&found, &entry, sizeof found) == 0;
+}
+
 int Package::viewFile(int index, PackageFileView* view, unsigned char* outDigest) {
   view->release();
   if (index < 0 || index >= files.getCount() || !isLoaded()) return -1;
@@ -240,6 +279,7 @@ int Package::viewFile(int index, PackageFileView* view, unsigned char* outDigest
     uint32_t size = entry.fileSize;
     if (size >= static_cast<uint64_t>(kMaxLoadSize)) return -1;
     uint32_t held = entry.storedSize < size ? entry.storedSize : size;
+    if (recordsIndexed && !headerMatches(entry)) return -1;
     int first = stripes->stripeAt(stored);
     if (held == size && size > 0 && first >= 0 && stored + size <= stripes->stripeEnd(first)) {
       const unsigned char* data = nullptr;

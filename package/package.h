@@ -8,9 +8,10 @@
 // when it is asked for: a solid block is inflated stripe by stripe through a
 // StripeReader, which holds only a few stripes in memory and inflates ahead
 // on worker threads; a package that isn't solid is read record by record.
-// Loading inflates every stripe once, so a damaged block is refused then,
-// with its code, and not half way through an installation. With flag bit 0
-// the file is instead an action log, which is only opened for reading.
+// Loading reads the record index that the builder stores beside the block
+// (record_index.h); a block without one is inflated once to list its
+// records, which also refuses a damaged block then, with its code. With flag
+// bit 0 the file is instead an action log, which is only opened for reading.
 //
 // A file record is a 608-byte header (see format.h) followed by the data: in
 // a solid package the plain bytes, otherwise a zlib stream of its own. A
@@ -129,6 +130,8 @@ class Package {
   // The solid block's reader while one is loaded, else null. For tests and
   // benchmarks.
   StripeReader* getStripeReader() { return stripes.get(); }
+  // True if the records were listed from the builder's record index.
+  bool listedFromIndex() const { return recordsIndexed; }
 
   int packageIsSolid;
   QUtils::PList<COMPFILEINFO> files;
@@ -140,6 +143,10 @@ class Package {
   void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void freePackageData();
   int loadPackage(const char* fileName, uint32_t offset);
+  // Lists the records of a solid package from the record index the builder
+  // stored beside the block. 0; -1 if there is none or it doesn't fit the
+  // block, which is no error.
+  int readIndexedRecords(int64_t blockOffset, int64_t blockSize);
   // Lists the records of a solid package, inflating every stripe on the way.
   int readSolidRecords();
   // Lists the records of a package that isn't solid, from the file.
@@ -149,11 +156,16 @@ class Package {
   // for the end record, kPackageBadRecord otherwise; `*next` is where the
   // following record starts.
   int addRecord(const unsigned char* header, int64_t position, int64_t limit, int64_t* next);
+  // Whether the blob holds the header that the index gave for `entry`.
+  bool headerMatches(const COMPFILEINFO& entry);
 
   PackageFile packageFile;
   std::unique_ptr<StripeReader> stripes;  // a solid package's
   int64_t packageOffset;  // where the package header lies in the file
   int64_t packageLength;  // from there to the file's end
+  // The records were listed from the record index, so each header is
+  // compared with the blob's before its file is handed out.
+  bool recordsIndexed;
   StripeWaiter* stripeWaiter;
 };
 

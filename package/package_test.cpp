@@ -77,6 +77,9 @@ class PackageTest : public ::testing::Test {
     std::remove(path.c_str());
   }
   int open(const std::string& bytes, uint32_t offset, int flags = 0) {
+    // A loaded package keeps its file open, which Windows doesn't let
+    // anyone rewrite meanwhile.
+    package.release();
     EXPECT_TRUE(testwriter::writeFile(path, bytes));
     return package.openPackage(path.c_str(), offset, flags);
   }
@@ -176,9 +179,13 @@ TEST_F(PackageTest, SolidPackagesAreReadStripeByStripe) {
   EXPECT_TRUE(std::string(reinterpret_cast<const char*>(last.data()), last.size()) == files[59].data);
 }
 
-// The installer file may change under a loaded package: what can't be read
-// any more fails to extract, and nothing reads out of bounds.
+// The installer file may change under a loaded package where the system
+// lets it (Windows doesn't): what can't be read any more fails to extract,
+// and nothing reads out of bounds.
 TEST_F(PackageTest, FileCutAfterLoadingFailsToExtract) {
+#ifdef _WIN32
+  GTEST_SKIP() << "the loaded package's file can't be rewritten";
+#endif
   std::vector<File> files = {makeFile("a", "a", testwriter::pseudoRandom(50000, 3)),
                              makeFile("b", "b", testwriter::pseudoRandom(50000, 4))};
   for (const std::string& whole : {solidPackage(files, 40), plainPackage(files)}) {

@@ -27,11 +27,12 @@ int chooseStripeCount(int64_t blobSize) {
 }
 
 SolidBlockWriter::SolidBlockWriter(SolidCompressor* codec, SolidBlockSink* sink, int64_t blobSize, int count,
-                                   int threads)
+                                   int threads, int64_t gap)
     : codec(codec),
       sink(sink),
       plan(0),
       status(0),
+      gap(gap),
       filling(0),
       nextOut(0),
       inFlight(0),
@@ -40,7 +41,7 @@ SolidBlockWriter::SolidBlockWriter(SolidCompressor* codec, SolidBlockSink* sink,
       largestStripe(0) {
   // Empty stripes would overlap their neighbours in the reader's test, so
   // a stream shorter than the count has no plan.
-  if (count < 1 || count > kMaxStripes || blobSize < count || blobSize > kBlobLimit) {
+  if (count < 1 || count > kMaxStripes || blobSize < count || blobSize > kBlobLimit || gap < 0 || gap > kBlobLimit) {
     plan = status = kWriterBadPlan;
     return;
   }
@@ -114,7 +115,8 @@ int SolidBlockWriter::drain(bool wait) {
     workers->collect(index);
     if (stripe.result != 0) return status = kWriterCodecFailed;
     // Every packed offset must stay a positive 32-bit number.
-    if (headSize() + written + static_cast<int64_t>(stripe.packedSize) > 0x7fffffff) return status = kWriterTooLarge;
+    if (headSize() + gap + written + static_cast<int64_t>(stripe.packedSize) > 0x7fffffff)
+      return status = kWriterTooLarge;
     if (!sink->write(stripe.packed, stripe.packedSize)) return status = kWriterSinkFailed;
     written += static_cast<int64_t>(stripe.packedSize);
     freeRaw.push_back(stripe.raw);
@@ -159,14 +161,14 @@ int SolidBlockWriter::finish(std::string* head) {
   if (status != 0) return status;
 
   // The head: signature, method, version, count, then the table, with the
-  // streams back to back behind it in blob order.
+  // streams in blob order back to back behind it and the gap.
   head->assign(static_cast<size_t>(headSize()), '\0');
   unsigned char* out = reinterpret_cast<unsigned char*>(&(*head)[0]);
   std::memcpy(out, kSolidSignature, sizeof(kSolidSignature));
   writeU32(out + 8, kSolidMethodZlib);
   writeU32(out + 12, kSolidVersion);
   writeU32(out + 16, static_cast<uint32_t>(stripes.size()));
-  int64_t packedAt = headSize();
+  int64_t packedAt = headSize() + gap;
   for (size_t i = 0; i < stripes.size(); i++) {
     unsigned char* record = out + kSolidHeadSize + i * kStripeRecordSize;
     writeU32(record, static_cast<uint32_t>(stripes[i].start));

@@ -89,8 +89,10 @@ const int kWriterTooLarge = -7;     // the block would pass what its offsets can
 class SolidBlockWriter : private StripeJob {
  public:
   // A block for a stream of `blobSize` bytes in `stripes` stripes, deflated
-  // by `codec` (not owned) on `threads` workers (0: the pool's default).
-  SolidBlockWriter(SolidCompressor* codec, SolidBlockSink* sink, int64_t blobSize, int stripes, int threads);
+  // by `codec` (not owned) on `threads` workers (0: the pool's default). The
+  // first compressed stream starts `gap` bytes behind the head.
+  SolidBlockWriter(SolidCompressor* codec, SolidBlockSink* sink, int64_t blobSize, int stripes, int threads,
+                   int64_t gap = 0);
   SolidBlockWriter(const SolidBlockWriter&) = delete;
   SolidBlockWriter& operator=(const SolidBlockWriter&) = delete;
   ~SolidBlockWriter() override;
@@ -98,9 +100,10 @@ class SolidBlockWriter : private StripeJob {
   // 0 if the plan is one a reader takes; else kWriterBadPlan, and nothing
   // below does anything.
   int check() const { return plan; }
-  // The head's length, 20 + 16 x n: the room the caller leaves in front of
-  // the first stream.
+  // The head's length, 20 + 16 x n; the head and the gap are the room the
+  // caller leaves in front of the first stream.
   int64_t headSize() const;
+  int64_t gapSize() const { return gap; }
   // Appends bytes of the record stream. Gives 0 or a code above; after a
   // failure every later call gives the same code.
   int addData(const void* data, size_t size);
@@ -133,6 +136,7 @@ class SolidBlockWriter : private StripeJob {
   SolidBlockSink* sink;
   int plan;
   int status;
+  int64_t gap;
   std::vector<Stripe> stripes;
   std::unique_ptr<StripeWorkers> workers;
   int filling;    // the stripe that addData() fills

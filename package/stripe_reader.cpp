@@ -16,6 +16,9 @@ const int64_t kBufferBudget = 32 << 20;
 StripeReader::StripeReader()
     : file(nullptr),
       blob(0),
+      headSize(0),
+      firstStream(0),
+      lastStreamEnd(0),
       largestStripe(0),
       largestPacked(0),
       ahead(0),
@@ -47,8 +50,8 @@ int StripeReader::open(PackageFile* packageFile, int64_t blockOffset, int64_t bl
 
   // The head and the longest table fit on the stack: 4 KiB.
   unsigned char head[kSolidMaxHeadSize];
-  int64_t headSize = std::min(blockSize, kSolidMaxHeadSize);
-  if (headSize < 0 || file->readAt(blockOffset, head, static_cast<size_t>(headSize)) != 0) return kSolidTooShort;
+  int64_t headBytes = std::min(blockSize, kSolidMaxHeadSize);
+  if (headBytes < 0 || file->readAt(blockOffset, head, static_cast<size_t>(headBytes)) != 0) return kSolidTooShort;
   SolidTable table;
   int result = readSolidTable(head, blockSize, &table);
   if (result != 0) return result;
@@ -56,6 +59,9 @@ int StripeReader::open(PackageFile* packageFile, int64_t blockOffset, int64_t bl
   stripes.resize(static_cast<size_t>(table.count));
   largestStripe = 0;
   largestPacked = 0;
+  headSize = table.headerSize;
+  firstStream = blockSize;
+  lastStreamEnd = 0;
   for (int i = 0; i < table.count; i++) {
     const SOLIDSTRIPE& record = table.stripes[i];
     Stripe& stripe = stripes[static_cast<size_t>(i)];
@@ -68,6 +74,8 @@ int StripeReader::open(PackageFile* packageFile, int64_t blockOffset, int64_t bl
     stripe.buffer = nullptr;
     stripe.pins = 0;
     stripe.used = 0;
+    firstStream = std::min<int64_t>(firstStream, record.packedOffset);
+    lastStreamEnd = std::max<int64_t>(lastStreamEnd, static_cast<int64_t>(record.packedOffset) + record.packedSize);
     largestStripe = std::max(largestStripe, static_cast<size_t>(record.unpackedSize));
     largestPacked = std::max(largestPacked, static_cast<size_t>(record.packedSize));
   }

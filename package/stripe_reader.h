@@ -57,6 +57,13 @@ class StripeReader : private StripeJob {
   }
   // The stripe that holds blob byte `position`, or -1 outside the blob.
   int stripeAt(int64_t position) const;
+  // Where, from the block's first byte, the head ends, the first compressed
+  // stream begins and the last one ends. Bytes between the first two are a
+  // gap that the block's layout allows; the record index (record_index.h)
+  // keeps its pointer there.
+  int64_t headEnd() const { return headSize; }
+  int64_t streamsStart() const { return firstStream; }
+  int64_t streamsEnd() const { return lastStreamEnd; }
 
   // Pins stripe `index`, inflating it first if it isn't in memory, and
   // queues the stripes behind it. Gives 0 with `*data` the stripe's bytes,
@@ -112,6 +119,9 @@ class StripeReader : private StripeJob {
   std::unique_ptr<StripeWorkers> workers;
   std::vector<Stripe> stripes;
   int64_t blob;
+  int64_t headSize;
+  int64_t firstStream;
+  int64_t lastStreamEnd;
   size_t largestStripe;
   size_t largestPacked;
   int ahead;

@@ -9,10 +9,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "package/checksum.h"
+#include "package/deflate_codec.h"
+#include "package/format.h"
 #include "package/md5.h"
+#include "package/package.h"
+#include "package/record_index.h"
+#include "package/solid_decompressor.h"
 #include "package/test_writer.h"
 
 namespace {
@@ -167,6 +173,94 @@ TEST_F(PackTest, OldChecksumRecordAndBarePackage) {
   EXPECT_EQ(std::string::npos, bare.find("v2sum: "));
   // The unpatched stub reads a bare package given to it at offset 0.
   expectLoads(QLUX_PACK_STUB, installer, "checksum failed\noffset 0\n");
+}
+
+// The builder's block keeps the documented layout: a reader that knows only
+// the stripe table inflates it to the record stream, skipping the record
+// index's pointer in the gap and the index behind the last stream. The
+// loader lists the records from that index; a damaged index is passed over,
+// and one at odds with the blob keeps the file it misdescribes from being
+// handed out.
+TEST_F(PackTest, BlocksKeepTheLayoutAndCarryARecordIndex) {
+  CommandResult result = pack("--bare --stripes 5");
+  ASSERT_EQ(0, result.status) << result.output;
+  const std::string bare = out + "/setup";
+  std::string bytes = testwriter::readFile(bare);
+
+  std::unique_ptr<SolidDecompressor> reader(
+      createSolidDecompressor(reinterpret_cast<const unsigned char*>(bytes.data()) + 64));
+  ASSERT_NE(nullptr, reader);
+  unsigned char* blob = nullptr;
+  int32_t blobSize = 0;
+  ASSERT_EQ(0, reader->decompress(reinterpret_cast<const unsigned char*>(bytes.data()) + 64,
+                                  static_cast<int32_t>(bytes.size() - 64), &blob, &blobSize));
+  std::map<std::string, std::string> found;
+  for (int32_t at = 0; readU32(blob + at) == kRecordMagicFile;) {
+    uint32_t size = readU32(blob + at + kRecordStoredSizeOffset);
+    found[reinterpret_cast<const char*>(blob + at + kRecordKeyOffset)] =
+        std::string(reinterpret_cast<const char*>(blob + at + kRecordHeaderSize), size);
+    at += kRecordHeaderSize + static_cast<int32_t>(size);
+  }
+  std::free(blob);
+  EXPECT_TRUE(found == sources);
+
+  auto load = [&](const std::string& package, Package* loaded) {
+    EXPECT_TRUE(testwriter::writeFile(bare, package));
+    return loaded->openPackage(bare.c_str(), 0, 0);
+  };
+  auto extract = [](Package* loaded, const std::string& key) {
+    QUtils::RefArray<unsigned char> data;
+    uint32_t size = 0;
+    if (loaded->extractFile(key.c_str(), &size, data, nullptr) != 0) return std::string("<failed>");
+    return std::string(reinterpret_cast<char*>(data.get()), size);
+  };
+  Package intact;
+  ASSERT_EQ(0, load(bytes, &intact));
+  EXPECT_TRUE(intact.listedFromIndex());
+  for (const auto& s : sources) EXPECT_TRUE(extract(&intact, s.first) == s.second) << s.first;
+
+  // The pointer stands behind the five stripe records; the index, a zlib
+  // stream, at the package's end.
+  const size_t pointerAt = 64 + 20 + 16 * 5;
+  RecordIndexPlace place;
+  ASSERT_TRUE(readRecordIndexPointer(reinterpret_cast<const unsigned char*>(bytes.data()) + pointerAt,
+                                     static_cast<int64_t>(bytes.size() - 64), 0, &place));
+  const size_t streamAt = 64 + static_cast<size_t>(place.streamOffset);
+  ASSERT_EQ(bytes.size(), streamAt + place.packedSize);
+
+  std::string damaged = bytes;
+  damaged[streamAt + place.packedSize / 2] ^= 0x40;
+  Package passedOver;
+  ASSERT_EQ(0, load(damaged, &passedOver));
+  EXPECT_FALSE(passedOver.listedFromIndex());
+  for (const auto& s : sources) EXPECT_TRUE(extract(&passedOver, s.first) == s.second) << s.first;
+
+  // An index that names the first record by another key, but chains
+  // through the blob as it should.
+  std::vector<unsigned char> entries(place.unpackedSize);
+  size_t length = entries.size();
+  ASSERT_EQ(0, inflateZlibStream(entries.data(), &length,
+                                 reinterpret_cast<const unsigned char*>(bytes.data()) + streamAt, place.packedSize));
+  std::string firstKey = reinterpret_cast<const char*>(entries.data() + 8 + kRecordKeyOffset);
+  entries[8 + kRecordKeyOffset] ^= 0x01;
+  RecordIndexWriter rewritten;
+  for (uint32_t i = 0; i < place.count; i++) {
+    const unsigned char* entry = entries.data() + i * kRecordIndexEntrySize;
+    rewritten.add(readU32(entry), entry + 8);
+  }
+  std::string stream, pointer;
+  ASSERT_TRUE(rewritten.finish(6, place.streamOffset, &stream, &pointer));
+  std::string misleading = bytes.substr(0, streamAt) + stream;
+  misleading.replace(pointerAt, pointer.size(), pointer);
+  Package misled;
+  ASSERT_EQ(0, load(misleading, &misled));
+  EXPECT_TRUE(misled.listedFromIndex());
+  EXPECT_EQ("<failed>", extract(&misled, reinterpret_cast<const char*>(misled.files[0].key)));
+  EXPECT_EQ(firstKey, std::string(reinterpret_cast<const char*>(&misled.files[0].key[0])).replace(0, 1, 1, firstKey[0]))
+      << "the index's key differs in its first byte only";
+  for (int i = 1; i < misled.files.getCount(); i++) {
+    EXPECT_TRUE(extract(&misled, misled.files[i].key) == sources[misled.files[i].key]) << misled.files[i].key;
+  }
 }
 
 // A failure says what and where, exits 1, and leaves nothing behind.

@@ -16,6 +16,7 @@
 #include "package/deflate_codec.h"
 #include "package/format.h"
 #include "package/md5.h"
+#include "package/record_index.h"
 #include "package/solid_compressor.h"
 
 namespace {
@@ -235,17 +236,17 @@ class RecordWriter {
     if (options.notSolid) return true;
     codec.reset(createSolidCompressor(kSolidMethodZlib, options.level));
     int stripes = options.stripes > 0 ? options.stripes : chooseStripeCount(blobSize);
-    if (codec) block.reset(new SolidBlockWriter(codec.get(), output, blobSize, stripes, 0));
+    // The record index's pointer goes in the gap in front of the streams.
+    if (codec) block.reset(new SolidBlockWriter(codec.get(), output, blobSize, stripes, 0, kRecordIndexPointerSize));
     if (!block || block->check() != 0) {
       *error = "cannot set up the compressor for " + std::to_string(stripes) + " stripes of " +
                std::to_string(blobSize) + " bytes";
       return false;
     }
     headAt = output->size();
-    // Room for the head, which the compressed lengths fill in at the end.
-    return output->write(std::string(static_cast<size_t>(block->headSize()), '\0').data(),
-                         static_cast<size_t>(block->headSize())) ||
-           fail("cannot write the output", error);
+    // Room for the head and the pointer, which are filled in at the end.
+    const std::string room(static_cast<size_t>(block->headSize() + block->gapSize()), '\0');
+    return output->write(room.data(), room.size()) || fail("cannot write the output", error);
   }
 
   bool addFile(const PackedFile& file, const std::vector<unsigned char>& data, std::string* error) {
@@ -255,6 +256,8 @@ class RecordWriter {
     uint32_t flags = isImageName(file.name) ? kRecordFlagImage : 0;
     if (block) {
       std::string header = recordHeader(kRecordMagicFile, size, size, flags, digest, file.name, file.key);
+      index.add(blobOffset, reinterpret_cast<const unsigned char*>(header.data()));
+      blobOffset += kRecordHeaderSize + static_cast<int64_t>(size);
       return add(header.data(), header.size(), error) && add(data.data(), data.size(), error);
     }
     size_t length = deflateZlibBound(data.size());
@@ -276,9 +279,16 @@ class RecordWriter {
     if (!block) return output->write(end.data(), end.size()) || fail("cannot write the output", error);
     std::string head;
     if (!add(end.data(), end.size(), error)) return false;
+    index.add(blobOffset, reinterpret_cast<const unsigned char*>(end.data()));
     int code = block->finish(&head);
     if (code != 0) return fail(blockFailure(code), error);
-    return output->writeAt(headAt, head) || fail("cannot write the output", error);
+    // The record index behind the last stream; its pointer behind the head.
+    std::string stream, pointer;
+    const int64_t streamOffset = output->size() - headAt;
+    if (!index.finish(options.level, streamOffset, &stream, &pointer)) return fail("cannot compress the record index", error);
+    if (!output->write(stream.data(), stream.size())) return fail("cannot write the output", error);
+    if (output->size() - packageStart > 0x7fff0000) return fail("the package passes 2 GiB", error);
+    return output->writeAt(headAt, head + pointer) || fail("cannot write the output", error);
   }
 
  private:
@@ -309,6 +319,8 @@ class RecordWriter {
   std::unique_ptr<SolidBlockWriter> block;  // null for a package that isn't solid
   int64_t packageStart = 0;
   int64_t headAt = 0;
+  int64_t blobOffset = 0;  // where the next record starts in the blob
+  RecordIndexWriter index;
   std::vector<unsigned char> deflated;
 };
 
