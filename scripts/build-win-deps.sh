@@ -50,7 +50,40 @@ key=$(printf 'wx%s_expat%s_png%s_jpeg%s_gcc%s_r%s' "$wx_version" "$expat_version
 
 cache_root=${QLUX_WIN_DEPS_CACHE:-/var/cache/qlux/win-deps}
 prefix="$cache_root/$key"
+# libdeflate, which the package reader inflates with, came after the four
+# libraries above. It is built into the same cache by a step of its own,
+# with its own marker, so that adding it cost no rebuild of the others. A
+# failure here is only a warning: the Windows build then inflates with zlib.
+add_libdeflate() {
+  local version
+  version=$(source_version libdeflate-dev)
+  [ -n "$version" ] || { say "libdeflate-dev is not installed: run scripts/setup.sh"; return 0; }
+  local marker="$prefix/complete-libdeflate-${version//[:~]/.}-r1"
+  [ -f "$marker" ] && return 0
+  (
+    # One build at a time, whoever runs this script.
+    flock 9
+    [ -f "$marker" ] && exit 0
+    local build
+    build=$(mktemp -d "$cache_root/libdeflate-build.XXXXXX")
+    trap 'rm -rf "$build"' EXIT
+    say "building libdeflate $version"
+    cd "$build"
+    apt-get source -q --only-source "libdeflate=$version" >"$build/source.log" 2>&1 ||
+      { say "no source of libdeflate $version could be fetched; Windows inflates with zlib"; exit 0; }
+    src=$(find "$build" -mindepth 1 -maxdepth 1 -type d -name 'libdeflate-*' | head -1)
+    make -C "$src" -j "${QLUX_BUILD_JOBS:-$(nproc)}" CC=$cc AR=$host-ar libdeflatestatic.lib >"$build/build.log" 2>&1 ||
+      { say "libdeflate failed to build; Windows inflates with zlib"; tail -20 "$build/build.log" >&2; exit 0; }
+    mkdir -p "$prefix/include" "$prefix/lib"
+    install -m644 "$src/libdeflate.h" "$prefix/include/"
+    install -m644 "$src/libdeflatestatic.lib" "$prefix/lib/"
+    echo "libdeflate_$version.dsc" >>"$prefix/versions"
+    date -u +%FT%TZ >"$marker"
+  ) 9>"$cache_root/.libdeflate.lock"
+}
+
 if [ -f "$prefix/complete" ]; then
+  add_libdeflate
   echo "$prefix"
   exit 0
 fi
@@ -188,5 +221,6 @@ mkdir -p "$work/src/wx-build"
 cd "$work"
 rm -rf "$work/src"
 date -u +%FT%TZ >"$work/complete"
+add_libdeflate
 say "ready in $prefix"
 echo "$prefix"
