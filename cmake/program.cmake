@@ -44,6 +44,10 @@ function(qlux_installer_program target)
       DEPENDS ${generated}/qlux-setup.rc ${QLUX_MANIFEST_FILE} ${QLUX_ICON_FILE}
       COMMENT "Resources of ${target}")
     target_sources(${target} PRIVATE ${object} ${CMAKE_SOURCE_DIR}/platform/windows/dll_search.cpp)
+    # Nothing in the code refers to the load configuration: the loader finds
+    # it through the data directory that the step below fills in. Named as a
+    # root, it survives the linker's --gc-sections.
+    target_link_options(${target} PRIVATE -Wl,--require-defined=_load_config_used)
 
     find_program(QLUX_PYTHON NAMES python3 REQUIRED)
     find_program(QLUX_TARGET_NM NAMES x86_64-w64-mingw32-nm REQUIRED)

@@ -8,7 +8,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <string>
 #include <thread>
+#include <unordered_set>
 
 #include "engine/backup_file.h"
 #include "engine/installer.h"
@@ -162,6 +164,9 @@ class FileStage : public StripeWaiter {
   Installer* engine;
   InstallerUI* ui;
   BackupFile* backup;
+  // Directories that this stage made or found standing: the entries of one
+  // folder don't ask the system about every level of its path again.
+  std::unordered_set<std::string> madeDirectories;
 };
 
 void FileStage::report(const Verb& verb, bool failed, const char* target, int index) {
@@ -212,7 +217,13 @@ void FileStage::installEntry(int index, int count) {
   useSystemSeparators(directory);
   QUtils::collapseSeparators(directory);
   int created = 0;
-  if (QUtils::createPath(directory, &created) != 0) errors++;
+  if (madeDirectories.count(directory) == 0) {
+    if (QUtils::createPath(directory, &created) != 0) {
+      errors++;
+    } else {
+      madeDirectories.insert(directory);
+    }
+  }
   // Levels made before a failure are logged as well: the uninstaller removes
   // them.
   engine->logDirAction(created, directory);
