@@ -69,6 +69,10 @@ int Installer::readFileSets() {
 
     children.clear();
     document.getChildren(node, &children);
+    // Room for the whole set at once: the list's own step of 5 would copy
+    // the growing list once for every five files of a large product.
+    if (fileNames.getCapacity() < fileNames.getCount() + children.getCount())
+      fileNames.setCapacity(fileNames.getCount() + children.getCount());
     for (int i = children.getCount() - 1; i >= 0; i--) {
       int child = children[i];
       const char* path = document.getValue(child);
@@ -117,6 +121,10 @@ int Installer::getInstalledFilePath(const char* alias, char* buffer, int size) {
   for (int node = document.findNext("FileSet", -1); node >= 0; node = document.findNext("FileSet", node)) {
     children.clear();
     document.getChildren(node, &children);
+    // Room for the whole set at once: the list's own step of 5 would copy
+    // the growing list once for every five files of a large product.
+    if (fileNames.getCapacity() < fileNames.getCount() + children.getCount())
+      fileNames.setCapacity(fileNames.getCount() + children.getCount());
     for (int i = 0; i < children.getCount(); i++) {
       int child = children[i];
       const char* childAlias = document.getAttribute(child, "Alias");

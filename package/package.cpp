@@ -180,6 +180,9 @@ int Package::addRecord(const unsigned char* header, int64_t position, int64_t li
   readRecordHeader(header, static_cast<uint32_t>(position), &entry);
   *next = position + kRecordHeaderSize + entry.storedSize;
   if (*next > limit) return kPackageBadRecord;
+  // Doubling, not the list's own step of 5: a package of thousands of files
+  // would otherwise copy its growing table thousands of times.
+  if (files.getCount() == files.getCapacity()) files.setCapacity(2 * files.getCapacity() + 5);
   files.add(entry);
   return 1;
 }
@@ -199,6 +202,7 @@ int Package::readIndexedRecords(int64_t blockOffset, int64_t blockSize) {
     return -1;
   }
   // The last entry is the end record.
+  files.setCapacity(static_cast<int>(place.count));
   for (uint32_t i = 0; i + 1 < place.count; i++) {
     const unsigned char* entry = entries.data() + static_cast<size_t>(i) * kRecordIndexEntrySize;
     COMPFILEINFO info;

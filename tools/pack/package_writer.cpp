@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -72,6 +73,26 @@ std::string entryPlace(const PackOptions& options, const PackEntry& entry) {
   std::string place = "template " + options.templatePath;
   if (entry.line > 0) place += ", line " + std::to_string(entry.line);
   return place + ": <FN>" + entry.text + "</FN>";
+}
+
+// The entries in the order that the installer writes them: file set by
+// file set as the document has them, and within a set from its last entry
+// to its first. Packed in that order, the records are read front to back,
+// and the installer's read-ahead always inflates the stripes it needs next.
+std::vector<PackEntry> installOrder(const std::vector<PackEntry>& entries) {
+  std::vector<PackEntry> ordered;
+  std::vector<bool> taken(entries.size(), false);
+  for (size_t first = 0; first < entries.size(); first++) {
+    if (taken[first]) continue;
+    size_t start = ordered.size();
+    for (size_t i = first; i < entries.size(); i++) {
+      if (entries[i].fileSet != entries[first].fileSet) continue;
+      taken[i] = true;
+      ordered.push_back(entries[i]);
+    }
+    std::reverse(ordered.begin() + static_cast<long>(start), ordered.end());
+  }
+  return ordered;
 }
 
 // Turns the template's entries into the records to pack: sources resolved,
@@ -415,7 +436,7 @@ bool writeInstaller(const PackOptions& options, const std::vector<PackEntry>& en
                     std::string* error) {
   *result = PackResult{0, 0, 0, 0};
   std::vector<PackedFile> files;
-  if (!collectFiles(options, entries, &files, error)) return false;
+  if (!collectFiles(options, installOrder(entries), &files, error)) return false;
 
   std::string image;
   if (!options.bare && !prepareStub(options, &image, error)) return false;

@@ -91,6 +91,7 @@ bool readTemplateEntries(const std::string& templatePath, const std::string& sou
     entry.name = slash == std::string::npos ? entry.text : entry.text.substr(slash + 1);
     entry.source = source + "/" + entry.text;
     entry.line = ordinal < static_cast<int>(lines.size()) ? lines[ordinal] : 0;
+    entry.fileSet = document.getParent(i);
     entry.okIfMissing = document.getAttribute(i, "OkIfMissing") != nullptr;
     entries->push_back(entry);
   }

@@ -23,6 +23,7 @@ struct PackEntry {
   std::string name;    // the base name stored in the record
   std::string source;  // where the builder reads the file
   int line;            // the FN element's line in the template, 0 if unknown
+  int fileSet;         // the FileSet element's place in the document
   bool okIfMissing;
 };
 
