@@ -377,13 +377,20 @@ void deleteLoggedFile(UndoRun& run, const char* path, int line) {
   if (run.ui) run.ui->pumpEventsQuietly();
   const char* state;
   const char* verb;
-  if (!isDeletablePath(path) || (QUtils::isDirectory(path) && !QUtils::isLink(path))) {
-    // Never a root, a relative name or a directory: a FILE line names a file.
+  // The deletion is tried first: the system's call for a file never takes
+  // a directory, so the directory check is only needed to word a failure,
+  // and the files of a large product aren't each looked at twice.
+  if (!isDeletablePath(path)) {
+    // Never a root or a relative name.
     state = "failed";
     verb = "FAILED to delete ";
   } else if (QUtils::deleteFile(path) == 0) {
     state = "ok";
     verb = "Delete ";
+  } else if (QUtils::isDirectory(path) && !QUtils::isLink(path)) {
+    // A FILE line names a file, never a directory.
+    state = "failed";
+    verb = "FAILED to delete ";
   } else if (!QUtils::fileExists(path)) {
     state = "missing";
     verb = "Missing ";
