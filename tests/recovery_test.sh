@@ -77,8 +77,11 @@ clean() {
   check "$1: no temporary file left" test -z "$(ls -A "$TMPDIR" | grep -vx qluxuninst.dll)"
 }
 
+# The entry's values but for EstimatedSize, which counts the log's bytes too.
+entry_but_size() { grep -v '^EstimatedSize	' "$QLUX_ROOT/var/lib/qlux/registry/$uninstall_key/.values" 2>/dev/null; }
+
 # The reference machines, made without a kill.
-fresh_machine && run_installer v2 && ref_v2=$(state)
+fresh_machine && run_installer v2 && ref_v2=$(state) && ref_v2_entry=$(entry_but_size)
 fresh_machine && run_installer v1 && ref_v1=$(state) && run_installer v2 && ref_v1_v2=$(state)
 fresh_machine && run_installer v1 && run_uninstaller && ref_v1_removed=$(state)
 fresh_machine user && run_installer v1 && ref_user_v1=$(state) && run_uninstaller && ref_user_v1_removed=$(state)
@@ -109,8 +112,9 @@ done
 # Killed once the log is in its place (right after the move, or while the
 # backup is copied behind it), the run had installed the product; it only
 # lacks its entry. The next run finishes the backup's copy, installs over
-# it and finds its folders there, so only the new log's DIR lines differ.
-without_log() { grep -v '/uninstall/install.log$'; }
+# it and finds its folders there, so only the new log's DIR lines differ,
+# and the entry's size, which counts the log.
+without_log() { grep -v -e '/uninstall/install.log$' -e '/Uninstall/[^/]*/.values$'; }
 for point in "rename install.log 1 after" "write $root/ 9 after"; do
   set -- $point
   fresh_machine
@@ -119,6 +123,8 @@ for point in "rename install.log 1 after" "write $root/ 9 after"; do
   check "[placed, $point] the run again succeeds" holds "$out" "Automatic installation was successful!"
   check "[placed, $point] the machine is as after one clean run, but for the log" \
     test "$(state | without_log)" = "$(without_log <<<"$ref_v2")"
+  check "[placed, $point] the entry is as after one clean run, but for its size" \
+    test "$(entry_but_size)" = "$ref_v2_entry"
   clean "[placed, $point]"
 done
 
