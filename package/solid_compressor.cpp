@@ -22,7 +22,7 @@ SolidCompressor* createSolidCompressor(uint32_t method, int level) {
 int chooseStripeCount(int64_t blobSize) {
   if (blobSize <= 0) return 1;
   int64_t count = (blobSize + kStripeTarget - 1) / kStripeTarget;
-  count = std::min<int64_t>(count, kMaxStripes);
+  count = std::min<int64_t>(std::max<int64_t>(count, kDefaultStripes), kMaxStripes);
   return static_cast<int>(std::min<int64_t>(count, blobSize));
 }
 

@@ -37,6 +37,7 @@ const int64_t kBlobLimit = 0x40000000;
 // small enough that an installer holds only a few in memory, large enough
 // that deflate's 32 KiB window loses nothing worth measuring.
 const int64_t kStripeTarget = 4 << 20;
+const int kDefaultStripes = 8;
 
 // The codec of one stripe.
 class SolidCompressor {
@@ -66,8 +67,9 @@ class ZlibSolidCompressor : public SolidCompressor {
 // A codec for `method` (kSolidMethodZlib) at `level`, or null for any other.
 SolidCompressor* createSolidCompressor(uint32_t method, int level);
 
-// The stripe count for a stream of `blobSize` bytes: stripes of about
-// kStripeTarget, 1 to 256 of them, never more than the stream has bytes.
+// The stripe count qlux-pack uses when it is given none: 8 (kDefaultStripes),
+// or more for a large stream so that no stripe is much over kStripeTarget, at
+// most 256, and never more than the stream has bytes.
 int chooseStripeCount(int64_t blobSize);
 
 // Where the compressed streams go, in blob order.

@@ -191,8 +191,10 @@ TEST(SolidCompressor, PlansAndLimits) {
   EXPECT_EQ(0, refused.addData("0123456789", 10));
   EXPECT_EQ(kWriterSinkFailed, refused.finish(&head));
 
-  EXPECT_EQ(1, chooseStripeCount(2000));
-  EXPECT_EQ(2, chooseStripeCount(kStripeTarget + 1));
+  EXPECT_EQ(3, chooseStripeCount(3));
+  EXPECT_EQ(8, chooseStripeCount(2000));
+  EXPECT_EQ(8, chooseStripeCount(8 * kStripeTarget));
+  EXPECT_EQ(9, chooseStripeCount(8 * kStripeTarget + 1));
   EXPECT_EQ(256, chooseStripeCount(kBlobLimit));
 }
 

@@ -21,7 +21,7 @@ struct PackOptions {
   std::string templatePath;  // packed under "install.xml"
   std::string source;        // the directory FN texts are relative to
   std::string output;
-  int stripes;    // 1 to 256; 0 chooses one stripe per 4 MiB of records
+  int stripes;    // 1 to 256; 0 chooses 8, or one per 4 MiB of records when that is more
   int level;      // zlib's level; -1 is its default
   bool notSolid;  // each file its own zlib stream, no solid block
   bool bare;      // header and package only: no stub, no checksum record
