@@ -168,10 +168,10 @@ tree() {
 }
 
 # wait_for_window NAME: the id of the first window of that name, waiting up
-# to twenty seconds; empty if none came.
+# to a minute (the uninstaller copies itself first); empty if none came.
 wait_for_window() {
   local found=""
-  for _ in $(seq 1 200); do
+  for _ in $(seq 1 600); do
     found=$(xdotool search --name "$1" 2>/dev/null | head -n 1)
     [ -n "$found" ] && break
     sleep 0.1

@@ -40,10 +40,11 @@ finish() {
 
 # Windows on the X display (the native window and Wine's alike). wait_window
 # PATTERN: the id of the first visible window whose title matches the
-# regular expression, waiting up to ten seconds; empty if none came.
+# regular expression, waiting up to 30 seconds (a loaded machine starts a
+# program slowly); empty if none came.
 wait_window() {
   local found=""
-  for _ in $(seq 1 100); do
+  for _ in $(seq 1 300); do
     found=$(xdotool search --onlyvisible --name "$1" 2>/dev/null | head -n 1)
     [ -n "$found" ] && break
     sleep 0.1
