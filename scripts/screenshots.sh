@@ -255,9 +255,21 @@ drive_pages() {
   rm -f -- "$last"
   for _ in $(seq 1 30); do
     window_open "$window" || break
-    if settle "$window" "$shot" && ! cmp -s "$shot" "$last"; then
+    name=$(page_name "$log")
+    # A page that the walk left while it was pictured is pictured again once
+    # it stands; pages that work or check go on by themselves (the demo has
+    # no program running) and get no key, which would fall on the next page.
+    if ! settle "$window" "$shot" || [ "$(page_name "$log")" != "$name" ]; then
+      continue
+    fi
+    case "$name" in
+      runningapps | uninstall | copyprogress | revertinstallation | registerapplication | postinstall)
+        sleep 0.5
+        continue
+        ;;
+    esac
+    if ! cmp -s "$shot" "$last"; then
       count=$((count + 1))
-      name=$(page_name "$log")
       file=$(printf '%s/%s-%02d-%s.png' "$dir" "$prefix" "$count" "$name")
       cp -- "$shot" "$file"
       cp -- "$shot" "$last"
@@ -346,7 +358,7 @@ shoot() {
   # The uninstaller, as the list of installed programs starts it: its first
   # stage starts the second from the temporary directory and ends.
   local values command
-  values=$(find "$root/var/lib/qlux/registry" -path '*/CurrentVersion/Uninstall/Qlux Demo/.values' -print -quit)
+  values=$(find "$root/var/lib/qlux/registry" -path '*/CurrentVersion/Uninstall/*/.values' -print -quit)
   command=$(awk -F'\t' '$1 == "UninstallString" { print $3 }' "$values")
   (export QLUX_ROOT="$root" TMPDIR="$temp-uninstall" && eval "$command -debug=1" </dev/null \
     >"$sandbox/$variant-uninstall.out" 2>&1) || true
@@ -560,10 +572,12 @@ win_shoot_copy() {
   return "$good"
 }
 
-# win_uninstall [ARGS]: runs the registered uninstall command of the demo,
-# with ARGS behind it, through cmd as the list of installed programs does.
+# win_uninstall [ARGS]: runs the registered uninstall command of the demo
+# (of the product named $win_product), with ARGS behind it, through cmd as
+# the list of installed programs does.
+win_product="Qlux Demo"
 win_uninstall() {
-  local key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Qlux Demo' command
+  local key="HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\$win_product" command
   command=$(runwine reg query "$key" /v UninstallString 2>/dev/null | tr -d '\r' |
     sed -n 's/^ *UninstallString *REG_SZ *//p')
   printf '@echo off\r\n%s %s\r\n' "$command" "$*" >"$sandbox/win-uninstall.bat"
@@ -633,7 +647,9 @@ win_all() {
   win_pack german "$sandbox/german.xml" "$top/tests/data/german/licence-de.rtf" || return 1
   win_shoot plain || good=1
   win_shoot themed || good=1
+  win_product=$(sed -n 's|.*<Fullname>\(.*\)</Fullname>.*|\1|p' "$sandbox/german.xml")
   win_shoot german || good=1
+  win_product="Qlux Demo"
   win_shoot_copy plain || good=1
   win_shoot_copy themed || good=1
   if ! QLUX_SHOTS_DIR="$dir" WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" \

@@ -9,7 +9,10 @@
 #   - The themed variant installs; its uninstaller's first page names the
 #     product within a second, and Return removes it.
 #   - Escape asks to cancel, and a Return on the question answers No; a
-#     click on Cancel and Yes end the run with nothing changed.
+#     click on Cancel and Yes end the run with nothing changed. The task list
+#     shows no failure step before a failure.
+#   - A running program of the product holds the wizard on a page that says
+#     what to do and names it; once it ended, one Return goes on.
 #   - A template with Back and Next on every page (the mistake the demo no
 #     longer makes): while the files are copied and the program runs, the
 #     close box only says that this can't be aborted, and Back and Next do
@@ -318,6 +321,10 @@ if [ -n "$window" ]; then
   check "cancel: ... on the first page" test "$(page)" = Welcome
   press_return
   sleep 1
+  # The task list names the steps to come, but no failure step.
+  text=$(ocr "$window")
+  check "cancel: the task list shows the steps to come" holds "$text" "Registering"
+  check "cancel: ... and no failure step before a failure" bash -c "! grep -q 'Installation failed' <<<'$text'"
   # The Cancel button: 80 by 30 units, 20 units from the left and 50 from
   # the bottom; a unit is the frame's width over the template's 760.
   eval "$(xdotool getwindowgeometry --shell "$window")"
@@ -437,6 +444,42 @@ check "careless: the files were copied once" test "$(entered CopyProgress)" -eq 
 check "careless: the product's program ran once" test "$(wc -l <"$product/var/last-run.log")" -eq 1
 check "careless: the product was registered once" test "$(entered RegisterApplication)" -eq 1
 
+# A program of the product runs from the folder: the running-programs page
+# says what to do and names it in its list, and holds the wizard; once the
+# program has ended, Next comes back with the focus, and one Return goes on.
+# (A copy of sleep stands in for the program: a script would show as its
+# shell.)
+new_sandbox running
+prepare_root
+product=$(product_in "$QLUX_ROOT")
+mkdir -p "$product/bin"
+cp "$(command -v sleep)" "$product/bin/qlux-demo"
+"$product/bin/qlux-demo" 120 &
+app=$!
+start_window "$sandbox/plain-setup" "$sandbox/running.out"
+check "running: the wizard window appears" test -n "$window"
+if [ -n "$window" ]; then
+  press_until RunningApps
+  sleep 1
+  text=$(ocr "$window")
+  check "running: the page asks to close the program" holds "$text" "Please close it"
+  check "running: its list names the program" holds "$text" "qlux-demo"
+  press_return
+  sleep 1
+  check "running: Return does nothing while it runs" test "$(page)" = RunningApps
+  kill "$app" 2>/dev/null
+  wait "$app" 2>/dev/null
+  sleep 2.5
+  press_return
+  sleep 2
+  check "running: once it ended, one Return goes on" test "$(page)" != RunningApps
+  press_until Finish
+  press_return
+  wait_end
+fi
+kill "$app" 2>/dev/null
+check "running: the product is installed" test -f "$product/uninstall/install.log"
+
 # A failed installation: a file stands where the documentation's folder
 # belongs. The page after the file stage says what failed, and Next undoes
 # the installation; the last page says so. Nothing of it is left, and it is
@@ -503,7 +546,7 @@ out=$(env -u DISPLAY -u WAYLAND_DISPLAY timeout 60 "$sandbox/plain-setup" </dev/
 check "no display: the console takes over and says so" grep -q "There is no display: the wizard runs on the console" <<<"$out"
 check "no display: the console shows the first page" grep -q "Welcome to the Qlux Demo setup." <<<"$out"
 if [ "$failures" -ne 0 ]; then
-  for f in installer.out console.out themed.out uninstall.out cancel.out careless.out failed.out german.out; do
+  for f in installer.out console.out themed.out uninstall.out cancel.out careless.out running.out failed.out german.out; do
     [ -f "$sandbox/$f" ] && sed "s/^/  $f: /" "$sandbox/$f" | tail -n 10
   done
 fi

@@ -58,6 +58,7 @@ MainFrame::MainFrame(WxGUI* ownerUi, InstallExchangeInfo* engine)
       laidOutWidth(-1),
       laidOutHeight(-1),
       relayoutPending(false),
+      defaultWasOn(false),
       closing(false) {
   char title[400] = "";
   if (exchange) exchange->getWindowTitle(title, sizeof title);
@@ -309,14 +310,14 @@ void MainFrame::focusInitial(bool force) {
     }
   }
   // No default button can take it (Next is off while work runs or a
-  // program is in the way): the first other button, but never Cancel, so
-  // that a Return meant for Next doesn't start cancelling. Without one the
-  // focus stays where it is: the panel itself can't hold it (GTK then walks
-  // the focus chain round without end when a key comes).
+  // program is in the way): the first other button, but neither Cancel nor
+  // Back, so that a Return meant for Next neither cancels nor goes back.
+  // Without one the focus stays where it is: the panel itself can't hold it
+  // (GTK then walks the focus chain round without end when a key comes).
   for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
     for (PageButton& button : *list) {
       if (button.flags & kButtonDefault) defaultButtonId = button.id;
-      if (QUtils::compareNoCase(button.action.c_str(), "Cancel") == 0) continue;
+      if (QUtils::compareNoCase(button.action.c_str(), "Cancel") == 0 || button.shift < 0) continue;
       if (button.window && button.window->IsShown() && windowEnabled(button.window)) {
         button.window->SetFocus();
         return;
@@ -366,7 +367,6 @@ void MainFrame::updateStepButtons(int state) {
   if (!exchange) return;
   bool working = state == kUiWorking;
   bool backLeadsSomewhere = !working && exchange->canGoBack();
-  bool defaultCameOn = false;
   for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
     for (PageButton& button : *list) {
       if (!(button.flags & kButtonShift) || !button.window) continue;
@@ -380,17 +380,26 @@ void MainFrame::updateStepButtons(int state) {
       } else {
         enable = true;
       }
-      bool was = windowEnabled(button.window);
-      if (was != enable) enableWindow(button.window, enable);
-      if (enable && !was && button.id == defaultButtonId) defaultCameOn = true;
+      if (windowEnabled(button.window) != enable) enableWindow(button.window, enable);
     }
   }
-  if (!defaultCameOn || !IsActive()) return;
+  // The default button as it stands now, against the last look: enableButtons
+  // may have turned it on just before this.
+  PageButton* standing = nullptr;
+  for (std::vector<PageButton>* list : {&dialogButtons, &subDialogButtons}) {
+    for (PageButton& button : *list) {
+      if (standing || !(button.flags & kButtonDefault) || !button.window) continue;
+      if (button.window->IsShown() && windowEnabled(button.window)) standing = &button;
+    }
+  }
+  PageButton* cameOn = defaultWasOn ? nullptr : standing;
+  defaultWasOn = standing != nullptr;
+  if (!cameOn || !IsActive()) return;
   wxWindow* focused = wxWindow::FindFocus();
   wxTextCtrl* typing = dynamic_cast<wxTextCtrl*>(focused);
   if (typing && typing->IsEditable() && typing->IsEnabled()) return;
-  PageButton* button = findButton(defaultButtonId);
-  if (button && button->window && button->window->IsShown()) button->window->SetFocus();
+  defaultButtonId = cameOn->id;
+  cameOn->window->SetFocus();
 }
 
 void MainFrame::closeFrame() {

@@ -240,6 +240,8 @@ class MainFrame : public wxFrame {
   int laidOutWidth, laidOutHeight;
   // A relayoutPage is on its way.
   bool relayoutPending;
+  // The page's default button was on at the last updateStepButtons.
+  bool defaultWasOn;
 
  private:
   void onTimer(wxTimerEvent& event);

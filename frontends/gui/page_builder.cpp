@@ -291,6 +291,7 @@ void MainFrame::showSubDialogPage(int dialog, int subDialog) {
 
 void MainFrame::buildButtons(int dialog, int subDialog, std::vector<PageButton>& list, int firstId) {
   focusControl = nullptr;
+  defaultWasOn = false;
   destroyWindows(list);
   if (!exchange) return;
   int width = 0;
