@@ -56,6 +56,7 @@ echo "== Windows program end to end under Wine"
 bash "$top/tests/windows_test.sh" "$top/build-win/bin/qlux-setup.exe" "$top/build/bin/qlux-pack" || windows=1
 bash "$top/tests/windows_lifecycle_test.sh" "$top/build-win/bin/qlux-setup.exe" "$top/build/bin/qlux-pack" || windows=1
 bash "$top/tests/windows_demo_test.sh" "$top/build-win/bin/qlux-setup.exe" "$top/build/bin/qlux-pack" || windows=1
+bash "$top/tests/windows_signing_test.sh" "$top/build-win/bin/qlux-setup.exe" "$top/build/bin/qlux-pack" || windows=1
 "$top/tests/with_display.sh" bash "$top/tests/windows_gui_test.sh" "$top/build-win/bin/qlux-setup.exe" \
   "$top/build/bin/qlux-pack" || windows=1
 
