@@ -220,12 +220,19 @@ installed_well() {  # installed_well LABEL: the demo's files and entry are there
 # --- The plain demo, installed and removed through the window ----------------------
 pack_demo plain "$here/../examples/demo/install.xml"
 touch "$sandbox/started"
-start plain-setup.exe -debug=1
+# Wine names each DLL it loads: the common controls must be version 6, from
+# the side-by-side store, as the program's manifest asks (themed controls).
+wine_debug=+loaddll start plain-setup.exe -debug=1
 window=$(wait_window "^$title\$")
 check "the wizard window appears" test -n "$window"
 drive "$window"
 echo "installed through the window with $presses presses of Return"
 installed_well plain plain-setup.exe
+check "the window drew with common controls 6: $(grep -o 'common-controls[^\\]*' "$sandbox/plain-setup.exe.out" | head -n 1)" \
+  grep -qi 'winsxs\\\\amd64_microsoft.windows.common-controls_6595b64144ccf1df_6\.0\.[^\\]*\\\\comctl32.dll' \
+  "$sandbox/plain-setup.exe.out"
+check "and no other comctl32" \
+  bash -c "! grep -qi 'Loaded L\"C:\\\\\\\\windows\\\\\\\\system32\\\\\\\\comctl32.dll' '$sandbox/plain-setup.exe.out'"
 check "the debug log is this run's" test "$debug_log" -nt "$sandbox/started"
 check "the walk passed the options and reached the last page" \
   bash -c "grep -q 'Setting dialog \"Options\"' '$debug_log' && grep -q 'Setting dialog \"Finish\"' '$debug_log'"

@@ -28,7 +28,10 @@ uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall'
 planted_names=(comctl32.dll comdlg32.dll dwmapi.dll oleacc.dll uxtheme.dll winhttp.dll winmm.dll winspool.drv)
 native_first="comctl32,comdlg32,dwmapi,oleacc,uxtheme,winhttp,winmm,winspool.drv=n,b"
 
-runwine() { TMPDIR="$wine_tmp" WINEDEBUG=-all WINEDLLOVERRIDES="$native_first" /usr/lib/wine/wine64 "$@"; }
+# wine_debug: Wine's trace channels for runwine (default none).
+runwine() {
+  TMPDIR="$wine_tmp" WINEDEBUG="${wine_debug:--all}" WINEDLLOVERRIDES="$native_first" /usr/lib/wine/wine64 "$@"
+}
 # A started program may leave children behind (the second uninstaller stage
 # runs on after the first has ended), and Wine may hand back control before
 # the last writes are visible: wait until every process of the prefix ended.
