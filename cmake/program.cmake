@@ -57,6 +57,9 @@ function(qlux_installer_program target)
   endif()
 
   if(NOT QLUX_SANITIZE)
+    if(NOT CMAKE_OBJCOPY)
+      message(FATAL_ERROR "objcopy is missing: the installer program can't be stripped")
+    endif()
     add_custom_command(TARGET ${target} POST_BUILD
       COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
       COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug

@@ -59,18 +59,6 @@ const char* baseName(const char* path) {
   return base;
 }
 
-// Whether two paths name one file: equal but for the case of ASCII letters
-// and the kind of separator, as the system that writes ".exe" files sees it.
-bool isSamePath(const char* first, const char* second) {
-  for (; *first && *second; first++, second++) {
-    if (QUtils::isSeparator(*first) && QUtils::isSeparator(*second)) continue;
-    char a = *first >= 'A' && *first <= 'Z' ? static_cast<char>(*first + 32) : *first;
-    char b = *second >= 'A' && *second <= 'Z' ? static_cast<char>(*second + 32) : *second;
-    if (a != b) return false;
-  }
-  return *first == *second;
-}
-
 // The backup file's check sum of data in memory: the length, XORed with
 // each whole little-endian 32-bit word, and each byte of a last incomplete
 // word XORed into the low byte.
@@ -407,7 +395,7 @@ bool Installer::deleteRunningFile(InstallerUI* ui, const char* path, int timeout
   // A recovery run from an installed uninstaller meets its own program in
   // the log: this program never ends itself to free its own file.
   char self[QUtils::kMaxPath];
-  if (QUtils::getModulePath(self, sizeof self) && isSamePath(self, path)) return false;
+  if (QUtils::getModulePath(self, sizeof self) && QUtils::isSamePathText(self, path)) return false;
 
   if (isAppRunning(name, nullptr) && (terminateApp(name, false) || terminateApp(name, true))) {
     int sleepMs = timeoutMs / 20 < kMaxSleepMs ? timeoutMs / 20 : kMaxSleepMs;

@@ -102,18 +102,6 @@ void shareFolder(char* folder, const char* path) {
   if (!whole) folder[lastShared] = 0;
 }
 
-// Whether two paths name the same place, ignoring ASCII case and the kind
-// of separator.
-bool isSamePlace(const char* a, const char* b) {
-  for (; *a && *b; a++, b++) {
-    if (QUtils::isSeparator(*a) && QUtils::isSeparator(*b)) continue;
-    char x = (*a >= 'A' && *a <= 'Z') ? static_cast<char>(*a - 'A' + 'a') : *a;
-    char y = (*b >= 'A' && *b <= 'Z') ? static_cast<char>(*b - 'A' + 'a') : *b;
-    if (x != y) return false;
-  }
-  return *a == *b;
-}
-
 // Reads the FILE lines of the log at `logPath`. False if it can't be read.
 bool readInstalledFiles(const char* logPath, InstalledFiles* out) {
   FILE* log = QUtils::openFile(logPath, "rb");
@@ -153,7 +141,7 @@ bool isOwnFolder(const char* folder, const char* programFiles) {
   if (!programFiles || !*programFiles) return true;
   std::string holder = programFiles;
   while (!holder.empty()) {
-    if (isSamePlace(folder, holder.c_str())) return false;
+    if (QUtils::isSamePathText(folder, holder.c_str())) return false;
     size_t cut = holder.find_last_of("/\\");
     holder.resize(cut == std::string::npos ? 0 : cut);
   }

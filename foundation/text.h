@@ -39,6 +39,10 @@ void collapseSeparators(char* text);
 int stripTrailingSeparators(char* text, int size);
 int cleanPath(char* text);
 int appendPath(char* text, const char* name, int size);
+// Whether two paths are the same text but for the case of ASCII letters and
+// the kind of separator, as Windows names one file. Null texts are never
+// alike.
+bool isSamePathText(const char* a, const char* b);
 void trimText(char* text);
 
 // Other text operations.

@@ -162,6 +162,12 @@ TEST(PathTextTest, SeparatorsAndCleaning) {
   appendPath(g, "file", sizeof g);
   EXPECT_STREQ("file", g);
 
+  // One file, as Windows names it: case and the kind of separator aside.
+  EXPECT_TRUE(isSamePathText("C:\\Program Files/App", "c:/program files\\APP"));
+  EXPECT_FALSE(isSamePathText("C:\\App", "C:\\App2"));
+  EXPECT_FALSE(isSamePathText("C:\\App\\", "C:\\App"));
+  EXPECT_FALSE(isSamePathText(nullptr, ""));
+
   EXPECT_STREQ("a/b/c", systemPath("a/b/c").getText());
 #ifndef _WIN32
   EXPECT_STREQ("C:/a/b", systemPath("C:\\a\\b").getText());
