@@ -22,14 +22,16 @@
 # progress bar, gives DIR/plain-03c-copy.png; and one of the plain variant
 # into a folder where a file stands in the way of the documentation gives
 # DIR/plain-failed-NN-....png, among them the page that names what failed
-# (badfinish) and the last page after the installation was undone.
+# (badfinish) and the last page after the installation was undone; the
+# themed variant gives DIR/themed-failed-NN-....png the same way.
 #
 # The Windows program (built in build-win/ with the toolkit from the cache
 # of scripts/build-win-deps.sh) is pictured the same way under Wine, in a
 # fresh prefix in the sandbox: DIR/win-plain-01-welcome.png and so on, the
 # German variant as DIR/win-german-...., the removal as
 # DIR/win-plain-uninstall-NN-....png, the copy page as
-# DIR/win-plain-03c-copy.png. Then tests/windows_gui_test.sh runs in the
+# DIR/win-plain-03c-copy.png, the failed installation as
+# DIR/win-failed-NN-....png. Then tests/windows_gui_test.sh runs in the
 # same prefix and pictures the message box of an installer whose checksum
 # fails as DIR/win-checksum-message.png.
 #
@@ -628,6 +630,41 @@ win_shoot() {
   return "$good"
 }
 
+# win_shoot_failure: as shoot_failure, with the plain Windows installer
+# (packed as "failed"): a file stands where the documentation's folder
+# belongs; every page is pictured as DIR/win-failed-NN-PAGE.png. Fails
+# unless the run ended on the last page with only that file left.
+win_shoot_failure() {
+  local product="$sandbox/win-failed/Qlux Demo" good=0 pid window status=0
+  local log="$win_temp/installer_debug.log"
+  mkdir -p "$product"
+  echo "in the way" >"$product/doc"
+  rm -f -- "$log"
+  (cd "$sandbox" && runwine "$sandbox/win-failed-setup.exe" -debug=1 </dev/null \
+    >"$sandbox/win-failed.out" 2>&1) &
+  pid=$!
+  window=$(find_window)
+  if [ -z "$window" ]; then
+    echo "win-failed: the failing installer's window did not appear" >&2
+    good=1
+  elif ! drive_pages "win-failed" "$window" "$log"; then
+    good=1
+  fi
+  if kill -0 "$pid" 2>/dev/null; then
+    sleep 2
+    kill "$pid" 2>/dev/null || true
+  fi
+  wait "$pid" || status=$?
+  wine_settle || true
+  if ! grep -q 'Setting dialog "BadFinish"' "$log" || [ "$(page_name "$log")" != finish ] ||
+    [ "$(ls -A "$product")" != doc ]; then
+    echo "win-failed: the failing installation ended with status $status on" \
+      "\"$(page_name "$log")\", leaving $(ls -A "$product" | tr '\n' ' ')" >&2
+    good=1
+  fi
+  return "$good"
+}
+
 # win_all: a fresh prefix, the three variants through the Windows window, and
 # the message box of an installer whose checksum fails, pictured by the
 # Windows end-to-end test as DIR/win-checksum-message.png.
@@ -645,6 +682,7 @@ win_all() {
   win_pack plain-slow "$top/examples/demo/install.xml" slow || return 1
   win_pack themed-slow "$top/examples/demo/install-themed.xml" slow || return 1
   win_pack german "$sandbox/german.xml" "$top/tests/data/german/licence-de.rtf" || return 1
+  win_pack failed "$top/examples/demo/install.xml" || return 1
   win_shoot plain || good=1
   win_shoot themed || good=1
   win_product=$(sed -n 's|.*<Fullname>\(.*\)</Fullname>.*|\1|p' "$sandbox/german.xml")
@@ -652,6 +690,7 @@ win_all() {
   win_product="Qlux Demo"
   win_shoot_copy plain || good=1
   win_shoot_copy themed || good=1
+  win_shoot_failure || good=1
   if ! QLUX_SHOTS_DIR="$dir" WINEPREFIX="$wine_prefix" TMPDIR="$wine_tmp" \
     bash "$top/tests/windows_gui_test.sh" "$win_setup" "$pack" >"$sandbox/win-test.out" 2>&1; then
     echo "screenshots: the Windows window's end-to-end test failed:" >&2
@@ -674,6 +713,7 @@ shoot_copy plain || result=1
 shoot_failure plain || result=1
 shoot themed || result=1
 shoot_copy themed || result=1
+shoot_failure themed || result=1
 shoot german || result=1
 win_all || result=1
 [ "$result" -eq 0 ] && echo "pictures of both installations are in $dir"

@@ -20,13 +20,14 @@
 #     product was registered once.
 #   - A failed installation shows its reasons on its page, and undoes itself.
 #   - At GDK_SCALE=2 and at GDK_DPI_SCALE=1.6 on a 1280x900 screen every
-#     button is on the screen.
+#     button is on the screen, and the banner is drawn from its large form.
 #   - The German long-text variant wraps its 80-character product name
 #     between words.
 #   - Without a display the same installer falls back to the console.
 # Skips without a display or without xdotool. With --on-screen SETUP (run by
 # the test itself on a screen of its own) it only checks that the window and
-# its buttons fit that screen.
+# its buttons fit that screen, and that the banner is drawn from its large
+# form.
 mode=""
 if [ "${1:-}" = --on-screen ]; then
   mode=on-screen
@@ -200,6 +201,10 @@ if [ "$mode" = on-screen ]; then
     text=$(tesseract "$sandbox/root-large.png" - 2>/dev/null)
     check "Next is on the screen" holds "$text" "Next"
     check "Cancel is on the screen" holds "$text" "Cancel"
+    # Large text or a scaled screen: the banner drawn from its large form.
+    images="$top/examples/demo/images"
+    check "the banner is drawn from banner@2x" \
+      test "$(drawn_form "$window" "$images/banner.png" "$images/banner@2x.png")" = large
     press_key "$window" Escape
     box_answer "Cancel confirmation" alt+y
   fi
@@ -514,7 +519,7 @@ for scaling in GDK_SCALE=2 GDK_DPI_SCALE=1.6; do
   out=$(env QLUX_SCREEN_SIZE=1280x900 "$scaling" "$top/tests/with_display.sh" \
     bash "$top/tests/gui_test.sh" --on-screen "$sandbox/plain-setup" 2>&1)
   check "$scaling on 1280x900: every button is on the screen" grep -q " 0 failed" <<<"$out"
-  grep -E "FAILED|frame at" <<<"$out" | sed "s/^/  $scaling: /"
+  grep -E "FAILED|frame at|drawn as" <<<"$out" | sed "s/^/  $scaling: /"
 done
 
 # The German long-text variant: its product name of 80 characters wraps

@@ -58,3 +58,28 @@ press_key() {
   xdotool windowfocus --sync "$1" >/dev/null 2>&1
   xdotool key --window "$1" "$2" >/dev/null 2>&1 || xdotool key "$2" >/dev/null 2>&1
 }
+# drawn_form WINDOW SMALL LARGE: which of two forms of the picture that a
+# window shows alone in the top left of its page (the demo's banner: the
+# files SMALL and LARGE, LARGE at twice the size) the window drew: "large"
+# where the drawing lies at least three times nearer to LARGE than to SMALL,
+# each resized to the drawing's size, else "small". A picture enlarged from
+# its small form is blurred, one reduced from its large form is sharp; the
+# two measures differ six to ten times.
+drawn_form() {
+  local width size near far
+  xdotool search --onlyvisible --name . 2>/dev/null | grep -qx "$1" || return 1
+  timeout 20 import -window "$1" "png:$sandbox/form-window.png" 2>/dev/null || return 1
+  width=$(identify -format %w "$sandbox/form-window.png")
+  # The page's top left corner (the window is 760 units wide), trimmed of
+  # the page's ground: what is left is the drawing.
+  convert "$sandbox/form-window.png" -crop "$((width * 200 / 760))x$((width * 140 / 760))+0+0" +repage \
+    -fuzz 20% -trim +repage "$sandbox/form-drawn.png" || return 1
+  size=$(identify -format '%wx%h' "$sandbox/form-drawn.png")
+  convert "$2" -resize "$size!" "$sandbox/form-small.png" && convert "$3" -resize "$size!" "$sandbox/form-large.png" ||
+    return 1
+  # compare prints "ABSOLUTE (NORMALISED)" and returns 1 where the two differ.
+  far=$(compare -metric RMSE "$sandbox/form-drawn.png" "$sandbox/form-small.png" null: 2>&1 | sed 's/.*(\(.*\))/\1/')
+  near=$(compare -metric RMSE "$sandbox/form-drawn.png" "$sandbox/form-large.png" null: 2>&1 | sed 's/.*(\(.*\))/\1/')
+  echo "drawn as $size: $far from the small form, $near from the large one" >&2
+  awk -v far="$far" -v near="$near" 'BEGIN { print (near * 3 < far) ? "large" : "small" }'
+}

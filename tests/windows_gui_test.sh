@@ -17,7 +17,8 @@
 # Return answered No. A template with Back and Next on every page changes
 # nothing when they are clicked during the copy and on the last page; a
 # failed installation shows its reasons; at 2x and 1.6x text on a 1280x900
-# screen every button is on the screen; the German long-text variant wraps
+# screen every button is on the screen and the banner is drawn from its
+# large form; the German long-text variant wraps
 # its 80-character name between words. An installer whose package fails its
 # checksum tells so in a message box titled "Halvo Software installer" and
 # exits 0 once Return dismissed the box. With QLUX_SHOTS_DIR set, that box
@@ -191,6 +192,10 @@ if [ "$mode" = on-screen ]; then
     text=$(tesseract "$sandbox/root.png" - 2>/dev/null)
     check "Next is on the screen" holds "$text" "Next"
     check "Cancel is on the screen" holds "$text" "Cancel"
+    # Large text: the banner drawn from its large form.
+    images="$here/../examples/demo/images"
+    check "the banner is drawn from banner@2x" \
+      test "$(drawn_form "$window" "$images/banner.png" "$images/banner@2x.png")" = large
     press_key "$window" Escape
     box_answer "Cancel confirmation" alt+y
   fi
@@ -375,7 +380,7 @@ for size in 1.6:EEFFFFFF 2:EAFFFFFF; do
     "$sandbox/run/screen-setup.exe" "$pack" "$title" 2>&1)
   settle
   check "text ${size%%:*} times as large on 1280x900: every button is on the screen" grep -q " 0 failed" <<<"$out"
-  grep -E "FAILED|frame at" <<<"$out" | sed "s/^/  text ${size%%:*} times as large: /"
+  grep -E "FAILED|frame at|drawn as" <<<"$out" | sed "s/^/  text ${size%%:*} times as large: /"
 done
 runwine reg add "$metrics_key" /v MessageFont /t REG_BINARY /d "$font_before" /f >/dev/null 2>&1
 settle

@@ -47,6 +47,7 @@ s|>The installation of Qlux Demo did not succeed. The list says what went wrong.
 s|Label="Undo the installation"|Label="Installation rückgängig machen"|
 s|>Qlux Demo 1.2 has been installed in \[INSTALLDIR\].<|>Die Unternehmensausgabe wurde erfolgreich in [INSTALLDIR] installiert.<|
 s|>Start bin/qlux-demo in that folder to try it.<|>Starten Sie bin/qlux-demo in diesem Ordner, um das Programm auszuprobieren.<|
+s|>Start bin\\qlux-demo.cmd in that folder to try it.<|>Starten Sie bin\\qlux-demo.cmd in diesem Ordner, um das Programm auszuprobieren.<|
 s|>The installation did not succeed and has been undone: the machine is as it was before.<|>Die Installation ist fehlgeschlagen und wurde rückgängig gemacht: Der Rechner ist wieder im vorherigen Zustand.<|
 s|>The installation did not succeed. What was installed has been kept as it is.<|>Die Installation ist fehlgeschlagen. Bereits installierte Dateien wurden beibehalten.<|
 s|>Remove Qlux Demo 1.2 from this machine.<|>Qlux Demo Unternehmensausgabe mit Fernwartung und zentraler Protokollverwaltungen entfernen.<|
