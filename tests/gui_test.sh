@@ -109,8 +109,6 @@ ocr() {
     convert "$sandbox/ocr.png" -resize 200% "$sandbox/ocr-large.png" &&
     tesseract "$sandbox/ocr-large.png" - 2>/dev/null
 }
-# apart TEXT A B: no line of TEXT holds both A and B.
-apart() { ! grep -F -- "$2" <<<"$1" | grep -qF -- "$3"; }
 # box_answer TITLE KEY: presses KEY in the message box TITLE; fails without one.
 box_answer() {
   local box

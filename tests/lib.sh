@@ -30,6 +30,8 @@ check() {  # check DESCRIPTION COMMAND...
 holds() { [[ "$1" == *"$2"* ]]; }
 # lacks TEXT PART: TEXT doesn't contain PART.
 lacks() { [[ "$1" != *"$2"* ]]; }
+# apart TEXT A B: no line of TEXT holds both A and B.
+apart() { ! grep -F -- "$2" <<<"$1" | grep -qF -- "$3"; }
 # win_lines FILE: the file's lines without their carriage returns.
 win_lines() { tr -d '\r' <"$1"; }
 

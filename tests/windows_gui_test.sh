@@ -398,6 +398,7 @@ if [ -n "$window" ]; then
   for word in $name; do
     check "german: \"$word\" stands whole on the first page" grep -qw -- "$word" <<<"$text"
   done
+  check "german: the name goes on a second line" apart "$text" Willkommen Protokollverwaltungen
   press_key "$window" Escape
   box_answer "Cancel confirmation" alt+y
   wait_end
