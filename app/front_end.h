@@ -5,7 +5,7 @@
 
 #include "app/options.h"
 #include "engine/installer.h"
-#include "frontends/console/installer_ui.h"
+#include "engine/installer_ui.h"
 
 InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall);
 // `input` is the console's source of answers: a configuration file's path,

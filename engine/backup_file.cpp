@@ -10,9 +10,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "engine/installer_ui.h"
 #include "foundation/console.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

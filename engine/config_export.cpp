@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/errors.h"
 #include "foundation/text.h"
 #include "foundation/xml.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

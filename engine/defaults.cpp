@@ -17,9 +17,9 @@
 #include <cstring>
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/errors.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

@@ -13,11 +13,11 @@
 #include <memory>
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "engine/running_apps.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

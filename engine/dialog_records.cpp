@@ -1,7 +1,7 @@
 // Record defaults: empty texts, unset colours, no alignment.
 #include "engine/dialog_records.h"
 
-#include "frontends/console/installer_ui.h"
+#include "engine/installer_ui.h"
 
 ELEMENTINFO::ELEMENTINFO()
     : type(0), x(0), y(0), w(0), h(0), hAlign(kAlignNone), vAlign(kAlignNone), background(kNoColour),

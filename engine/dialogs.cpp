@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 using QUtils::CharString;
 using QUtils::PList;

@@ -9,9 +9,9 @@
 
 #include "engine/action_texts.h"
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 using actiontext::Verb;
 

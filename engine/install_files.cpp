@@ -14,11 +14,11 @@
 
 #include "engine/backup_file.h"
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/errors.h"
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 #include "package/md5.h"
 
 namespace {

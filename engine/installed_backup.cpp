@@ -14,11 +14,11 @@
 
 #include "engine/backup_file.h"
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/console.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

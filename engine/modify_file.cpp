@@ -16,10 +16,10 @@
 
 #include "engine/action_texts.h"
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "foundation/text_lines.h"
-#include "frontends/console/installer_ui.h"
 
 using actiontext::Verb;
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

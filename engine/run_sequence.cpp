@@ -5,12 +5,12 @@
 #include <cstring>
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/errors.h"
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
 #include "foundation/stream.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 Installer::Installer()
     : installTypes(5), fileSets(5), fileNames(5), variables(100), guiInstall(0), suspendRecalculation(0),

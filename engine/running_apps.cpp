@@ -2,7 +2,7 @@
 #include "engine/running_apps.h"
 
 #include "engine/installer.h"
-#include "frontends/console/installer_ui.h"
+#include "engine/installer_ui.h"
 
 void RunningAppsCondition::add(const char* name, const char* directory) {
   Entry entry;

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "engine/memory_registry.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 // A console that keeps what it is given, without prefix: the whole text in
 // `all`, and each finished line in `lines`.

@@ -18,10 +18,10 @@
 
 #include "engine/backup_file.h"
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "platform/program_thread.h"
 
 #include "engine/installer.h"
+#include "engine/installer_ui.h"
 #include "foundation/text.h"
-#include "frontends/console/installer_ui.h"
 
 namespace {
 

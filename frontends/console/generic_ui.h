@@ -10,9 +10,9 @@
 #include <string>
 
 #include "engine/exchange.h"
+#include "engine/installer_ui.h"
 #include "foundation/charstring.h"
 #include "frontends/console/input_provider.h"
-#include "frontends/console/installer_ui.h"
 
 class GenericUI : public InstallerUI {
  public:

@@ -7,8 +7,6 @@
 #include <wx/settings.h>
 #include <wx/textctrl.h>
 
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <string>
 #include <vector>

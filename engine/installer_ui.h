@@ -2,8 +2,8 @@
 // (a window or a terminal) or to nobody (an unattended run). The engine
 // calls it; it calls back through InstallExchangeInfo. Every call comes on
 // the engine's one thread.
-#ifndef QLUX_FRONTENDS_CONSOLE_INSTALLER_UI_H_
-#define QLUX_FRONTENDS_CONSOLE_INSTALLER_UI_H_
+#ifndef QLUX_ENGINE_INSTALLER_UI_H_
+#define QLUX_ENGINE_INSTALLER_UI_H_
 
 // Kinds of showMessage.
 const int kMessageOkCancel = 0;
@@ -60,4 +60,4 @@ class InstallerUI {
   virtual void showHelp() = 0;
 };
 
-#endif  // QLUX_FRONTENDS_CONSOLE_INSTALLER_UI_H_
+#endif  // QLUX_ENGINE_INSTALLER_UI_H_
