@@ -131,8 +131,12 @@ bool Installer::setEnvironment(const char* name, const char* value, int mode, ch
     actiontext::report(this, ui, kAddTo, false, name);
     return false;
   }
+  // An empty variable is there all the same, and gets the separator;
+  // except where an empty list item means something (on Linux, the current
+  // directory): there it is taken as missing, and the value stands alone.
+  bool exists = length > 0 || (length == 0 && allowsEmptyListItems());
   std::string result;
-  if (length > 0) {
+  if (exists) {
     if (isPath && isPathInList(value, old.data())) return true;
     if (mode == kModeAppend) {
       result = std::string(old.data()) + separator + value;
@@ -159,8 +163,7 @@ bool Installer::setEnvironment(const char* name, const char* value, int mode, ch
     collapseRuns(&result, separator);
     QUtils::boundedFormat(out, outSize, "%s%c%s%c%s", kLogAddNew, kLogTab, name, kLogTab, value);
   } else {
-    // An empty variable takes the value alone: a list that opens with an
-    // empty item would mean the current directory on some systems.
+    // An empty list where an empty item would mean the current directory.
     result = value;
     QUtils::boundedFormat(out, outSize, "%s%c%s%c%s", kLogAdd, kLogTab, name, kLogTab, value);
   }

@@ -106,6 +106,17 @@ TEST(EnvironmentActionsTest, AppendAndInsertAreUndoneAndTheJoiningSeparatorStays
   EXPECT_TRUE(engine.undoEnvironment("ADDNEW\tNEWLIST\tq", &engine.ui));
   EXPECT_EQ(";r", engine.env("NEWLIST"));
 
+  // A variable that is there but empty gets the separator all the same.
+  engine.put("EMPTY", "");
+  EXPECT_TRUE(engine.set("EMPTY", "e", 2));
+  EXPECT_EQ(";e", engine.env("EMPTY"));
+  engine.put("EMPTY", "");
+  EXPECT_TRUE(engine.set("EMPTY", "f", 3));
+  EXPECT_EQ("ADD\tEMPTY\tf;", engine.form);
+  EXPECT_EQ("f;", engine.env("EMPTY"));
+  EXPECT_TRUE(engine.undoEnvironment("ADD\tEMPTY\tf;", &engine.ui));
+  EXPECT_EQ("", engine.env("EMPTY"));
+
   // A text that is gone already leaves the variable as it is.
   EXPECT_TRUE(engine.undoEnvironment("ADD\tLIST\tgone", &engine.ui));
   EXPECT_EQ("a;b;", engine.env("LIST"));
@@ -194,6 +205,11 @@ TEST(EnvironmentActionsTest, WithoutEmptyItemsTheSeparatorGoesWithTheItem) {
   EXPECT_EQ("/opt/first:/usr/bin:/bin", engine.env("PATH"));
   EXPECT_TRUE(engine.undoEnvironment("ADD\tPATH\t/opt/first:", &engine.ui));
   EXPECT_EQ("/usr/bin:/bin", engine.env("PATH"));
+  // An empty list takes the value alone: a leading or closing ':' would
+  // put the current directory on it.
+  engine.put("EMPTY", "");
+  EXPECT_TRUE(engine.set("EMPTY", "/opt/e", 2));
+  EXPECT_EQ("/opt/e", engine.env("EMPTY"));
 }
 
 TEST(EnvironmentActionsTest, IsPathFindsADirectoryByAnotherSpelling) {

@@ -35,6 +35,17 @@ std::string trimmed(const std::string& text, size_t begin, size_t end) {
   return text.substr(begin, end - begin);
 }
 
+// Whether a name in the file is `wanted` where the names must match
+// exactly: on Windows without regard to case, as the system's own INI
+// functions read them, so that a key the system finds is the one changed.
+bool sameName(const std::string& name, const char* wanted) {
+#ifdef _WIN32
+  return compareNoCase(name.c_str(), wanted) == 0;
+#else
+  return name == wanted;
+#endif
+}
+
 // What a line is; `name` gets the section's or the key's name, `value` (if
 // not null) a key's value.
 LineKind classify(const std::string& line, std::string* name, std::string* value) {
@@ -144,13 +155,13 @@ int readIniValue(const char* fileName, const char* section, const char* key, con
         continue;
       }
       if (inSection) break;  // only the first section of the name counts
-      inSection = key ? name == section : compareNoCase(name.c_str(), section) == 0;
+      inSection = key ? sameName(name, section) : compareNoCase(name.c_str(), section) == 0;
       continue;
     }
     if (kind != kKeyLine || !inSection) continue;
     if (!key) {
       appendName(out, size, &used, name);
-    } else if (name == key) {
+    } else if (sameName(name, key)) {
       copyText(out, value.c_str(), size);
       return static_cast<int>(std::strlen(out));
     }
@@ -178,6 +189,9 @@ int writeIniValue(const char* fileName, const char* section, const char* key, co
   std::string current;          // the last section line's name
   long sectionLine = -1, lastKey = -1, beforePosition = -1;
   std::string name;
+  // The key keeps the spelling it has in the file where it stands there
+  // under another case (Windows).
+  std::string spelling = key ? key : "";
 
   size_t i = 0;
   while (i < lines.size()) {
@@ -206,7 +220,8 @@ int writeIniValue(const char* fileName, const char* section, const char* key, co
       continue;
     }
 
-    bool sameKey = key && name == key;
+    bool sameKey = key && sameName(name, key);
+    if (sameKey) spelling = name;
     if (!key || (sameKey && (!value || beforeKey))) {
       // Removed: all keys of a removed section, the first line of a removed
       // key, every line of a key that is being moved.
@@ -216,7 +231,7 @@ int writeIniValue(const char* fileName, const char* section, const char* key, co
       continue;
     }
     if (sameKey) {
-      std::string replacement = std::string(key) + "=" + value;
+      std::string replacement = spelling + "=" + value;
       if (lines[i].text != replacement) {
         lines[i].text = replacement;
         changed = true;
@@ -224,7 +239,7 @@ int writeIniValue(const char* fileName, const char* section, const char* key, co
       written = true;
       break;
     }
-    if (beforeKey && beforePosition < 0 && name == beforeKey) beforePosition = static_cast<long>(i);
+    if (beforeKey && beforePosition < 0 && sameName(name, beforeKey)) beforePosition = static_cast<long>(i);
     lastKey = static_cast<long>(i);
     i++;
   }
@@ -233,14 +248,14 @@ int writeIniValue(const char* fileName, const char* section, const char* key, co
     long position;
     if (endedAtSection) {
       position = beforePosition >= 0 ? beforePosition : lastKey >= 0 ? lastKey + 1 : sectionLine + 1;
-    } else if (haveCurrent && current == section) {
+    } else if (haveCurrent && sameName(current, section)) {
       position = beforePosition >= 0 ? beforePosition : static_cast<long>(lines.size());
     } else {
       // The file ends in another section (or in one spelled otherwise).
       lines.push_back(IniLine{"[" + std::string(section) + "]", file.crlf});
       position = static_cast<long>(lines.size());
     }
-    lines.insert(lines.begin() + position, IniLine{std::string(key) + "=" + value, file.crlf});
+    lines.insert(lines.begin() + position, IniLine{spelling + "=" + value, file.crlf});
     changed = true;
   }
 

@@ -8,8 +8,11 @@
 // every line that isn't changed is written back as it was, in its place,
 // with its own line end (LF or CR LF) and a leading byte order mark kept.
 // A new line takes the line end of the file's first line, or the system's
-// own in a file that has none. Key names compare exactly; how section
-// names compare is told with each operation.
+// own in a file that has none. Key names compare exactly on POSIX, and on
+// Windows without regard to case, as the system's own INI functions compare
+// them; a key keeps the spelling it has in the file. How section names
+// compare is told with each operation ("exactly" is, on Windows, again
+// without regard to case).
 #ifndef QLUX_FOUNDATION_INI_H_
 #define QLUX_FOUNDATION_INI_H_
 

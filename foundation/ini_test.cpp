@@ -78,9 +78,15 @@ TEST_F(IniTest, ReadsValuesAndLists) {
   EXPECT_EQ("/opt/app", value("Paths", "home"));
   EXPECT_EQ("/var/app", value("Paths", "data"));
   EXPECT_EQ("elsewhere", value("Other", "home"));
-  // Values compare both names exactly; comments aren't keys.
+  // Values compare both names exactly (on Windows without case, as the
+  // system reads them); comments aren't keys.
+#ifdef _WIN32
+  EXPECT_EQ("/opt/app", value("paths", "home"));
+  EXPECT_EQ("/opt/app", value("Paths", "HOME"));
+#else
   EXPECT_EQ("<default>", value("paths", "home"));
   EXPECT_EQ("<default>", value("Paths", "HOME"));
+#endif
   EXPECT_EQ("<default>", value("Paths", "; a comment"));
   EXPECT_EQ("<default>", value("Missing", "home"));
 
@@ -127,6 +133,21 @@ TEST_F(IniTest, AddMovesTheKeyToTheEndOfItsSection) {
   EXPECT_EQ("[A]\nk=v\n; only a comment\n[B]\n", read());
 }
 
+// A key given in another case is the file's key where the system's reader
+// takes it for that (Windows): it is changed in place of a second line, and
+// keeps its spelling.
+TEST_F(IniTest, AKeyInAnotherCaseIsTheSameKeyWhereTheSystemSaysSo) {
+  write("[Paths]\nHome=/old\nother=1\n");
+  EXPECT_EQ(0, writeIniValue(file.c_str(), "Paths", "home", "/new", ""));
+#ifdef _WIN32
+  EXPECT_EQ("[Paths]\nother=1\nHome=/new\n", read());
+  EXPECT_EQ(0, writeIniValue(file.c_str(), "PATHS", "HOME", "/old", nullptr));
+  EXPECT_EQ("[Paths]\nother=1\nHome=/old\n", read());
+#else
+  EXPECT_EQ("[Paths]\nHome=/old\nother=1\nhome=/new\n", read());
+#endif
+}
+
 TEST_F(IniTest, NewKeysAtTheEndOfTheFile) {
   // In the file's last section the line goes to the very end.
   write("[A]\nx=1\n; trailing\n");
@@ -139,10 +160,15 @@ TEST_F(IniTest, NewKeysAtTheEndOfTheFile) {
   EXPECT_EQ(0, writeIniValue(file.c_str(), "New", "k", "v", nullptr));
   EXPECT_EQ("[A]\nw=0\nx=1\n; trailing\ny=2\n[New]\nk=v\n", read());
 
-  // The last section spelled otherwise gets a section line of its own.
+  // The last section spelled otherwise gets a section line of its own,
+  // except where the system's reader takes it for the same (Windows).
   write("[a]\nx=1\n");
   EXPECT_EQ(0, writeIniValue(file.c_str(), "A", "y", "2", "x"));
+#ifdef _WIN32
+  EXPECT_EQ("[a]\ny=2\nx=1\n", read());
+#else
   EXPECT_EQ("[a]\nx=1\n[A]\ny=2\n", read());
+#endif
   EXPECT_EQ("2", value("A", "y"));
 
   // A file that isn't there yet is made.
