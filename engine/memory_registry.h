@@ -140,11 +140,11 @@ class MemoryRegistry : public RegistryAccess {
     return result;
   }
 
-  // "HIVE\path" with '/' made '\', and no separator at either end.
+  // "HIVE\path", with no separator at either end. As in the registry, a
+  // '/' belongs to a key's name.
   static std::string spelled(const char* hive, const char* path) {
     std::string result = registryHiveName(hive);
     std::string rest = path ? path : "";
-    std::replace(rest.begin(), rest.end(), '/', '\\');
     while (!rest.empty() && rest.front() == '\\') rest.erase(0, 1);
     while (!rest.empty() && rest.back() == '\\') rest.pop_back();
     if (!rest.empty()) result += "\\" + rest;

@@ -42,18 +42,19 @@ const int kNameSize = 512;
 const int kKeySize = 1024;
 
 // The key of the entry of `name`, its levels separated by single '\' as the
-// registry primitives hand them on. A '\' (or '/') in the name names a key
-// further down. False for a name that has no level of its own, or a level
-// "." or "..", which would name the Uninstall key or one above it.
+// registry primitives hand them on. A '\' in the name names a key further
+// down, as in the registry; a '/' is part of the name ("Tools/Extra" is one
+// key). False for a name that has no level of its own, or a level "." or
+// "..", which would name the Uninstall key or one above it.
 bool entryKey(const char* name, char* out, int size) {
   if (!name) return false;
   QUtils::copyText(out, kUninstallKey, size);
   int levels = 0;
   const char* p = name;
   while (*p) {
-    while (QUtils::isSeparator(*p)) p++;
+    while (*p == '\\') p++;
     const char* start = p;
-    while (*p && !QUtils::isSeparator(*p)) p++;
+    while (*p && *p != '\\') p++;
     int length = static_cast<int>(p - start);
     if (length == 0) break;
     if ((length == 1 && start[0] == '.') || (length == 2 && start[0] == '.' && start[1] == '.')) return false;
@@ -65,6 +66,34 @@ bool entryKey(const char* name, char* out, int size) {
     levels++;
   }
   return levels > 0;
+}
+
+// Makes the entry's key with every missing level above it (a fresh store
+// may lack the Uninstall key itself); an existing key is kept. True if the
+// key is there.
+bool makeKey(RegistryAccess* registry, const char* key) {
+  if (registry->openKey(kHive, key, true, false) == 0) return true;
+  for (const char* p = key;; p++) {
+    if (*p && *p != '\\') continue;
+    std::string level(key, static_cast<size_t>(p - key));
+    // A level that can't be made shows in the check of the whole key.
+    registry->createKey(kHive, level.c_str(), nullptr);
+    if (!*p) break;
+  }
+  return registry->openKey(kHive, key, true, false) == 0;
+}
+
+// Values of the entry. Ignoring the results on purpose: a value that can't
+// be written leaves the rest of the entry standing.
+void writeText(RegistryAccess* registry, const char* key, const char* name, const char* text) {
+  registry->writeValue(kHive, key, name, kRegSz, reinterpret_cast<const unsigned char*>(text),
+                       static_cast<uint32_t>(std::strlen(text)));
+}
+
+void writeDword(RegistryAccess* registry, const char* key, const char* name, uint32_t value) {
+  const unsigned char bytes[4] = {static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8),
+                                  static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
+  registry->writeValue(kHive, key, name, kRegDword, bytes, 4);
 }
 
 // Paths in the uninstall command are written with the system's separator
@@ -189,10 +218,10 @@ bool Installer::registerApplication() {
   RegistryAccess* registry = getRegistry();
   char key[kKeySize];
   if (!registry || !entryKey(name, key, sizeof key)) return false;
-  // Makes the missing levels (a fresh store may lack the Uninstall key
-  // itself); an existing entry is kept and its values overwritten.
-  createRegistryKeys(kHive, key);
-  if (registry->openKey(kHive, key, true, false) != 0) return false;
+  // The key goes straight to the registry, not through the template's
+  // registry primitives: those read a '/' as a separator, and in the
+  // product's name it is none.
+  if (!makeKey(registry, key)) return false;
 
   char command[2 * kCommandSize + sizeof kQuietOptions];
   QUtils::boundedFormat(command, sizeof command, "\"%s\" %s", program, arguments);
@@ -209,28 +238,26 @@ bool Installer::registerApplication() {
   getPublisher(publisher, sizeof publisher);
 
   // Single values that can't be written don't undo the entry.
-  setRegistryValue(kHive, key, "REG_SZ", "DisplayIcon", icon, nullptr);
-  setRegistryValue(kHive, key, "REG_SZ", "DisplayName", name, nullptr);
-  setRegistryValue(kHive, key, "REG_SZ", "DisplayVersion", version, nullptr);
-  setRegistryValue(kHive, key, "REG_SZ", "HelpLink", website, nullptr);
-  setRegistryValue(kHive, key, "REG_SZ", "Publisher", publisher, nullptr);
-  setRegistryValue(kHive, key, "REG_SZ", "UninstallString", command, nullptr);
+  writeText(registry, key, "DisplayIcon", icon);
+  writeText(registry, key, "DisplayName", name);
+  writeText(registry, key, "DisplayVersion", version);
+  writeText(registry, key, "HelpLink", website);
+  writeText(registry, key, "Publisher", publisher);
+  writeText(registry, key, "UninstallString", command);
   QUtils::appendText(command, kQuietOptions, sizeof command);
-  setRegistryValue(kHive, key, "REG_SZ", "QuietUninstallString", command, nullptr);
-  setRegistryValue(kHive, key, "REG_DWORD", "NoModify", "1", nullptr);
-  setRegistryValue(kHive, key, "REG_DWORD", "NoRepair", "1", nullptr);
+  writeText(registry, key, "QuietUninstallString", command);
+  writeDword(registry, key, "NoModify", 1);
+  writeDword(registry, key, "NoRepair", 1);
 
   // Size and folder come from the files that the action log names; a log
   // that can't be read leaves both out rather than telling something wrong.
   char logFile[QUtils::kMaxPath];
   InstalledFiles files;
   if (getInstallLogFile(logFile, sizeof logFile) == 0 && readInstalledFiles(logFile, &files)) {
-    // Kilobytes, rounded up, as a DWORD (written in hexadecimal digits).
+    // Kilobytes, rounded up, as a DWORD.
     uint64_t kilobytes = (files.bytes + 1023) / 1024;
-    char size[32];
-    QUtils::boundedFormat(size, sizeof size, "%llx",
-                          static_cast<unsigned long long>(kilobytes > 0xFFFFFFFFull ? 0xFFFFFFFFull : kilobytes));
-    setRegistryValue(kHive, key, "REG_DWORD", "EstimatedSize", size, nullptr);
+    writeDword(registry, key, "EstimatedSize",
+               static_cast<uint32_t>(kilobytes > 0xFFFFFFFFull ? 0xFFFFFFFFull : kilobytes));
     char programFiles[QUtils::kMaxPath];
     if (readRegistryValue(kHive, kProgramFilesKey, "ProgramFilesDir", programFiles, sizeof programFiles, false) != 0)
       programFiles[0] = 0;
@@ -239,17 +266,18 @@ bool Installer::registerApplication() {
       // given in the system's own.
       for (char* p = files.folder; *p; p++)
         if (QUtils::isSeparator(*p)) *p = QUtils::kPathSeparator;
-      setRegistryValue(kHive, key, "REG_SZ", "InstallLocation", files.folder, nullptr);
+      writeText(registry, key, "InstallLocation", files.folder);
     }
   }
   return true;
 }
 
 bool Installer::unregisterApplication(const char* name) {
+  RegistryAccess* registry = getRegistry();
   char key[kKeySize];
-  if (!entryKey(name, key, sizeof key)) return false;
+  if (!registry || !entryKey(name, key, sizeof key)) return false;
   // Only the entry's own key: one that still has sub-keys stays.
-  return deleteRegistryKeys(kHive, key, 1) == 1;
+  return registry->deleteKey(kHive, key) == 0;
 }
 
 bool Installer::isApplicationRegistered(const char* name) {

@@ -216,6 +216,26 @@ TEST_F(RegistrationTest, UnregisterRemovesOnlyItsOwnEntry) {
   EXPECT_TRUE(engine.unregisterApplication("Suite"));
 }
 
+TEST_F(RegistrationTest, ASlashInTheProductNameIsPartOfOneKey) {
+  TestInstaller slashed;
+  std::string text = productTemplate();
+  slashed.loadTemplate(text.replace(text.find("Quill Editor"), 12, "Quill/Editor").c_str());
+  slashed.setVariable("ROOT", "C:\\Quill");
+  ASSERT_TRUE(slashed.registerApplication());
+  EXPECT_TRUE(slashed.isApplicationRegistered(nullptr));
+  EXPECT_FALSE(slashed.isApplicationRegistered("Quill"));
+  int type = 0;
+  std::string name;
+  EXPECT_TRUE(slashed.registry.value(kLM, (std::string(kEntries) + "Quill/Editor").c_str(), "DisplayName", &type,
+                                     &name));
+  EXPECT_EQ("Quill/Editor", name);
+  EXPECT_TRUE(slashed.unregisterApplication("Quill/Editor"));
+  // Nothing of the entry is left behind: no key "Quill" above it.
+  QUtils::Table<QUtils::CharString> names;
+  ASSERT_EQ(0, slashed.registry.listSubKeys(kLM, kEntries, &names));
+  EXPECT_EQ(0, names.getCount());
+}
+
 TEST_F(RegistrationTest, LogFileIsReadFromTheUninstallOption) {
   // No closing quote: all that stands behind the option.
   writeEntry("Open", "setup -uninstall=\"/var/log/open.log");

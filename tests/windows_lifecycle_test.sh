@@ -232,5 +232,23 @@ check "version 1's entry stays" test "$(entry)" = "$entry_before"
 check "the obstacle is left alone" test -d "$shared/data.txt"
 check "no backup of version 1 left behind" test "$(temp_backups)" = "$backups_before"
 
+# --- A product name with a '/' ----------------------------------------------------
+# The name is one key of the list of installed programs, and the uninstall
+# leaves no key of its first part behind.
+no_key() { ! runwine reg query "$1" >/dev/null 2>&1; }
+use_case "slash"
+first_part=$product
+product="$product/Part"
+sed -i "s|<Fullname>$first_part</Fullname>|<Fullname>$product</Fullname>|" "$case_dir/stage/v1/install.xml"
+"$pack" --stub "$setup" --template "$case_dir/stage/v1/install.xml" --source "$case_dir/stage/v1" \
+  -o "$case_dir/v1-setup.exe" >/dev/null
+run_installer v1 -auto
+check "a '/' name installs" holds "$out" "Automatic installation was successful!"
+check "its entry is one key" test "$(entry_value DisplayName)" = "$product"
+check "with no key of the name's first part" no_key "$uninstall_key\\$first_part"
+run_uninstaller
+check "the '/' entry is gone" unregistered
+check "and nothing of it is left" no_key "$uninstall_key\\$first_part"
+
 check_planted
 finish

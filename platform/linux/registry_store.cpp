@@ -46,12 +46,13 @@ CharString hiveDirectory(const char* hive) {
   return directory;
 }
 
-// The levels of a key path; both separators count, empty levels are none.
+// The levels of a key path, separated by '\'; empty levels are none. A '/'
+// belongs to a level's name, as in the registry.
 void splitLevels(const char* path, Table<CharString>* out) {
   out->clear();
   StringBuilder level;
   for (const char* p = path ? path : "";; p++) {
-    if (*p && !QUtils::isSeparator(*p)) {
+    if (*p && *p != '\\') {
       level.append(*p);
       continue;
     }
@@ -59,6 +60,35 @@ void splitLevels(const char* path, Table<CharString>* out) {
     level.clear();
     if (!*p) break;
   }
+}
+
+// A key's name as the name of its directory: a '/' can't stand in that, so
+// it is written "%2F", and a '%' "%25". Names of an older store, which
+// never hold those two sequences, read the same either way.
+CharString encodeLevel(const char* name) {
+  StringBuilder encoded;
+  for (const char* p = name; *p; p++) {
+    if (*p == '%') encoded.append("%25");
+    else if (*p == '/') encoded.append("%2F");
+    else encoded.append(*p);
+  }
+  return builderText(encoded);
+}
+
+CharString decodeLevel(const char* directoryName) {
+  StringBuilder decoded;
+  for (const char* p = directoryName; *p; p++) {
+    if (p[0] == '%' && p[1] == '2' && (p[2] == 'F' || p[2] == 'f')) {
+      decoded.append('/');
+      p += 2;
+    } else if (p[0] == '%' && p[1] == '2' && p[2] == '5') {
+      decoded.append('%');
+      p += 2;
+    } else {
+      decoded.append(*p);
+    }
+  }
+  return builderText(decoded);
 }
 
 // A directory of the store that stands for a key: a real directory, not a
@@ -90,7 +120,7 @@ bool listEntries(const char* directory, std::vector<CharString>* out) {
 // without regard to case.
 bool findLevel(const char* parent, const char* name, CharString* outDirectory) {
   if (isReservedName(name)) return false;
-  CharString exact = joinPath(parent, name);
+  CharString exact = joinPath(parent, encodeLevel(name).getText());
   if (isKeyDirectory(exact.getText())) {
     *outDirectory = exact;
     return true;
@@ -100,7 +130,7 @@ bool findLevel(const char* parent, const char* name, CharString* outDirectory) {
   const char* best = nullptr;
   for (const CharString& entry : entries) {
     const char* text = entry.getText();
-    if (QUtils::compareNoCase(text, name) != 0 || isReservedName(text)) continue;
+    if (QUtils::compareNoCase(decodeLevel(text).getText(), name) != 0 || isReservedName(text)) continue;
     if (!isKeyDirectory(joinPath(parent, text).getText())) continue;
     if (!best || std::strcmp(text, best) < 0) best = text;
   }
@@ -363,7 +393,7 @@ int RegistryStore::createKey(const char* hive, const char* path, int* outCreated
   if (result != 0) return result;
   CharString existing;
   if (findLevel(parent.getText(), name, &existing)) return 0;
-  CharString directory = joinPath(parent.getText(), name);
+  CharString directory = joinPath(parent.getText(), encodeLevel(name).getText());
   errno = 0;
   if (!QUtils::makeDirectory(directory.getText())) return systemError();
   if (outCreated) *outCreated = 1;
@@ -411,7 +441,8 @@ int RegistryStore::listSubKeys(const char* hive, const char* path, Table<CharStr
   std::vector<CharString> names;
   for (const CharString& entry : entries) {
     if (isReservedName(entry.getText())) continue;
-    if (isKeyDirectory(joinPath(directory.getText(), entry.getText()).getText())) names.push_back(entry);
+    if (isKeyDirectory(joinPath(directory.getText(), entry.getText()).getText()))
+      names.push_back(decodeLevel(entry.getText()));
   }
   std::sort(names.begin(), names.end(), [](const CharString& a, const CharString& b) {
     int order = QUtils::compareNoCase(a.getText(), b.getText());

@@ -1,8 +1,10 @@
 // RegistryStore: the registry on Linux, kept as files below
 // $QLUX_ROOT/var/lib/qlux/registry/<HIVE>/.
 //
-// Each key is a directory, whose name keeps the case the key was made
-// with; looking a key up ignores ASCII case. A key's values are the lines
+// Levels of a key path are separated by '\'; a '/' belongs to a key's name,
+// as in the registry. Each key is a directory, whose name keeps the case
+// the key was made with, a '/' in it written "%2F" and a '%' "%25";
+// looking a key up ignores ASCII case. A key's values are the lines
 // of the file ".values" in its directory, NAME TAB TYPE TAB DATA, with an
 // empty NAME for the default value. TYPE is REG_SZ, REG_EXPAND_SZ,
 // REG_DWORD or REG_BINARY; text data has '\', TAB, CR and LF written as

@@ -119,7 +119,7 @@ TEST_F(RegistryStoreTest, ValuesFileHasTheAgreedFormat) {
   EXPECT_FALSE(QUtils::fileExists((values + ".new").c_str()));
 
   EXPECT_EQ(0, writeText("SOFTWARE\\Vendor", "Path", "C:\\a\tb\r\nc\\t"));
-  EXPECT_EQ("1:C:\\a\tb\r\nc\\t", read("Software/VENDOR", "path"));
+  EXPECT_EQ("1:C:\\a\tb\r\nc\\t", read("Software\\VENDOR", "path"));
   EXPECT_EQ("1:default", read("SOFTWARE\\Vendor", ""));
   EXPECT_EQ("4:\xFF\xFF\xFF\xFF", read("SOFTWARE\\Vendor", "Count"));
   EXPECT_EQ(std::string("3:\0\xAB\x7F", 5), read("SOFTWARE\\Vendor", "Blob"));
@@ -180,6 +180,18 @@ TEST_F(RegistryStoreTest, KeysKeepTheirCaseAndListInOrderIgnoringCase) {
   EXPECT_EQ(0, names.getCount());
 }
 
+// Only '\' separates levels: a '/' and a '%' are part of a key's name, and
+// the directory stands for the whole name.
+TEST_F(RegistryStoreTest, ASlashBelongsToTheKeysName) {
+  EXPECT_EQ(0, make("Apps\\Tools/Extra 50%"));
+  EXPECT_TRUE(QUtils::isDirectory((hive("HKEY_LOCAL_MACHINE") + "/Apps/Tools%2FExtra 50%25").c_str()));
+  EXPECT_EQ(kRegNotFound, store.openKey(kLM, "Apps\\Tools", false, false));
+  EXPECT_EQ(0, store.openKey(kLM, "apps\\tools/extra 50%", false, false));
+  EXPECT_EQ("Tools/Extra 50%", subKeys("Apps"));
+  EXPECT_EQ(0, store.deleteKey(kLM, "Apps\\Tools/Extra 50%"));
+  EXPECT_EQ("", subKeys("Apps"));
+}
+
 TEST_F(RegistryStoreTest, DeletesOnlyKeysWithoutSubKeysOrStrayFiles) {
   ASSERT_EQ(0, make("App\\Sub"));
   ASSERT_EQ(0, make("App\\Other"));
@@ -210,7 +222,7 @@ TEST_F(RegistryStoreTest, DeletesOnlyKeysWithoutSubKeysOrStrayFiles) {
 
 TEST_F(RegistryStoreTest, ProgramFilesDirReadsAsTheProgramDirectoryUntilStored) {
   const char* key = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
-  EXPECT_EQ(0, store.openKey(kLM, "Software/Microsoft/Windows/CurrentVersion", false, false));
+  EXPECT_EQ(0, store.openKey(kLM, "Software\\Microsoft\\Windows\\CurrentVersion", false, false));
   EXPECT_EQ("1:" + root + "/opt", read("software\\microsoft\\windows\\currentversion", "programfilesdir"));
   EXPECT_EQ("error 2", read(key, "CommonFilesDir"));
   EXPECT_EQ(kRegNotFound, store.openKey(kLM, key, true, false));

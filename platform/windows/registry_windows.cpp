@@ -22,14 +22,9 @@ HKEY rootKey(const char* hive) {
   return HKEY_USERS;
 }
 
-// A key path as the Reg functions take it: '\' between levels.
-QUtils::CharString regPath(const char* path) {
-  QUtils::CharString result(path ? path : "");
-  result.makeUnique();
-  for (char* p = result.getBuffer(); *p; p++)
-    if (*p == '/') *p = '\\';
-  return result;
-}
+// A key path as the Reg functions take it: '\' between levels, as the
+// engine hands it on; a '/' belongs to a key's name.
+QUtils::CharString regPath(const char* path) { return QUtils::CharString(path ? path : ""); }
 
 // Opens a key; the caller closes it.
 LONG openRaw(const char* hive, const char* path, REGSAM access, HKEY* outKey) {

@@ -40,7 +40,10 @@ TEST_F(WindowsRegistryTest, WritesReadsListsAndDeletes) {
   EXPECT_EQ(0, created);
   EXPECT_EQ(kRegNotFound, registry.createKey(kCU, "Software\\QluxTest\\Missing\\Child", &created));
   ASSERT_EQ(0, registry.createKey(kCU, "Software\\QluxTest\\Beta", &created));
-  ASSERT_EQ(0, registry.createKey(kCU, "Software/QluxTest/Alpha", &created));
+  ASSERT_EQ(0, registry.createKey(kCU, "Software\\QluxTest\\Alpha", &created));
+  // Only '\' separates levels; a '/' is part of the key's name.
+  ASSERT_EQ(0, registry.createKey(kCU, "Software\\QluxTest\\Tools/Extra", &created));
+  EXPECT_EQ(1, created);
 
   const char* text = "Gr\xC3\xBC\xC3\x9F" "e";
   const unsigned char dword[4] = {0x78, 0x56, 0x34, 0x12};
@@ -68,9 +71,11 @@ TEST_F(WindowsRegistryTest, WritesReadsListsAndDeletes) {
 
   QUtils::Table<QUtils::CharString> names;
   EXPECT_EQ(0, registry.listSubKeys(kCU, kTest, &names));
-  ASSERT_EQ(2, names.getCount());
+  ASSERT_EQ(3, names.getCount());
   EXPECT_STREQ("Alpha", names[0].getText());
   EXPECT_STREQ("Beta", names[1].getText());
+  EXPECT_STREQ("Tools/Extra", names[2].getText());
+  EXPECT_EQ(0, registry.deleteKey(kCU, "Software\\QluxTest\\Tools/Extra"));
 
   EXPECT_NE(0, registry.deleteKey(kCU, kTest));
   EXPECT_EQ(0, registry.openKey(kCU, kTest, true, false));
