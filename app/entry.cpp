@@ -97,6 +97,7 @@ int qluxEntry(int argc, char** argv) {
 
   Installer* engine = createPlatformInstaller(options.debug, options.gui, options.ignoreErrors, options.configFile);
   engine->logConsole = &log;
+  engine->graphicalRequested = options.gui;
 
   int code = 0;
   if (!Host::hasAdminRights()) {

@@ -32,7 +32,7 @@ bool displayAvailable() {
 
 }  // namespace
 
-InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall) {
+InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall, const RunOptions& options) {
 #ifdef QLUX_WITH_GUI
   const char* reason = "There is no display: the wizard runs on the console";
   if (displayAvailable()) {
@@ -50,7 +50,7 @@ InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall) {
 #endif
   engine->log(reason);
   std::fprintf(stderr, "%s\n", reason);
-  ConsoleUI* ui = new ConsoleUI(isUninstall, 0, 0);
+  ConsoleUI* ui = new ConsoleUI(isUninstall, options.ignoreErrors, options.quiet);
   bool automatic = false;
   if (ui->initInput(isUninstall ? "uninstall" : "", &automatic) != 0) {
     delete ui;

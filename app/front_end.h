@@ -7,7 +7,9 @@
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
 
-InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall);
+// The window; without one, the person at the terminal is asked instead,
+// on a console that keeps the run's -quiet and -ignoreErrors.
+InstallerUI* createGraphicalFrontEnd(Installer* engine, int isUninstall, const RunOptions& options);
 // `input` is the console's source of answers: a configuration file's path,
 // "autoInstall", "autoUninstall" or empty for the person at the terminal.
 // *initResult gets the result of opening that source (0 for success).

@@ -45,7 +45,7 @@ int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileC
   int result = loadPackage(engine, options, log);
   InstallerUI* ui = nullptr;
   if (result == 0 && options.gui) {
-    ui = createGraphicalFrontEnd(engine, 0);
+    ui = createGraphicalFrontEnd(engine, 0, options);
     if (ui) {
       log->printf("Running installation");
       result = engine->runInstallation(ui, log);

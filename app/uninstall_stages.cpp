@@ -122,7 +122,7 @@ int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileCo
   if (!options.debug) engine->beginJournal(Journal::kUninstall).temporaries.push_back(options.uninstallFile);
   InstallerUI* ui = nullptr;
   if (result == 0 && options.gui) {
-    ui = createGraphicalFrontEnd(engine, 1);
+    ui = createGraphicalFrontEnd(engine, 1, options);
     if (ui) {
       log->printf("Running uninstallation");
       result = engine->runInstallation(ui, log);

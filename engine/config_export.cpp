@@ -30,11 +30,12 @@ int Installer::runPostInstall(InstallerUI* ui) {
     log("%s", e.getMessage());
   }
 
-  // A graphical run never exports, and neither does a run from a file.
+  // A graphical run never exports, even one that the console stood in for,
+  // and neither does a run from a file.
   char configFile[QUtils::kMaxPath];
   configFile[0] = 0;
   getConfigFile(configFile, sizeof configFile);
-  if (guiInstall || configFile[0]) return 0;
+  if (guiInstall || graphicalRequested || configFile[0]) return 0;
 
   char path[QUtils::kMaxPath];
   bool placed = getInstallerDir(path, sizeof path) == 0 && path[0];

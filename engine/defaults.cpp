@@ -43,9 +43,9 @@ DataType typeByPrefix(const char* text) {
   return kTypeNone;
 }
 
-// A flag attribute (UseOld, Recalculate): absent, empty or starting with '0'
-// is off, any other first character on.
-bool isFlagSet(const char* text) { return text && text[0] && text[0] != '0'; }
+// A flag attribute (UseOld, Recalculate): off when absent or starting with
+// '0'; any other value is on, the empty one too.
+bool isFlagSet(const char* text) { return text && text[0] != '0'; }
 
 // The text of an element as the entries use it: an element without text
 // reads as empty.
@@ -222,9 +222,8 @@ int Installer::checkPreviousInstallation() {
 void Installer::readPreviousInstallationValues() { loadLogVariables(nullptr); }
 
 int Installer::removeOlderInstallations(InstallerUI* ui) {
-  // The removal runs once: a second entry of the page would find the old
-  // log gone and fail.
-  if (olderInstallationsDone) return 0;
+  // The removal runs each time the wizard enters the page: a user who kept
+  // the older installation may go back and choose to remove it after all.
   olderInstallationsDone = 1;
 
   const char* control = getControlVariable(kCtlShouldUninstall);
@@ -252,9 +251,13 @@ int Installer::removeOlderInstallations(InstallerUI* ui) {
     // product's own entry is written anew by this installation.
     unregisterApplication(legacy);
   }
-  if (isApplicationRegistered(product)) {
+  // The product's entry stays until this installation registers itself, so
+  // an older installation removed on an earlier entry of the page is known
+  // by this run's list: its log is gone, and a second removal would fail.
+  if (isApplicationRegistered(product) && !olderInstallationRemoved) {
     int removed = uninstallApplication(ui, product);
     if (removed != 0) result = removed;
+    else olderInstallationRemoved = 1;
   }
   if (result != 0) setControlVariable(kCtlUninstallError, "1");
   return result;

@@ -51,6 +51,7 @@ class Engine : public TestInstaller {
   }
   bool unregisterApplication(const char* name) override {
     unregistered.push_back(name);
+    registered.erase(name);
     return true;
   }
   std::string defaultOf(const char* name) {
@@ -79,12 +80,14 @@ TEST(DefaultsTest, DeclarationComesFirstAndEntriesWorkInDocumentOrder) {
       entry("LATE", "DataType=\"value\"", "late") + entry("MADE", "UseOld=\"1\" DataType=\"value\"", "made") +
       entry("WIPED", "DataType=\"value\" Condition=\"0\"", "new") +
       entry("KEPT", "UseOld=\"1\" DataType=\"value\"", "template") +
+      entry("KEPT_TOO", "UseOld=\"\" DataType=\"value\"", "template") +
       "<value Name=\"LOWER\" DataType=\"VALUES\">ok</value><Other Name=\"OTHER\" DataType=\"value\">x</Other>" +
       entry("CUSTOMIZE", "DataType=\"value\" Condition=\"[GUI_INSTALL]==1\"", "0") +
       entry("CUSTOMIZE", "DataType=\"value\" Condition=\"[GUI_INSTALL]==0\"", "1"));
   // Values of a previous installation's log.
   engine.setVariable("WIPED", "old");
   engine.setVariable("KEPT", "old kept");
+  engine.setVariable("KEPT_TOO", "old kept too");
   EXPECT_EQ(0, engine.readDefValues(engine.document));
   // LATE was declared empty before EARLY was worked out; MADE, which keeps
   // old values, didn't exist yet, so ORPHAN was passed over.
@@ -94,6 +97,7 @@ TEST(DefaultsTest, DeclarationComesFirstAndEntriesWorkInDocumentOrder) {
   EXPECT_EQ("", engine.value("WIPED"));  // wiped though its entry didn't apply
   EXPECT_EQ("old kept", engine.value("KEPT"));
   EXPECT_EQ("template", engine.defaultOf("KEPT"));
+  EXPECT_EQ("old kept too", engine.value("KEPT_TOO"));  // only absent or "0..." replaces
   EXPECT_EQ("ok", engine.value("LOWER"));
   EXPECT_EQ("<unset>", engine.value("OTHER"));
   EXPECT_EQ("1", engine.value("CUSTOMIZE"));
@@ -108,7 +112,8 @@ TEST(DefaultsTest, RecalculateFollowsOnlyAValueNobodyChanged) {
       entry("ROOT", "UseOld=\"1\" DataType=\"value\"", "/template") + entry("ADDINS", follows, "$ROOT//addins") +
       entry("PLUGINS", follows, "$ROOT/plugins") + entry("TOOLS", follows, "$ROOT/tools") +
       entry("FIXED", "DataType=\"value\"", "$ROOT/fixed") + entry("BASE", "DataType=\"value\"", "/b") +
-      entry("FOLLOW", "Recalculate=\"1\" DataType=\"value\"", "$BASE/f") + entry("BASE", "DataType=\"value\"", "/c"));
+      entry("FOLLOW", "Recalculate=\"1\" DataType=\"value\"", "$BASE/f") + entry("BASE", "DataType=\"value\"", "/c") +
+      entry("EMPTY_FLAG", "Recalculate=\"\" DataType=\"value\"", "$ROOT/e"));
   engine.setVariable("ROOT", "/p");
   engine.setVariable("ADDINS", "/p/addins ");   // what the expression gives, but for the blank
   engine.setVariable("PLUGINS", "/elsewhere");  // the user chose another place
@@ -122,6 +127,7 @@ TEST(DefaultsTest, RecalculateFollowsOnlyAValueNobodyChanged) {
   EXPECT_EQ("/q/tools", engine.value("TOOLS"));
   EXPECT_EQ("/p/fixed", engine.value("FIXED"));
   EXPECT_EQ("/c/f", engine.value("FOLLOW"));
+  EXPECT_EQ("/q/e", engine.value("EMPTY_FLAG"));  // an empty Recalculate is on
 }
 
 TEST(DefaultsTest, ValuesComeFromTheRegistryOtherLogsAndRunningPrograms) {
@@ -198,7 +204,7 @@ TEST(DefaultsTest, AConfigurationFileReplacesTheTemplatesValues) {
   QUtils::deleteFile(log.c_str());
 }
 
-TEST(DefaultsTest, PreviousInstallationsAreFoundReadAndRemovedOnce) {
+TEST(DefaultsTest, PreviousInstallationsAreFoundReadAndRemoved) {
   Engine engine(entry("ROOT", "UseOld=\"1\" DataType=\"value\"", "/template"));
   engine.registered = {"Older Demo", "Demo"};
   EXPECT_EQ(0, engine.checkPreviousInstallation());
@@ -216,7 +222,16 @@ TEST(DefaultsTest, PreviousInstallationsAreFoundReadAndRemovedOnce) {
   EXPECT_EQ(0, engine.removeOlderInstallations(nullptr));
   EXPECT_TRUE(engine.uninstalled.empty());
   EXPECT_EQ(-1, engine.checkPreviousInstallation());
+  // Back on the page, the user chooses to remove it after all.
+  engine.setVariable("SHOULD_UNINSTALL", "1");
+  EXPECT_EQ(0, engine.removeOlderInstallations(nullptr));
+  EXPECT_EQ((std::vector<std::string>{"Older Demo", "Demo"}), engine.uninstalled);
+  // Entered once more, the page finds nothing left to remove: the product
+  // stays registered until this installation registers itself.
+  EXPECT_EQ(0, engine.removeOlderInstallations(nullptr));
+  EXPECT_EQ(2u, engine.uninstalled.size());
 
+  // A removal that failed is tried again on the next entry.
   Engine second("");
   second.registered = {"Older Demo", "Demo"};
   second.failing = {"Demo"};
@@ -225,8 +240,9 @@ TEST(DefaultsTest, PreviousInstallationsAreFoundReadAndRemovedOnce) {
   EXPECT_EQ((std::vector<std::string>{"Older Demo", "Demo"}), second.uninstalled);
   EXPECT_EQ((std::vector<std::string>{"Older Demo"}), second.unregistered);
   EXPECT_EQ("1", second.value("UNINSTALL_ERROR"));
+  second.failing.clear();
   EXPECT_EQ(0, second.removeOlderInstallations(nullptr));
-  EXPECT_EQ(2u, second.uninstalled.size());
+  EXPECT_EQ((std::vector<std::string>{"Older Demo", "Demo", "Demo"}), second.uninstalled);
 
   Engine nameless("", "");
   EXPECT_EQ(-1, nameless.checkPreviousInstallation());

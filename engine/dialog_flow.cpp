@@ -22,7 +22,8 @@
 namespace {
 
 // A frame: a dialog whose sub-dialogs are the pages. A HasSubDialogs dialog
-// that got no sub-dialogs (no TaskList) is walked as an ordinary page.
+// that got no sub-dialogs (no TaskList) is walked as an ordinary page,
+// except that a forward walk comes to rest on it (see nextDialog).
 bool isFrame(const DIALOGINFO* record) {
   return record && (record->flags & kDialogHasSubDialogs) && record->subDialogs.getCount() > 0;
 }
@@ -394,7 +395,10 @@ int Installer::nextDialog(InstallerUI* ui, int count) {
       if (!conditionHolds(this, record->condition)) continue;
       budget = count + enterDialog(dialog, ui);
       // A frame opens on its first sub-dialog, whatever that one's Condition.
-      if (isFrame(record)) budget += enterSubDialog(dialog, 0, ui);
+      // A frame without sub-dialogs has no first page to open, and the step
+      // that costs keeps its AutoNext from carrying the walk past it: the
+      // template's author sees where the pages went missing.
+      if (record->flags & kDialogHasSubDialogs) budget += enterSubDialog(dialog, 0, ui);
     }
 
     record = &dialogs[dialog];

@@ -262,6 +262,17 @@ TEST_F(DialogFlowTest, CancelAsksAndRunningOffTheEndFailsTheRun) {
   EXPECT_TRUE(log.has("ERROR: Bad dialog next shifting. Current dialog: 1, current subdialog: -1"));
 }
 
+TEST_F(DialogFlowTest, AFrameWithoutSubDialogsStopsTheWalkInSpiteOfAutoNext) {
+  start(R"(<Dialogs><Welcome/><Frame Special="HasSubDialogs;AutoNext"/><After/><Done Special="Finish"/></Dialogs>)");
+  EXPECT_EQ(0, engine.nextDialog(&ui(), 1));
+  expectAt(1, -1);
+  EXPECT_EQ(0, engine.failed);
+  // The next step leaves it as an ordinary page.
+  EXPECT_EQ(0, engine.nextDialog(&ui(), 1));
+  expectAt(2, -1);
+  EXPECT_EQ(0, engine.finished);
+}
+
 TEST_F(DialogFlowTest, WorkPagesSetFailedAndExceptionsStayInside) {
   start(R"(<Dialogs><Welcome/><Uninstall/><RegisterApplication/><PostInstall/>
              <UnregisterApplication Special="Finish"/></Dialogs>)");

@@ -58,8 +58,15 @@ int Installer::applyFirewallActions(QUtils::PConsole* console, InstallerUI* ui) 
       expandVariables(target, path, sizeof path);
       QUtils::cleanPath(path);
       bool added = addFirewallApplication(path, text);
-      QUtils::boundedFormat(message, sizeof message, "Firewall: %s exception for application: %s",
-                            added ? "Added" : "FAILED to add", path);
+      if (added && !firewallFiltersPrograms()) {
+        QUtils::boundedFormat(message, sizeof message,
+                              "Firewall: no exception needed for application: %s (the firewall doesn't filter by "
+                              "program)",
+                              path);
+      } else {
+        QUtils::boundedFormat(message, sizeof message, "Firewall: %s exception for application: %s",
+                              added ? "Added" : "FAILED to add", path);
+      }
       if (ui) ui->addFileLine(message, false);
       if (!added) {
         log("ERROR: %s", message);
@@ -83,8 +90,13 @@ int Installer::applyFirewallActions(QUtils::PConsole* console, InstallerUI* ui) 
           log("WARNING: (Firewall): Unrecognized protocol in the Protocol attribute");
       }
       bool added = addFirewallPort(port);
-      QUtils::boundedFormat(message, sizeof message, "Firewall: %s port %ld", added ? "Added" : "FAILED to add",
-                            static_cast<long>(port.port));
+      if (added && !firewallFiltersPorts()) {
+        QUtils::boundedFormat(message, sizeof message, "Firewall: port %ld needs no rule (no firewall is active)",
+                              static_cast<long>(port.port));
+      } else {
+        QUtils::boundedFormat(message, sizeof message, "Firewall: %s port %ld", added ? "Added" : "FAILED to add",
+                              static_cast<long>(port.port));
+      }
       if (ui) ui->addFileLine(message, false);
       if (!added) {
         log("ERROR: %s", message);
@@ -113,12 +125,14 @@ bool Installer::undoFirewall(const char* line, InstallerUI* ui) {
   char message[kLogLineSize + 64];
   if (isKind(kLogApp)) {
     removed = removeFirewallApplication(argument);
+    bool nothing = removed && !firewallFiltersPrograms();
     QUtils::boundedFormat(message, sizeof message, "%s application from firewall: %s",
-                          removed ? "Removed" : "FAILED to remove", argument);
+                          nothing ? "Nothing to remove for" : removed ? "Removed" : "FAILED to remove", argument);
   } else if (isKind(kLogPort)) {
     removed = removeFirewallPort(argument);
+    bool nothing = removed && !firewallFiltersPorts();
     QUtils::boundedFormat(message, sizeof message, "%s port from firewall: %s",
-                          removed ? "Removed" : "FAILED to remove", argument);
+                          nothing ? "Nothing to remove for" : removed ? "Removed" : "FAILED to remove", argument);
   } else {
     return true;
   }

@@ -104,14 +104,6 @@ TargetState lookAtTarget(const char* target, const unsigned char* digest) {
 
 // Makes the target anew and writes `data` whole. False if it couldn't be
 // made or the write fell short.
-// Whether an existing file opens for writing, without changing it.
-bool canOpenForWriting(const char* target) {
-  QUtils::PFileStream file;
-  if (file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeMustExist) != 0) return false;
-  file.close();
-  return true;
-}
-
 bool writeTarget(const char* target, const unsigned char* data, uint32_t size, bool* outCreated) {
   QUtils::PFileStream file;
   *outCreated = false;
@@ -251,19 +243,11 @@ void FileStage::installEntry(int index, int count) {
   // The digest was taken of the data as packed, so an expanded file is
   // always written anew.
   bool writing = !state.same || (entry.expandVarsInFile && size < kExpandLimit);
-  // A file already there that can't be opened for writing (a running
-  // program, a locked file) is asked to go first. If it stays, this run
-  // leaves it untouched and logs no line for it: an undo would otherwise
-  // delete a file that the run never changed.
-  if (writing && state.exists && !canOpenForWriting(target) &&
-      !engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs)) {
-    engine->log("ERROR: \"%s\" can't be written; it is left as it was", target);
-    report(replacing ? kOverwrite : kCreate, true, target, index);
-    return;
-  }
 
-  // The line comes before the write, so a file that fails half way is still
-  // removed by the uninstaller.
+  // The line comes before the write, and stands whether the write works or
+  // not: a file that fails half way, or an older version that couldn't be
+  // freed (a program still running), is still the product's, and the
+  // uninstaller and a revert remove it.
   engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
   pumpQuietly();
 
@@ -282,10 +266,13 @@ void FileStage::installEntry(int index, int count) {
 
   bool failed = false;
   if (writing) {
+    // A file already there that can't be opened for writing (a running
+    // program, a locked file) is asked to go first.
     bool created = false;
     bool ok = writeTarget(target, content, length, &created);
     if (!created && state.exists && engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
       ok = writeTarget(target, content, length, &created);
+    if (!created) engine->log("ERROR: \"%s\" can't be written", target);
     failed = !ok;
   }
   if (!failed) engine->onFileWritten(target, entry);
@@ -317,8 +304,10 @@ bool runLaterStages(Installer* engine, InstallerUI* ui) {
 }  // namespace
 
 int Installer::installFiles(InstallerUI* ui) {
+  // A template without an "Uninstall" page still removes what stands in
+  // the way; after that page it is the page's choice that counts.
   try {
-    removeOlderInstallations(ui);
+    if (!olderInstallationsDone) removeOlderInstallations(ui);
   } catch (const QUtils::GenericError& e) {
     log("%s", e.getMessage());
   }
@@ -342,13 +331,49 @@ int Installer::installFiles(InstallerUI* ui) {
     ui->setOverallProgress(100);
     ui->endProgress();
     ui->addFileLine(nullptr, true);
-    ui->setDestinationText(errors ? "There were errors during the installation." : "The installation was successful.");
   }
-
   actionLogWriter.close();
   backup.close();
 
-  if (errors && (!ui || ui->getIgnoreErrors() == 0)) {
+  // The log is placed before the result is told: without it the product
+  // could never be uninstalled, so a log that can't be placed fails the
+  // run, ignoreErrors or not, and the template's revert undoes it. The
+  // journal's stage kPlacing tells a later run that the installation
+  // stands once the temporary log is gone; the backup's copy is then all
+  // that is left to finish. A log that couldn't be placed keeps the journal
+  // at kWorking, with the temporary log and backup, for the revert.
+  saveJournal(Journal::kPlacing);
+  bool logPlaced = placeActionLog(tempLog) == 0;
+  bool keptForRevert = false;
+  if (!logPlaced) {
+    errors++;
+    char logPath[QUtils::kMaxPath];
+    if (getInstallLogFile(logPath, sizeof logPath) != 0) logPath[0] = 0;
+    char message[QUtils::kMaxPath + 128];
+    QUtils::boundedFormat(message, sizeof message,
+                          "FAILED to write the action log %s: without it the product could not be uninstalled",
+                          logPath);
+    addError(message);
+    keptForRevert = !journal.file.empty() && QUtils::fileExists(tempLog);
+    if (keptForRevert) saveJournal(Journal::kWorking);
+  }
+  if (!keptForRevert) {
+    char backupPath[QUtils::kMaxPath];
+    if (getInstallBackupFile(backupPath, sizeof backupPath) != 0 || !backupPath[0]) {
+      log("WARNING: The template names no backup file; the backup is not kept");
+    } else if (!copyFile(tempBackup, backupPath)) {
+      log("ERROR: Could not copy the backup file to \"%s\"", backupPath);
+      errors++;
+    }
+    saveJournal(Journal::kDone);
+    QUtils::deleteFile(tempBackup);
+  }
+
+  if (ui) {
+    ui->setDestinationText(errors ? "There were errors during the installation."
+                                  : "The installation was successful.");
+  }
+  if (errors && (!ui || ui->getIgnoreErrors() == 0 || !logPlaced)) {
     log("WARNING: An error ocurred during installation");
     setControlVariable(kCtlInstallError, "1");
     if (ui) {
@@ -358,28 +383,6 @@ int Installer::installFiles(InstallerUI* ui) {
       ui->addFileLine(nullptr, true);
     }
   }
-
-  // The journal's stage kPlacing tells a later run that the installation
-  // stands once the temporary log is gone; the backup's copy is then all
-  // that is left to finish. A log that couldn't be placed keeps the journal
-  // at kWorking, with the temporary log and backup, for the revert.
-  saveJournal(Journal::kPlacing);
-  if (placeActionLog(tempLog) != 0) {
-    errors++;
-    if (!journal.file.empty() && QUtils::fileExists(tempLog)) {
-      saveJournal(Journal::kWorking);
-      return -1;
-    }
-  }
-  char backupPath[QUtils::kMaxPath];
-  if (getInstallBackupFile(backupPath, sizeof backupPath) != 0 || !backupPath[0]) {
-    log("WARNING: The template names no backup file; the backup is not kept");
-  } else if (!copyFile(tempBackup, backupPath)) {
-    log("ERROR: Could not copy the backup file to \"%s\"", backupPath);
-    errors++;
-  }
-  saveJournal(Journal::kDone);
-  QUtils::deleteFile(tempBackup);
   return errors ? -1 : 0;
 }
 

@@ -228,14 +228,16 @@ class Installer : public InstallExchangeInfo {
   void uninstallWildcards(InstallerUI* ui);
   // Removes `count` levels of `directory`, deepest first, each only if it is
   // empty; a path that ends in a separator starts at the level it closes.
-  // Never climbs to a root. A level that holds what the installation didn't
+  // Never climbs to a root. Each removal takes the parents that it leaves
+  // empty along, whoever made them, but never `ceiling` (may be null) or
+  // what lies above it. A level that holds what the installation didn't
   // make stays and is reported to `ui` as kept ("kept: N files that the
   // installation did not make, in FOLDER"), once: `kept` (may be null)
   // gathers the folders reported, over calls. 1 if a level couldn't be
   // removed for another reason, else 0.
   static int removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
                                    QUtils::Table<QUtils::CharString>* errorList,
-                                   QUtils::Table<QUtils::CharString>* kept = nullptr);
+                                   QUtils::Table<QUtils::CharString>* kept = nullptr, const char* ceiling = nullptr);
 
   // ---- File installation (install_files.cpp) ----
   // installFiles (declared with the work that pages start) writes every file
@@ -244,8 +246,9 @@ class Installer : public InstallExchangeInfo {
   // Frees and deletes a file that can't be replaced, taking it for a
   // running program: one whose path holds ".exe" is ended if it runs, and
   // waited for up to `timeoutMs` while `ui` (may be null) pumps events.
-  // True if the file is gone.
-  bool deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs);
+  // True if the file is gone. A system whose running programs don't hold
+  // their files' names can free the name without ending the program.
+  virtual bool deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs);
 
   // ---- Backup of installed files (installed_backup.cpp) ----
   // Saves every file and shortcut that the action log at `logPath` names
@@ -472,6 +475,12 @@ class Installer : public InstallExchangeInfo {
   virtual bool removeFirewallApplication(const char* path);
   virtual bool addFirewallPort(const FirewallPort& port);
   virtual bool removeFirewallPort(const char* text);
+  // Whether the system's firewall filters by program, and whether a
+  // firewall filters ports at all now. Where one doesn't, the operations
+  // above succeed without a change (the platform logs why), and the user is
+  // told that no rule was needed.
+  virtual bool firewallFiltersPrograms() { return true; }
+  virtual bool firewallFiltersPorts() { return true; }
   // The end of every createShortcut: the log form on success, the work line
   // to `ui` (may be null) and a failure to errorList. Gives `made`.
   bool reportShortcut(bool made, const char* linkPath, char* out, int outSize, InstallerUI* ui);
@@ -591,6 +600,10 @@ class Installer : public InstallExchangeInfo {
   QUtils::PList<VARIABLE> variables;
   char controlVariables[kControlVariableCount][200];
   int guiInstall;
+  // Whether the user asked for the window (-gui not 0): such a run exports
+  // no configuration, also when it fell back to the console for want of a
+  // display. Set by whoever makes the engine for a run.
+  int graphicalRequested = 0;
   int suspendRecalculation;
   char installerDir[1560];
   QUtils::Table<DIALOGINFO> dialogs;
@@ -608,7 +621,8 @@ class Installer : public InstallExchangeInfo {
   int finished;
   int failed;
   int previousInstallationFound;
-  int olderInstallationsDone;
+  int olderInstallationsDone;  // the "Uninstall" work ran at least once
+  int olderInstallationRemoved = 0;  // and removed this product's older installation
   int postInstallDone;
   int preUninstallDone;
   int uninstallPrepared;

@@ -73,7 +73,9 @@ int Installer::getInstallerDir(char* buffer, int size) {
     QUtils::copyText(buffer, installerDir, size);
     return 0;
   }
-  if (!QUtils::getModuleDirectory(buffer, size)) {
+  // The folder the user started the program from: through a link to the
+  // installer, the link's folder, where config.xml belongs too.
+  if (!QUtils::getLaunchDirectory(buffer, size)) {
     if (size > 0) buffer[0] = 0;
     return 1;
   }

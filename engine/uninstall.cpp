@@ -30,6 +30,8 @@ const int kFlushEvery = 32;
 // A key path of a REGKEY line, and its place name.
 const int kKeyPathSize = 512;
 const int kPlaceSize = 64;
+// The key whose value ProgramFilesDir names the program files directory.
+const char kCurrentVersionKey[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
 // Header line 1 of the log, the template copy's path, as the uninstaller
 // reads it.
 const int kTemplatePathSize = 512;
@@ -191,12 +193,14 @@ bool reportKeptFolder(const char* path, InstallerUI* ui, QUtils::Table<QUtils::C
   return true;
 }
 
-// Removes one directory if it is empty. A missing directory counts as
-// removed; a symbolic link in its place is left alone and counts as failed.
-// A directory that holds what the installation didn't make stays, and is
-// reported as kept; that is no failure.
+// Removes one directory if it is empty, with the parents that it leaves
+// empty, whoever made them, up to `ceiling` (may be null). A missing
+// directory counts as removed; a symbolic link in its place is left alone
+// and counts as failed. A directory that holds what the installation didn't
+// make stays, and is reported as kept; that is no failure.
 bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI* ui,
-                        QUtils::Table<QUtils::CharString>* errorList, QUtils::Table<QUtils::CharString>* kept) {
+                        QUtils::Table<QUtils::CharString>* errorList, QUtils::Table<QUtils::CharString>* kept,
+                        const char* ceiling) {
   bool ok;
   if (!isDeletablePath(path)) {
     ok = false;
@@ -205,7 +209,7 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
   } else if (QUtils::isLink(path) || !QUtils::isDirectory(path)) {
     ok = false;
   } else {
-    ok = QUtils::removeDirectory(path) == 0 || !QUtils::fileExists(path);
+    ok = QUtils::removeEmptyParents(path, ceiling) > 0 || !QUtils::fileExists(path);
     if (!ok && reportKeptFolder(path, ui, kept)) {
       if (console) console->printf("Dir: %s (kept)", path);
       return true;
@@ -230,7 +234,7 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
 
 int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
                                      QUtils::Table<QUtils::CharString>* errorList,
-                                     QUtils::Table<QUtils::CharString>* kept) {
+                                     QUtils::Table<QUtils::CharString>* kept, const char* ceiling) {
   if (!directory || !directory[0] || count < 1) return 0;
   char path[QUtils::kMaxPath];
   QUtils::copyText(path, directory, sizeof path);
@@ -238,7 +242,7 @@ int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::P
   int failed = 0;
   // A path without a closing separator names its deepest level itself.
   if (!QUtils::isSeparator(path[length - 1])) {
-    if (!removeOneDirectory(path, console, ui, errorList, kept)) failed = 1;
+    if (!removeOneDirectory(path, console, ui, errorList, kept, ceiling)) failed = 1;
     count--;
   }
   // Each separator met going up closes one more level.
@@ -250,7 +254,7 @@ int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::P
     // The start of the path: nothing above it is the installation's.
     if (!isDeletablePath(path)) break;
     count--;
-    if (!removeOneDirectory(path, console, ui, errorList, kept)) failed = 1;
+    if (!removeOneDirectory(path, console, ui, errorList, kept, ceiling)) failed = 1;
   }
   return failed;
 }
@@ -568,11 +572,16 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   removeNewIniFiles(ui);
   uninstallWildcards(ui);
 
-  // Directories last, the deepest of each line first.
+  // Directories last, the deepest of each line first. The program files
+  // directory stays, however empty the last product leaves it.
+  char programFiles[QUtils::kMaxPath];
+  if (readRegistryValue("HKEY_LOCAL_MACHINE", kCurrentVersionKey, "ProgramFilesDir", programFiles,
+                        sizeof programFiles, false) != 0)
+    programFiles[0] = 0;
   QUtils::Table<QUtils::CharString> keptFolders;
   for (int d = directories.getCount() - 1; d >= 0; d--, i++) {
     if (removeDirectoryLevels(directories[d].path, directories[d].count, &nullConsole, ui, errorList,
-                              &keptFolders) != 0)
+                              &keptFolders, programFiles[0] ? programFiles : nullptr) != 0)
       run.errors = true;
     setProgress(ui, i, total);
     if (ui && (directories.getCount() - d) % kFlushEvery == 0) ui->addFileLine(nullptr, true);

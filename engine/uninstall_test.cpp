@@ -187,12 +187,19 @@ TEST_F(UninstallTest, InitFromActionLogFailsWithoutItsTemplateCopy) {
 TEST_F(UninstallTest, DirectoryLevelsGoDeepestFirstAndNeverPastTheGivenLevels) {
   ASSERT_EQ(0, QUtils::createPath((root + "/a/b/c/").c_str(), nullptr));
   writeFile(root + "/keep.txt", "x");
-  // Two levels of three; a second removal of the same directory finds
-  // nothing and succeeds.
+  // Two levels of three, and the parent they leave empty with them, though
+  // the installation didn't make it; a second removal of the same
+  // directory finds nothing and succeeds.
   EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/c/").c_str(), 2, nullptr, nullptr, nullptr));
+  EXPECT_FALSE(exists(root + "/a"));
+  EXPECT_TRUE(exists(root + "/keep.txt"));
+  EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/c/").c_str(), 2, nullptr, nullptr, nullptr));
+  // A directory that must stay ends the walk below it.
+  ASSERT_EQ(0, QUtils::createPath((root + "/a/b/c/").c_str(), nullptr));
+  EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/c/").c_str(), 1, nullptr, nullptr, nullptr, nullptr,
+                                                (root + "/a").c_str()));
   EXPECT_FALSE(exists(root + "/a/b"));
   EXPECT_TRUE(exists(root + "/a"));
-  EXPECT_EQ(0, Installer::removeDirectoryLevels((root + "/a/b/c/").c_str(), 2, nullptr, nullptr, nullptr));
   // A level that isn't empty stays and is reported as kept, once, with
   // what it holds that no level below it reported; that is no failure.
   ASSERT_EQ(0, QUtils::createPath((root + "/a/b/mine/").c_str(), nullptr));

@@ -73,7 +73,7 @@ int Installer::getVariable(const char* name, char* buffer, int size) {
   }
   if (QUtils::compareNoCase(name, "INSTALLER_DIR") == 0) {
     char directory[QUtils::kMaxPath];
-    if (!QUtils::getModuleDirectory(directory, sizeof directory)) directory[0] = 0;
+    if (getInstallerDir(directory, sizeof directory) != 0) directory[0] = 0;
     QUtils::copyText(buffer, directory, size);
     return -2;
   }

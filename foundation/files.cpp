@@ -245,13 +245,20 @@ int deleteMatching(const char* directory, const char* pattern, bool removeIfEmpt
   return handled;
 }
 
-int removeEmptyParents(const char* path) {
+int removeEmptyParents(const char* path, const char* keep) {
   if (!path) return 0;
   char current[kMaxPath];
   copyText(current, path, sizeof current);
   useSystemSeparators(current);
   stripTrailingSeparators(current, sizeof current);
   if (!current[0]) return 0;
+  char kept[kMaxPath];
+  kept[0] = 0;
+  if (keep) {
+    copyText(kept, keep, sizeof kept);
+    useSystemSeparators(kept);
+    stripTrailingSeparators(kept, sizeof kept);
+  }
 
   // Walk up while each level holds nothing but the level below it.
   char top[kMaxPath];
@@ -260,6 +267,11 @@ int removeEmptyParents(const char* path) {
   int levels = 0;
   for (;;) {
     const char* below = haveChild ? child : nullptr;
+#ifdef _WIN32
+    if (kept[0] && compareNoCase(current, kept) == 0) break;
+#else
+    if (kept[0] && std::strcmp(current, kept) == 0) break;
+#endif
     if (!isBareDirectory(current, below) || !searchFindsOnly(current, below)) break;
     levels++;
     copyText(top, current, sizeof top);

@@ -84,12 +84,14 @@ bool deleteTree(const char* path);
 int deleteMatching(const char* directory, const char* pattern, bool removeIfEmpty);
 // Removes the directory `path` if it is bare, and each parent that it leaves
 // bare, all as one tree at the end. Gives the number of levels removed, or
-// 0 if nothing was removed. The walk never looks at a root ("C:", "/").
+// 0 if nothing was removed. The walk never looks at a root ("C:", "/"), and
+// stops below `keep` (may be null), a directory that must stay even when
+// it is bare, so that nothing above it is reached either.
 // A level counts only if isBareDirectory and a wildcard search of it agree
 // that it holds nothing else: this walk goes upwards out of any directory
 // it was given, so a fault in one of them must not be enough to remove a
 // tree that is in use.
-int removeEmptyParents(const char* path);
+int removeEmptyParents(const char* path, const char* keep = nullptr);
 
 // True if `name` matches the wildcard `pattern` (case-sensitively). The
 // matching rule of the POSIX wildcard search.
@@ -136,6 +138,20 @@ class FileList {
 // The executable's full path; its directory with the last separator.
 bool getModulePath(char* out, int size);
 bool getModuleDirectory(char* out, int size);
+// The folder the user started the program from, with its last separator.
+// Windows: the module's folder, which is where the started path leads.
+// POSIX: the folder of the name that setProgramPath was given (argv[0]),
+// made absolute against the working directory, or found on $PATH when the
+// name has no '/'; so a symbolic link to the program gives the link's
+// folder, not the program file's. getModuleDirectory when the name can't
+// be placed.
+bool getLaunchDirectory(char* out, int size);
+#ifndef _WIN32
+// The full path of an executable file named `name` in a folder of $PATH,
+// the first in the list's order. An empty entry of the list (the working
+// directory) is never searched. False if there is none, or it doesn't fit.
+bool findOnPath(const char* name, char* out, int size);
+#endif
 // The system's directory for temporary files without separators at its
 // end: POSIX $TMPDIR, else "/tmp"; Windows GetTempPathW, else "C:".
 bool getTempDirectory(char* out, int size);

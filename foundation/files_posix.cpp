@@ -11,6 +11,8 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "foundation/files.h"
 #include "foundation/text.h"
@@ -236,6 +238,77 @@ bool getModulePath(char* out, int size) {
   }
   out[length] = 0;
   return true;
+}
+
+namespace {
+
+// `path` as a folder of the program with its last '/', with "." levels
+// dropped and each ".." taking the level before it (the working directory
+// that a relative name starts from has no links in it, so that is the
+// folder the name leads to). False if it doesn't fit.
+bool folderOf(const std::string& path, char* out, int size) {
+  std::vector<std::string> levels;
+  size_t start = 0;
+  while (start < path.size()) {
+    size_t end = path.find('/', start);
+    if (end == std::string::npos) end = path.size();
+    std::string level = path.substr(start, end - start);
+    if (level == "..") {
+      if (!levels.empty()) levels.pop_back();
+    } else if (!level.empty() && level != ".") {
+      levels.push_back(level);
+    }
+    start = end + 1;
+  }
+  if (!levels.empty()) levels.pop_back();  // the program's own name
+  std::string folder = "/";
+  for (const std::string& level : levels) folder += level + "/";
+  if (static_cast<int>(folder.size()) >= size) return false;
+  copyText(out, folder.c_str(), size);
+  return true;
+}
+
+}  // namespace
+
+bool findOnPath(const char* name, char* out, int size) {
+  const char* list = std::getenv("PATH");
+  if (!name || !*name || !list || !out || size < 1) return false;
+  for (const char* p = list;;) {
+    const char* end = std::strchr(p, ':');
+    std::string folder(p, end ? static_cast<size_t>(end - p) : std::strlen(p));
+    if (!folder.empty()) {
+      std::string candidate = folder + "/" + name;
+      struct stat status;
+      if (stat(candidate.c_str(), &status) == 0 && S_ISREG(status.st_mode) && access(candidate.c_str(), X_OK) == 0 &&
+          static_cast<int>(candidate.size()) < size) {
+        copyText(out, candidate.c_str(), size);
+        return true;
+      }
+    }
+    if (!end) return false;
+    p = end + 1;
+  }
+}
+
+bool getLaunchDirectory(char* out, int size) {
+  if (!out || size < 2) return false;
+  const char* started = getProgramPath();
+  std::string path;
+  if (std::strchr(started, '/')) {
+    path = started;
+  } else if (started[0]) {
+    char found[kMaxPath];
+    if (findOnPath(started, found, sizeof found)) path = found;
+  }
+  if (!path.empty() && path[0] != '/') {
+    // No part of the program changes its working directory, so it is still
+    // the one the name was given in.
+    char here[PATH_MAX];
+    if (!getcwd(here, sizeof here)) path.clear();
+    else path = std::string(here) + "/" + path;
+  }
+  if (!path.empty() && folderOf(path, out, size)) return true;
+  return getModuleDirectory(out, size);
 }
 
 bool getTempDirectory(char* out, int size) {

@@ -297,6 +297,14 @@ TEST_F(FilesTest, RemoveEmptyParentsStopsAtTheFirstLevelInUse) {
   EXPECT_FALSE(exists("s/t"));
   EXPECT_TRUE(exists("s/v"));
 
+  // A directory that must stay ends the walk below it, bare as it is.
+  makeDirectories("k/l/m");
+  EXPECT_EQ(2, removeEmptyParents(path("k/l/m").c_str(), (path("k") + kPathSeparator).c_str()));
+  EXPECT_TRUE(exists("k"));
+  EXPECT_FALSE(exists("k/l"));
+  EXPECT_EQ(0, removeEmptyParents(path("k").c_str(), path("k").c_str()));
+  EXPECT_TRUE(exists("k"));
+
   // A file in the directory itself: nothing happens.
   makeDirectories("f/g");
   makeFile("f/g/file");

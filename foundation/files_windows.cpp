@@ -181,6 +181,11 @@ bool getModulePath(char* out, int size) {
   return fits;
 }
 
+bool getLaunchDirectory(char* out, int size) {
+  // The module's path is the path that was started, links included.
+  return getModuleDirectory(out, size);
+}
+
 bool getTempDirectory(char* out, int size) {
   if (!out || size < 1) return false;
   WideChar path[MAX_PATH + 2];

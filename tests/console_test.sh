@@ -155,4 +155,34 @@ for name in missing.xml junk.xml other.xml; do
 done
 cd "$sandbox"
 
+# --- A graphical run without a display ---------------------------------------------
+# The console stands in for the window and keeps -quiet; a graphical run
+# exports no configuration.
+make_installer "nodisplay"
+out=$(printf '\n\n\n\n\n\nyes\n' | env -u DISPLAY -u WAYLAND_DISPLAY "$installer" -quiet=1 2>/dev/null); code=$?
+check "no display: exits 0, got $code" test "$code" -eq 0
+check "no display: quiet, no banner or page text" \
+  test -z "$(grep -F -e "Halvo Works installer" -e "Welcome to the Wizard Product setup." <<<"$out")"
+check "no display: no config.xml" test ! -e "$dir/config.xml"
+
+# --- Started through a link --------------------------------------------------------
+# INSTALLER_DIR and config.xml are where the user started the program: the
+# link's folder, whether named by path, relative to the working directory,
+# or found on PATH.
+make_installer "link"
+mkdir -p "$dir/elsewhere" "$dir/other"
+ln -s "$installer" "$dir/elsewhere/setup-link"
+"$dir/elsewhere/setup-link" -auto </dev/null >/dev/null
+check "link: config.xml in the link's folder" test -f "$dir/elsewhere/config.xml"
+check "link: INSTALLER_DIR is the link's folder" grep -qF ">$dir/elsewhere/Wizard Product<" "$dir/elsewhere/config.xml"
+check "link: nothing beside the program itself" test ! -e "$dir/config.xml"
+rm -f "$dir/elsewhere/config.xml"
+(cd "$dir/elsewhere" && ./setup-link -auto </dev/null >/dev/null)
+check "link: a relative name gives the same folder" grep -qF ">$dir/elsewhere/Wizard Product<" \
+  "$dir/elsewhere/config.xml"
+rm -f "$dir/elsewhere/config.xml"
+(cd "$dir/other" && PATH="$dir/elsewhere:$PATH" setup-link -auto </dev/null >/dev/null)
+check "link: found on PATH, the same folder" grep -qF ">$dir/elsewhere/Wizard Product<" \
+  "$dir/elsewhere/config.xml"
+
 finish

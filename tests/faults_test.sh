@@ -32,7 +32,7 @@ trap 'release; cd / && rm -rf "$sandbox"' EXIT
 # (version 1 that also saves a readme.txt it replaces) and "big" (version 2
 # with a large file more, which a nearly full disk can't take).
 mkdir -p "$sandbox/installers"
-for version in v1 keep big; do
+for version in v1 v2 keep big; do
   case $version in keep) from=v1 ;; big) from=v2 ;; *) from=$version ;; esac
   stage="$sandbox/stage/$version"
   mkdir -p "$stage"
@@ -145,21 +145,39 @@ if pin "$root/readme.txt" "$root/etc/settings.conf" "$root/etc"; then
 fi
 release
 
-# The user's own program runs where the product puts bin/tool.sh: it can't
-# be written while it runs (as root too), though it could be deleted.
-# Afterwards the machine is as before, the program included.
+# A program runs where the product puts bin/tool.sh: its file can't be
+# written while it runs (as root too), but its name can be freed. The
+# product's file takes the name, the running program goes on with its old
+# file, and the installation succeeds.
 use_sandbox "busy"
 mkdir -p "$root/bin"
 cp /bin/sleep "$root/bin/tool.sh"
 "$root/bin/tool.sh" 60 &
 busy_pid=$!
-before=$(machine)
 run_installer v1
+check "busy: the installation succeeds" holds "$out" "Automatic installation was successful!"
+check "busy: the product's file took the name" cmp -s "$data/v1/bin/tool.sh" "$root/bin/tool.sh"
+check "busy: the program still runs" kill -0 "$busy_pid"
+check "busy: the replacement is logged" grep -q "\"$root/bin/tool.sh\" is a running program: its file was unlinked" \
+  "$TMPDIR/installer_debug.log"
 kill "$busy_pid"
 wait "$busy_pid" 2>/dev/null
-reverted "busy"
-check "busy: the failure is named" holds "$out" "FAILED to overwrite $root/bin/tool.sh"
-same_machine "busy: the user's running program is kept, the rest as before" "$before" "$kept_over"
+
+# The older version's file can't be replaced (pinned), and the errors are
+# ignored: the new version's log still names the file, so its
+# uninstallation removes it once it can, and nothing of the product is
+# orphaned.
+use_sandbox "orphan"
+run_installer v1
+if pin "$root/readme.txt"; then
+  run_installer v2 -ignoreErrors=1
+  check "orphan: the failure is named" holds "$out" "FAILED to overwrite $root/readme.txt"
+  check "orphan: the log names the file all the same" grep -q "^FILE	CREATE	$root/readme.txt" "$log_file"
+  release
+  run_uninstaller
+  check "orphan: the uninstallation removes it" test ! -e "$root/readme.txt"
+fi
+release
 
 # --- 2. A directory that can't be made ------------------------------------------------
 # The user's file "lib" stands where the product makes a folder. Afterwards

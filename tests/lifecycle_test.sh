@@ -13,13 +13,30 @@ uninstall_key="HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Unin
 magic="Halvo Software installer backup file."
 
 # Both versions carry the installer program without a package as their
-# uninstaller, packed beside the version's own files.
+# uninstaller, packed beside the version's own files. Variants, each told
+# where it is used: "twice" (version 2 entering its Uninstall page twice),
+# "vendor" (version 1 in a vendor's folder), "slash" (version 1 named with
+# a '/') and "nolog" (version 1 whose log's folder is never made).
 mkdir -p "$sandbox/installers"
-for version in v1 v2; do
-  mkdir -p "$sandbox/stage/$version"
-  cp -r "$data/$version/." "$sandbox/stage/$version/"
-  cp "$setup" "$sandbox/stage/$version/qlux-uninstall.exe"
-  "$pack" --stub "$setup" --template "$sandbox/stage/$version/install.xml" --source "$sandbox/stage/$version" \
+for version in v1 v2 twice vendor slash nolog; do
+  case $version in twice) from=v2 ;; v2) from=v2 ;; *) from=v1 ;; esac
+  stage="$sandbox/stage/$version"
+  mkdir -p "$stage"
+  cp -r "$data/$from/." "$stage/"
+  cp "$setup" "$stage/qlux-uninstall.exe"
+  # Version 1 keeps its BackupExisting file when it goes; the variants that
+  # check that nothing stays have none.
+  case $version in vendor | slash | nolog) sed -i 's| BackupExisting="1"||' "$stage/install.xml" ;; esac
+  case $version in
+    twice)
+      sed -i -e 's|<Uninstall Special="AutoNext" Condition="[^"]*"/>|<Uninstall Special="AutoNext"><Trigger EvaluateOn="End" Variable="SHOULDUNINSTALL" Value="1"/></Uninstall><Uninstall Special="AutoNext"/>|' \
+        -e 's|<Value Name="SHOULDUNINSTALL" DataType="value">1</Value>|<Value Name="SHOULDUNINSTALL" DataType="value">0</Value>|' \
+        "$stage/install.xml" ;;
+    vendor) sed -i 's|\$PROGRAMFILES/Lifecycle<|$PROGRAMFILES/Vendor/Lifecycle<|' "$stage/install.xml" ;;
+    slash) sed -i 's|<Fullname>Lifecycle Product</Fullname>|<Fullname>Lifecycle/Product</Fullname>|' "$stage/install.xml" ;;
+    nolog) sed -i 's|<InstallLogFile>\[ROOT\]/uninstall/install.log|<InstallLogFile>[ROOT]/logs/install.log|' "$stage/install.xml" ;;
+  esac
+  "$pack" --stub "$setup" --template "$stage/install.xml" --source "$stage" \
     -o "$sandbox/installers/$version-setup" >/dev/null || { echo "FAILED: packing $version"; exit 1; }
 done
 
@@ -184,6 +201,70 @@ check "version 1's programs are executable again" \
   test "$(mode_of "$root/bin/tool.sh") $(mode_of "$root/uninstall/qlux-uninstall")" = "755 755"
 check "version 1's entry stays" test "$(cat "$(entry)" 2>/dev/null)" = "$entry_before"
 check "the obstacle is left alone" test -d "$QLUX_ROOT/opt/Lifecycle Shared/data.txt"
+
+# --- The Uninstall page entered again ------------------------------------------------
+# The user keeps version 1 on the first entry of the page and removes it on
+# the second (here a trigger changes the answer as the page is left, as
+# going back and choosing otherwise would).
+use_sandbox "uninstall-twice"
+run_installer v1 -auto
+run_installer twice -auto -debug=1
+check "the page was entered twice" \
+  test "$(grep -c 'Setting dialog "Uninstall"' "$TMPDIR/installer_debug.log")" -eq 2
+check "the second entry removed version 1" holds "$out" "Delete $root/lib/v1only.txt"
+check "version 1's own file is gone" test ! -e "$root/lib/v1only.txt"
+check "version 2 installed" cmp -s "$data/v2/readme.txt" "$root/readme.txt"
+
+# --- Empty folders above the product ----------------------------------------------
+# The vendor's folder was there before and is empty once the product has
+# gone: it goes too. The program files folder stays, empty as it is.
+use_sandbox "vendor"
+mkdir -p "$QLUX_ROOT/opt/Vendor"
+root="$QLUX_ROOT/opt/Vendor/Lifecycle"
+run_installer vendor -auto
+check "the product is in the vendor's folder" test -f "$root/readme.txt"
+run_uninstaller
+check "the vendor's empty folder is removed" test ! -e "$QLUX_ROOT/opt/Vendor"
+check "the program files folder stays" test -d "$QLUX_ROOT/opt"
+
+# --- A product name with a '/' ----------------------------------------------------
+# The name is one key of the list of installed programs, and nothing of it
+# stays after the uninstallation.
+use_sandbox "slash"
+uninstall_key="HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall/Lifecycle%2FProduct"
+entries="$QLUX_ROOT/var/lib/qlux/registry/HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall"
+run_installer slash -auto
+check "a '/' name installs" holds "$out" "Automatic installation was successful!"
+check "the entry is one key" test "$(entry_value DisplayName)" = "Lifecycle/Product"
+check "with no key of the name's first part" test ! -e "$entries/Lifecycle"
+run_uninstaller
+check "the entry is gone" test ! -e "$(entry)"
+check "and nothing is left of it" test -z "$(ls -A "$entries" 2>/dev/null)"
+check "the product is gone" test ! -e "$root"
+uninstall_key="HKEY_LOCAL_MACHINE/Software/Microsoft/Windows/CurrentVersion/Uninstall/Lifecycle Product"
+
+# --- A log that can't be placed ---------------------------------------------------
+# Without its log the product could never be uninstalled: the run fails
+# with the reason, is reverted, and nothing is registered.
+use_sandbox "nolog"
+run_installer nolog -auto -debug=1
+check "the reason is shown" holds "$out" "FAILED to write the action log $root/logs/install.log"
+check "the installation fails" holds "$out" "There were errors during the installation."
+check "the revert runs" grep -q "Reverting installation!" "$TMPDIR/installer_debug.log"
+check "nothing is registered" test ! -e "$(entry)"
+check "nothing of the product stays" test -z "$(ls -A "$QLUX_ROOT/opt")"
+
+# --- -ignoreErrors without a display ---------------------------------------------
+# A graphical run that the console stands in for keeps -ignoreErrors: a file
+# that can't be written doesn't revert the installation.
+use_sandbox "ignore-errors"
+mkdir -p "$root/lib/v1only.txt"
+cp -p "$sandbox/installers/v1-setup" "$case_dir/v1-setup"
+out=$(printf '\n\n\n\n\n' | env -u DISPLAY -u WAYLAND_DISPLAY timeout 120 "$case_dir/v1-setup" -ignoreErrors=1 \
+  -debug=1 2>&1)
+check "the failure is reported" holds "$out" "FAILED to create $root/lib/v1only.txt"
+check "and ignored: no revert" test "$(grep -c "Reverting installation!" "$TMPDIR/installer_debug.log")" -eq 0
+check "the rest is installed" cmp -s "$data/v1/readme.txt" "$root/readme.txt"
 
 # --- BackupExisting -----------------------------------------------------------------
 # The user's own settings file stands where the product puts its own: it is

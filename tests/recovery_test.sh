@@ -129,11 +129,10 @@ for point in "rename install.log 1 after" "write $root/ 9 after"; do
 done
 
 # --- The user's file that the installation was replacing ------------------------
-# Killed just after the settings file was opened for writing (the open
-# before that only looked whether it could be): the user's file is empty on
-# disk, and only the backup holds it.
+# Killed just after the settings file was opened for writing: the user's
+# file is empty on disk, and only the backup holds it.
 fresh_machine user
-killed write "$root/" 6 after run_installer v1
+killed write "$root/" 5 after run_installer v1
 check "the user's file was cut" test ! -s "$root/etc/settings.conf"
 run_installer v1
 check "[user file] the machine is as after one clean run" test "$(state)" = "$ref_user_v1"

@@ -119,7 +119,7 @@ check "symbolic link to the target" test "$(readlink "$product/links/current")" 
 
 store="$QLUX_ROOT/var/lib/qlux/registry/HKEY_LOCAL_MACHINE"
 check "registry value in the store" grep -qxF "InstallDir	REG_SZ	$product" "$store/Software/Tiny/Settings/.values"
-check "application exception logged as no change" grep -q "Firewall: Linux has no exceptions for single programs" "$debug"
+check "application exception logged as no change" grep -q "Firewall: Linux firewalls don't filter by program" "$debug"
 
 expected_adds="--permanent --new-service=qlux-8080
 --permanent --service=qlux-8080 --add-port=8080/tcp --add-port=8080/udp
@@ -156,6 +156,8 @@ expected_removals="--permanent --remove-service=qlux-8080
 check "firewall-cmd calls of the uninstallation" test "$(cat "$FIREWALL_RECORD")" = "$expected_removals"
 
 # --- No firewall tool on PATH -------------------------------------------------
+# Nothing filters ports then: the ports need no rule, the installation
+# succeeds and says so, and the uninstallation says the same.
 new_sandbox "no-tool"
 mkdir -p "$QLUX_ROOT/opt" "$sandbox/no-tool/app" "$sandbox/no-tool/empty-path"
 installer="$sandbox/no-tool/app/tiny-setup"
@@ -164,10 +166,59 @@ out=$(PATH="$sandbox/no-tool/empty-path" "$installer" -gui=0 -auto -debug=1 </de
 product="$sandbox/no-tool/app/Tiny"
 debug="$TMPDIR/installer_debug.log"
 check "install without a firewall tool exits 0, got $code" test "$code" -eq 0
-check "files installed all the same" cmp -s "$data/readme.txt" "$product/readme.txt"
-check "shortcut made all the same" test -f "$product/menu/tiny/Tiny Tool.desktop"
-check "debug log says why the ports stay closed" \
-  grep -q "ERROR: (Firewall Port) Neither firewall-cmd nor ufw is on PATH; port 8080 is not opened" "$debug"
-check "no FIREWALL PORT line" test "$(grep -c "^FIREWALL	PORT" "$product/uninstall/install.log")" -eq 0
+check "and succeeds" holds "$out" "Automatic installation was successful!"
+check "files installed" cmp -s "$data/readme.txt" "$product/readme.txt"
+check "the user is told the port needs no rule" holds "$out" "Firewall: port 8080 needs no rule"
+check "and that the program needs no exception" holds "$out" "Firewall: no exception needed for application"
+check "debug log says why" grep -q "Firewall: no firewall manager found; port 8080 needs no rule" "$debug"
+check "application entry logged plainly" grep -q "Linux firewalls don't filter by program" "$debug"
+check "FIREWALL PORT lines all the same" test "$(grep -c "^FIREWALL	PORT" "$product/uninstall/install.log")" -eq 3
+PATH="$sandbox/no-tool/empty-path" "$installer" -uninstall="$product/uninstall/install.log" -uninstallApp="Tiny Product" \
+  -gui=0 -debug=1 </dev/null >/dev/null
+for _ in $(seq 100); do [ -e "$product" ] || break; sleep 0.1; done
+check "uninstalled without a firewall tool" test ! -e "$product"
+check "the uninstallation says the same" grep -q "Firewall: no firewall manager found; port 8080 needs no rule" "$debug"
+
+# --- nftables without a manager ------------------------------------------------
+# A stand-in nft that has a ruleset in force: each port gets a table of our
+# own, and the uninstallation deletes it.
+new_sandbox "nft"
+nft_tools="$sandbox/nft/tools"
+mkdir -p "$QLUX_ROOT/opt" "$sandbox/nft/app" "$nft_tools"
+cat >"$nft_tools/nft" <<'EOF2'
+#!/bin/sh
+if [ "$*" = "list ruleset" ]; then echo "table inet filter {"; echo "}"; exit 0; fi
+echo "$*" >>"$FIREWALL_RECORD"
+EOF2
+chmod 755 "$nft_tools/nft"
+: >"$FIREWALL_RECORD"
+installer="$sandbox/nft/app/tiny-setup"
+"$pack" --stub "$setup" --template "$source_dir/install.xml" --source "$source_dir" -o "$installer" >/dev/null
+out=$(PATH="$nft_tools" "$installer" -gui=0 -auto </dev/null); code=$?
+product="$sandbox/nft/app/Tiny"
+check "install with nft exits 0, got $code" test "$code" -eq 0
+check "and adds the ports" holds "$out" "Firewall: Added port 8080"
+expected_adds="delete table inet qlux_8080
+add table inet qlux_8080
+add chain inet qlux_8080 input { type filter hook input priority 0 ; policy accept ; }
+add rule inet qlux_8080 input tcp dport 8080 accept
+add rule inet qlux_8080 input udp dport 8080 accept
+delete table inet qlux_TCP_8080
+add table inet qlux_TCP_8080
+add chain inet qlux_TCP_8080 input { type filter hook input priority 0 ; policy accept ; }
+add rule inet qlux_TCP_8080 input tcp dport 8080 accept
+delete table inet qlux_TCP_UDP_8080
+add table inet qlux_TCP_UDP_8080
+add chain inet qlux_TCP_UDP_8080 input { type filter hook input priority 0 ; policy accept ; }
+add rule inet qlux_TCP_UDP_8080 input tcp dport 8080 accept
+add rule inet qlux_TCP_UDP_8080 input udp dport 8080 accept"
+check "nft calls of the installation" test "$(cat "$FIREWALL_RECORD")" = "$expected_adds"
+: >"$FIREWALL_RECORD"
+PATH="$nft_tools" "$installer" -uninstall="$product/uninstall/install.log" -uninstallApp="Tiny Product" -gui=0 \
+  </dev/null >/dev/null
+for _ in $(seq 100); do [ -e "$product" ] || break; sleep 0.1; done
+check "nft calls of the uninstallation" test "$(cat "$FIREWALL_RECORD")" = "delete table inet qlux_8080
+delete table inet qlux_TCP_8080
+delete table inet qlux_TCP_UDP_8080"
 
 finish

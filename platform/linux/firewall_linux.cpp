@@ -30,6 +30,12 @@ Tool findTool(std::string* outPath) {
   if (!outPath->empty()) return kFirewallCmd;
   *outPath = Host::findOnPath("ufw");
   if (!outPath->empty()) return kUfw;
+  *outPath = Host::findOnPath("nft");
+  std::string ruleset;
+  if (!outPath->empty() && Host::runCommand({*outPath, "list", "ruleset"}, &ruleset) == 0 &&
+      ruleset.find_first_not_of(" \t\r\n") != std::string::npos)
+    return kNftables;
+  outPath->clear();
   return kNoTool;
 }
 
@@ -40,6 +46,13 @@ std::string serviceName(const char* text) {
     bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
     name += plain ? c : '-';
   }
+  return name;
+}
+
+std::string tableName(const char* text) {
+  std::string name = serviceName(text);
+  for (char& c : name)
+    if (c == '-') c = '_';
   return name;
 }
 
@@ -57,6 +70,22 @@ std::vector<Step> addPortSteps(Tool tool, const std::string& toolPath, uint32_t 
   } else if (tool == kUfw) {
     for (const std::string& rule : portRules(port, protocols, true))
       steps.push_back(step(toolPath, {"allow", rule, "comment", name ? name : ""}, false));
+  } else if (tool == kNftables) {
+    // A table left by an earlier installation of the same rule goes first,
+    // so the rule isn't doubled.
+    std::string table = tableName(name);
+    steps.push_back(step(toolPath, {"delete", "table", "inet", table}, true));
+    steps.push_back(step(toolPath, {"add", "table", "inet", table}, false));
+    steps.push_back(step(toolPath,
+                         {"add", "chain", "inet", table, "input", "{", "type", "filter", "hook", "input", "priority",
+                          "0", ";", "policy", "accept", ";", "}"},
+                         false));
+    std::string number = std::to_string(port);
+    for (const char* protocol : {"tcp", "udp"}) {
+      if (!(protocols & (protocol[0] == 't' ? 1 : 2))) continue;
+      steps.push_back(
+          step(toolPath, {"add", "rule", "inet", table, "input", protocol, "dport", number, "accept"}, false));
+    }
   }
   return steps;
 }
@@ -72,6 +101,9 @@ std::vector<Step> removePortSteps(Tool tool, const std::string& toolPath, uint32
   } else if (tool == kUfw) {
     for (const std::string& rule : portRules(port, protocols, true))
       steps.push_back(step(toolPath, {"delete", "allow", rule}, false));
+  } else if (tool == kNftables) {
+    // A restart has emptied the ruleset of the table already.
+    steps.push_back(step(toolPath, {"delete", "table", "inet", tableName(name)}, true));
   }
   return steps;
 }

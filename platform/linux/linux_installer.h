@@ -45,13 +45,16 @@ class LinuxInstaller : public Installer {
   bool createShortcut(const char* type, const char* linkPath, const char* target, const char* description,
                       const char* arguments, const char* startPath, char* out, int outSize,
                       InstallerUI* ui) override;
-  // Ports go through firewall-cmd or ufw (firewall_linux.h). Linux has no
-  // exceptions for single programs: those succeed without a change, and
-  // say so in the log.
+  // Ports go through firewall-cmd, ufw or nft (firewall_linux.h); with
+  // none of them nothing filters ports, and a port succeeds without a
+  // change. Linux firewalls don't filter by program: those exceptions
+  // succeed without a change too. Each says so in the log.
   bool addFirewallApplication(const char* path, const char* name) override;
   bool removeFirewallApplication(const char* path) override;
   bool addFirewallPort(const FirewallPort& port) override;
   bool removeFirewallPort(const char* text) override;
+  bool firewallFiltersPrograms() override { return false; }
+  bool firewallFiltersPorts() override;
 
   // ---- Program runs (linux_programs.cpp) ----
   // A document or address opens with xdg-open. A program starts as
@@ -64,10 +67,16 @@ class LinuxInstaller : public Installer {
   AsynchronousRunProgram programRuns;
 
   // ---- Running programs and the uninstaller hand-over (linux_processes.cpp) ----
-  // Programs are found through /proc/<pid>/exe; ending one is SIGTERM,
-  // then SIGKILL after two seconds.
+  // Programs are found through /proc/<pid>/exe, scripts through the
+  // command line of their interpreter; ending one is SIGTERM, then SIGKILL
+  // after two seconds.
   bool isAppRunning(const char* name, const char* directory) override;
   bool terminateApp(const char* name, bool asService) override;
+  // A running program's file can't be opened for writing ("text file
+  // busy"), but its name can be unlinked while the program goes on with
+  // the old file: that frees the name for the new version, and is logged.
+  // Other files that can't be written go the base's way.
+  bool deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs) override;
   Installer* createEngine() override;
   bool runRegisteredUninstaller(const char* name) override;
 

@@ -1,5 +1,6 @@
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,6 +68,38 @@ TEST_F(RunningProgramTest, FindsAProgramByNameAndDirectoryAndEndsIt) {
   child = 0;
   EXPECT_FALSE(engine.isAppRunning("QluxSleeper", nullptr));
   EXPECT_FALSE(engine.terminateApp("QluxSleeper", false));
+}
+
+// A shell script runs as /bin/sh with the script behind it: it is found by
+// the script's name and folder, and ended like a program. A program that
+// merely has the script open (here tail) is not the script.
+TEST_F(RunningProgramTest, FindsAScriptByItsOwnNameAndEndsIt) {
+  std::string script = directory + "/qlux-script.sh";
+  FILE* file = std::fopen(script.c_str(), "w");
+  ASSERT_NE(nullptr, file);
+  std::fputs("#!/bin/sh\nwhile :; do sleep 0.2; done\n", file);
+  std::fclose(file);
+  ASSERT_EQ(0, chmod(script.c_str(), 0755));
+  const char* viewer[] = {"/usr/bin/tail", "-f", "qlux-script.sh", nullptr};
+  pid_t tail = 0;
+  ASSERT_EQ(0, posix_spawn(&tail, viewer[0], nullptr, nullptr, const_cast<char**>(viewer), environ));
+  usleep(100 * 1000);
+  EXPECT_FALSE(engine.isAppRunning("qlux-script.sh", nullptr));
+
+  // Started by a name relative to the working directory.
+  const char* args[] = {"./qlux-script.sh", nullptr};
+  ASSERT_EQ(0, posix_spawn(&child, args[0], nullptr, nullptr, const_cast<char**>(args), environ));
+  for (int i = 0; i < 100 && !engine.isAppRunning("qlux-script.sh", nullptr); i++) usleep(20 * 1000);
+  EXPECT_TRUE(engine.isAppRunning("QLUX-SCRIPT.SH", directory.c_str()));
+  EXPECT_FALSE(engine.isAppRunning("qlux-script.sh", "/nowhere/else"));
+  EXPECT_TRUE(engine.terminateApp("qlux-script.sh", false));
+  EXPECT_EQ(-1, kill(child, 0));
+  if (kill(child, 0) == -1) child = 0;  // reaped by terminateApp; else TearDown ends it
+  EXPECT_FALSE(engine.isAppRunning("qlux-script.sh", nullptr));
+
+  kill(tail, SIGKILL);
+  waitpid(tail, nullptr, 0);
+  std::remove(script.c_str());
 }
 
 TEST(NamedEventTest, ASignalReachesTheWaiterAndNoSignalTimesOut) {

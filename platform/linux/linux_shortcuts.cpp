@@ -76,14 +76,19 @@ bool LinuxInstaller::createShortcut(const char* type, const char* linkPath, cons
 
 bool LinuxInstaller::addFirewallApplication(const char* path, const char* name) {
   if (!path || !name) return false;
-  log("Firewall: Linux has no exceptions for single programs; %s (%s) is allowed as it is", path, name);
+  log("Firewall: Linux firewalls don't filter by program; %s (%s) needs no exception", path, name);
   return true;
 }
 
 bool LinuxInstaller::removeFirewallApplication(const char* path) {
   if (!path) return false;
-  log("Firewall: Linux has no exceptions for single programs; nothing to remove for %s", path);
+  log("Firewall: Linux firewalls don't filter by program; %s has no exception to remove", path);
   return true;
+}
+
+bool LinuxInstaller::firewallFiltersPorts() {
+  std::string toolPath;
+  return LinuxFirewall::findTool(&toolPath) != LinuxFirewall::kNoTool;
 }
 
 namespace {
@@ -112,9 +117,8 @@ bool LinuxInstaller::addFirewallPort(const FirewallPort& port) {
   std::string toolPath;
   LinuxFirewall::Tool tool = LinuxFirewall::findTool(&toolPath);
   if (tool == LinuxFirewall::kNoTool) {
-    log("ERROR: (Firewall Port) Neither firewall-cmd nor ufw is on PATH; port %u is not opened",
-        static_cast<unsigned>(port.port));
-    return false;
+    log("Firewall: no firewall manager found; port %u needs no rule", static_cast<unsigned>(port.port));
+    return true;
   }
   std::string failed;
   if (!runSteps(LinuxFirewall::addPortSteps(tool, toolPath, port.port, port.protocols, port.name), &failed)) {
@@ -140,9 +144,8 @@ bool LinuxInstaller::removeFirewallPort(const char* text) {
   std::string toolPath;
   LinuxFirewall::Tool tool = LinuxFirewall::findTool(&toolPath);
   if (tool == LinuxFirewall::kNoTool) {
-    log("ERROR: (Firewall Port) Neither firewall-cmd nor ufw is on PATH; port %u is not closed",
-        static_cast<unsigned>(port));
-    return false;
+    log("Firewall: no firewall manager found; port %u needs no rule", static_cast<unsigned>(port));
+    return true;
   }
   std::string failed;
   if (!runSteps(LinuxFirewall::removePortSteps(tool, toolPath, port, protocols, text), &failed)) {
