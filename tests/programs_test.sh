@@ -2,8 +2,9 @@
 # Program runs of a real installation: AdditionalInstall runs a script of the
 # product (waited for, and once on a thread with the progress moving), a
 # program that isn't there is logged and the installation goes on,
-# PostInstall copies a file, and the uninstaller's PreUninstall runs the
-# script before the files go.
+# PostInstall copies a file, the uninstaller's PreUninstall runs the
+# script before the files go, and a running script holds the wizard on its
+# RunningApps page.
 here=$(cd "$(dirname "$0")" && pwd)
 setup=$(realpath "$1")
 pack=$(realpath "$2")
@@ -29,6 +30,10 @@ cat >"$source_dir/install.xml" <<'EOF'
   </ProductDesc>
   <Dialogs>
     <Welcome><Text x="10" y="10">Welcome</Text></Welcome>
+    <RunningApps>
+      <Text x="10" y="10">Please close the watcher first.</Text>
+      <TestApp Directory="[MARKS]">watch.sh</TestApp>
+    </RunningApps>
     <CopyProgress><Progress Name="Overall" x="10" y="40" w="-10" h="20"/></CopyProgress>
     <PostInstall/>
     <Finish Special="Finish"><Text x="10" y="10">Done</Text></Finish>
@@ -102,5 +107,25 @@ check "first stage exits 0" test $? -eq 0
 for _ in $(seq 100); do [ -e "$product" ] || break; sleep 0.1; done
 check "uninstallation removed the product" test ! -e "$product"
 check "PreUninstall ran the script" test "$(sed -n 1p "$marks/preuninstall.txt" 2>/dev/null)" = pre
+
+# A shell script that runs from the folder the RunningApps page names holds
+# the wizard there, though the process runs /bin/sh: the page names the
+# script, and nothing is installed.
+cat >"$marks/watch.sh" <<'EOF2'
+#!/bin/sh
+while :; do sleep 0.2; done
+EOF2
+chmod 755 "$marks/watch.sh"
+(cd "$marks" && exec ./watch.sh) &
+watcher=$!
+for _ in $(seq 50); do grep -q watch.sh "/proc/$watcher/cmdline" 2>/dev/null && break; sleep 0.1; done
+out=$("$installer" -gui=0 -auto </dev/null)
+check "a running script stops the run" grep -qF "The automatic installer has encountered an ERROR!" <<<"$out"
+check "the page names the script" grep -qx "watch.sh" <<<"$out"
+check "and says why" grep -qF "The installation can not continue, because the processes listed above are running." \
+  <<<"$out"
+check "nothing is installed" test ! -e "$product"
+kill "$watcher"
+wait "$watcher" 2>/dev/null
 
 finish
