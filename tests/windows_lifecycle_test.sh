@@ -250,5 +250,27 @@ run_uninstaller
 check "the '/' entry is gone" unregistered
 check "and nothing of it is left" no_key "$uninstall_key\\$first_part"
 
+# --- An INI key in another case ---------------------------------------------------
+# Windows reads INI names without regard to case: the template's Key="home"
+# changes the file's Home line in place of writing a second one, and the
+# uninstallation puts the old value back.
+use_case "ini"
+ini="$case_dir/settings.ini"
+printf '[Paths]\r\nHome=C:\\old\r\nother=1\r\n' >"$ini"
+win_ini=$(dos_path "$ini")
+sed -i "s|</Installation>|<IniFiles><Add FileName=\"${win_ini//\\/\\\\}\" Section=\"paths\" Key=\"home\">[ROOT]</Add></IniFiles>&|" \
+  "$case_dir/stage/v1/install.xml"
+"$pack" --stub "$setup" --template "$case_dir/stage/v1/install.xml" --source "$case_dir/stage/v1" \
+  -o "$case_dir/v1-setup.exe" >/dev/null
+run_installer v1 -auto
+check "the INI case installs" holds "$out" "Automatic installation was successful!"
+check "one Home line, the file's spelling, the new value" \
+  test "$(tr -d '\r' <"$ini" | grep -i '^home=')" = "Home=$win_root"
+check "the section keeps its spelling and its other key" \
+  test "$(tr -d '\r' <"$ini" | grep -c -e '^\[Paths\]$' -e '^other=1$')" -eq 2
+run_uninstaller
+check "the uninstallation puts the old value back" \
+  test "$(tr -d '\r' <"$ini" | grep -i '^home=')" = 'Home=C:\old'
+
 check_planted
 finish
