@@ -8,6 +8,7 @@
 #include <wx/imaglist.h>
 #include <wx/listctrl.h>
 #include <wx/richtext/richtextctrl.h>
+#include <wx/settings.h>
 #include <wx/statbmp.h>
 #include <wx/statbox.h>
 #include <wx/statline.h>
@@ -151,6 +152,17 @@ void MainFrame::applyDialogSize(int dialog) {
   wxSize decoration = GetSize() - GetClientSize();
   uiScale = scaleToFit(textScale, unitsWidth, unitsHeight, area.width - std::max(0, decoration.x),
                        area.height - std::max(0, decoration.y));
+  // A page drawn smaller than the text asks, so that it fits the screen,
+  // takes its text down by as much: the boxes and buttons were laid out for
+  // text of that size, and larger text would be cut in them. Pages are
+  // built after this, and their windows take the panel's font.
+  wxFont font = wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT);
+  if (uiScale < textScale) font.SetFractionalPointSize(font.GetFractionalPointSize() * uiScale / textScale);
+  SetFont(font);
+  if (panel) {
+    panel->SetFont(font);
+    textHeight = panel->GetTextExtent(kFontTestString).GetHeight();
+  }
   int width = scaled(unitsWidth);
   int height = scaled(unitsHeight);
   // Smaller than this the fixed parts of a page (pictures, the task list)
@@ -581,6 +593,8 @@ void MainFrame::buildTaskList(ELEMENTINFO* element, PageControl& control) {
   wxListCtrl* list = new wxListCtrl(panel, control.id, wxPoint(control.x, control.y), wxSize(control.w, control.h),
                                     wxLC_REPORT | wxLC_ALIGN_LEFT | wxLC_NO_HEADER | wxBORDER_NONE);
   list->Hide();
+  // The list's rows don't take the panel's font by themselves.
+  list->SetFont(panel->GetFont());
   // The list is only a display: it passes the focus on and ignores the mouse.
   list->Bind(wxEVT_SET_FOCUS, [this, list](wxFocusEvent&) {
     list->Navigate(navigateForward ? wxNavigationKeyEvent::IsForward : wxNavigationKeyEvent::IsBackward);

@@ -1,6 +1,7 @@
 #include <wx/gauge.h>
 #include <wx/listctrl.h>
 #include <wx/checkbox.h>
+#include <wx/settings.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/tooltip.h>
@@ -118,6 +119,31 @@ PAGE_TEST(TaskListShowsTheTasksAndTheirStates) {
   engine.setVariable("SHOWALL", "0");
   ui.setTaskState("First", "First step", kTaskDone);
   EXPECT_EQ(2, list->GetItemCount());
+}
+
+// A frame far larger than any screen: the page is drawn smaller to fit.
+const char kHugeFramePage[] = R"(<Dialogs>
+  <Frame w="1900" h="1300" Special="HasSubDialogs">
+    <TaskLB Name="TaskList" x="10" y="10" w="180" h="-60"/>
+    <Button Name="Next" x="100" y="50" HAlign="right" VAlign="bottom">Next</Button>
+    <Text Name="Note" x="200" y="10" w="-10" h="20">note</Text>
+    <TaskList><First CurrentLabel="First step"/></TaskList>
+    <SubDialogs><First/></SubDialogs>
+  </Frame>
+</Dialogs>)";
+
+PAGE_TEST(APageDrawnSmallerToFitTheScreenTakesItsTextDownAsMuch) {
+  open(kHugeFramePage);
+  ASSERT_LT(uiScale, frame->textScale);
+  double expected = wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT).GetFractionalPointSize() * uiScale /
+                    frame->textScale;
+  // Text at the font's full size would be cut in boxes laid out smaller.
+  ASSERT_NE(nullptr, control("Note"));
+  ASSERT_NE(nullptr, control("TaskList"));
+  ASSERT_FALSE(frame->dialogButtons.empty());
+  EXPECT_NEAR(expected, control("Note")->window->GetFont().GetFractionalPointSize(), 0.05);
+  EXPECT_NEAR(expected, control("TaskList")->window->GetFont().GetFractionalPointSize(), 0.05);
+  EXPECT_NEAR(expected, frame->dialogButtons[0].window->GetFont().GetFractionalPointSize(), 0.05);
 }
 
 PAGE_TEST(AConditionInErrorCountsAsTrueAsOnTheConsole) {
