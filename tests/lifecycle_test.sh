@@ -15,11 +15,12 @@ magic="Halvo Software installer backup file."
 # Both versions carry the installer program without a package as their
 # uninstaller, packed beside the version's own files. Variants, each told
 # where it is used: "twice" (version 2 entering its Uninstall page twice),
+# "keepold" (version 2 whose ROOT has UseOld="" and another default),
 # "vendor" (version 1 in a vendor's folder), "slash" (version 1 named with
 # a '/') and "nolog" (version 1 whose log's folder is never made).
 mkdir -p "$sandbox/installers"
-for version in v1 v2 twice vendor slash nolog; do
-  case $version in twice) from=v2 ;; v2) from=v2 ;; *) from=v1 ;; esac
+for version in v1 v2 twice keepold vendor slash nolog; do
+  case $version in twice | keepold | v2) from=v2 ;; *) from=v1 ;; esac
   stage="$sandbox/stage/$version"
   mkdir -p "$stage"
   cp -r "$data/$from/." "$stage/"
@@ -31,6 +32,9 @@ for version in v1 v2 twice vendor slash nolog; do
     twice)
       sed -i -e 's|<Uninstall Special="AutoNext" Condition="[^"]*"/>|<Uninstall Special="AutoNext"><Trigger EvaluateOn="End" Variable="SHOULDUNINSTALL" Value="1"/></Uninstall><Uninstall Special="AutoNext"/>|' \
         -e 's|<Value Name="SHOULDUNINSTALL" DataType="value">1</Value>|<Value Name="SHOULDUNINSTALL" DataType="value">0</Value>|' \
+        "$stage/install.xml" ;;
+    keepold)
+      sed -i 's|<Value Name="ROOT" DataType="value" UseOld="1">\$PROGRAMFILES/Lifecycle<|<Value Name="ROOT" DataType="value" UseOld="">$PROGRAMFILES/Elsewhere<|' \
         "$stage/install.xml" ;;
     vendor) sed -i 's|\$PROGRAMFILES/Lifecycle<|$PROGRAMFILES/Vendor/Lifecycle<|' "$stage/install.xml" ;;
     slash) sed -i 's|<Fullname>Lifecycle Product</Fullname>|<Fullname>Lifecycle/Product</Fullname>|' "$stage/install.xml" ;;
@@ -214,6 +218,16 @@ check "the page was entered twice" \
 check "the second entry removed version 1" holds "$out" "Delete $root/lib/v1only.txt"
 check "version 1's own file is gone" test ! -e "$root/lib/v1only.txt"
 check "version 2 installed" cmp -s "$data/v2/readme.txt" "$root/readme.txt"
+
+# --- UseOld="" keeps the older installation's value ----------------------------
+# Only an absent UseOld or one that starts with "0" replaces it: version 2
+# goes where version 1 is, not to its own default folder.
+use_sandbox "keep-old"
+run_installer v1 -auto
+run_installer keepold -auto
+check "UseOld=\"\": the upgrade succeeds" holds "$out" "Automatic installation was successful!"
+check "in version 1's folder" cmp -s "$data/v2/readme.txt" "$root/readme.txt"
+check "not in the template's default" test ! -e "$QLUX_ROOT/opt/Elsewhere"
 
 # --- Empty folders above the product ----------------------------------------------
 # The vendor's folder was there before and is empty once the product has
