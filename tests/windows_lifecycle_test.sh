@@ -272,5 +272,41 @@ run_uninstaller
 check "the uninstallation puts the old value back" \
   test "$(tr -d '\r' <"$ini" | grep -i '^home=')" = 'Home=C:\old'
 
+# --- A log that can't be placed ---------------------------------------------------
+# The log's folder is never made: without its log the product could never
+# be uninstalled, so the run fails with the reason and is reverted.
+use_case "nolog"
+sed -i -e 's|<InstallLogFile>\[ROOT\]/uninstall/install.log|<InstallLogFile>[ROOT]/logs/install.log|' \
+  -e 's| BackupExisting="1"||' "$case_dir/stage/v1/install.xml"
+"$pack" --stub "$setup" --template "$case_dir/stage/v1/install.xml" --source "$case_dir/stage/v1" \
+  -o "$case_dir/v1-setup.exe" >/dev/null
+run_installer v1 -auto -debug=1
+check "the reason is shown" holds "$out" "FAILED to write the action log"
+check "the installation fails" holds "$out" "There were errors during the installation."
+check "the revert runs" grep -q "Reverting installation!" "$debug_log"
+check "nothing is registered" unregistered
+check "nothing of the product stays" test ! -e "$root"
+
+# --- Append to an empty environment variable ------------------------------------
+# A variable that is there but empty gets the separator and the value, as
+# an existing one does; the uninstallation takes the text out again, and
+# the joining separator stays, as it does for any list. The variable has
+# the sandbox's mark in its name, and stays in the prefix.
+use_case "env"
+env_key='HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment'
+variable="QLUX_EMPTY_$tag"
+runwine reg add "$env_key" /v "$variable" /t REG_SZ /d "" /f >/dev/null 2>&1
+check "the empty variable is there" test "$(reg_type "$env_key" "$variable")" = REG_SZ
+sed -i "s|</Installation>|<Environment><Append VarName=\"$variable\">[ROOT]</Append></Environment>&|" \
+  "$case_dir/stage/v1/install.xml"
+"$pack" --stub "$setup" --template "$case_dir/stage/v1/install.xml" --source "$case_dir/stage/v1" \
+  -o "$case_dir/v1-setup.exe" >/dev/null
+run_installer v1 -auto
+check "the Append case installs" holds "$out" "Automatic installation was successful!"
+check "old value, separator, new value: $(reg_value "$env_key" "$variable")" \
+  test "$(reg_value "$env_key" "$variable")" = ";$win_root"
+run_uninstaller
+check "the uninstallation takes the text out" test "$(reg_value "$env_key" "$variable")" = ";"
+
 check_planted
 finish
