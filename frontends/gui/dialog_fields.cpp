@@ -361,6 +361,13 @@ void RadioButtonsField::build(int x, int* y, int* id, bool show) {
   if (themed()) setColour(label, record.labelColour, true);
   int row = *y + spacing + spacing + label->GetSize().GetHeight();
 
+  // An option's description stands behind its name, as on the console, so
+  // that it is read without the mouse; it stays the tool tip as well.
+  if (tips.size() <= options.size()) {
+    for (size_t i = 0; i < tips.size(); i++) {
+      if (!tips[i].empty()) options[i] += " " + tips[i];
+    }
+  }
   for (int i = 0; i < optionCount; i++) {
     int optionId = (*id)++;
     long style = i == 0 ? wxRB_GROUP : 0;

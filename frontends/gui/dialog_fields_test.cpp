@@ -14,7 +14,8 @@ const char kFieldsPage[] = R"(<Dialogs>
     <Field Type="Directory" Label="Folder" ValidationVariable="DIR_OK" x="20" y="50" w="-10">INSTALLDIR</Field>
     <Field Type="Directory" Label="Hidden" Condition="[SHOWOTHER]==1" x="20">OTHERDIR</Field>
     <Field Type="CheckBox" Label="Samples" x="20">SAMPLES</Field>
-    <Field Type="RadioButtons" Label="Kind" Content="Full;Minimal;Custom" Enable="[FULL_OK]==1|1|1" x="20">MODE</Field>
+    <Field Type="RadioButtons" Label="Kind" Content="Full;Minimal;Custom" Enable="[FULL_OK]==1|1|1"
+           Description="(everything);;as you choose" x="20">MODE</Field>
     <Button Name="Next" x="100" y="50" HAlign="right" VAlign="bottom" Disableable="1">Next</Button>
   </Options>
 </Dialogs>)";
@@ -97,6 +98,10 @@ PAGE_TEST(RadioGroupMovesOffADisabledOption) {
   ASSERT_NE(nullptr, mode);
   ASSERT_EQ(3, mode->optionCount);
   EXPECT_FALSE(mode->radios[0]->IsEnabled());
+  // Descriptions are read beside the options, not only under the mouse.
+  EXPECT_EQ("Full (everything)", mode->radios[0]->GetLabel());
+  EXPECT_EQ("Minimal", mode->radios[1]->GetLabel());
+  EXPECT_EQ("Custom as you choose", mode->radios[2]->GetLabel());
   EXPECT_TRUE(mode->radios[1]->GetValue());
   EXPECT_EQ("1", engine.value("MODE")) << "written during build";
 

@@ -38,6 +38,7 @@ s|>Choose a folder that can be created.<|>Wählen Sie einen Ordner, der angelegt
 s|Label="Install the sample data"|Label="Beispieldaten installieren"|
 s|Label="Kind of installation" Content="Full;Minimal"|Label="Installationsumfang" Content="Vollständig;Minimal"|
 s|Description="(program, documentation and samples);(the program only)"|Description="(Programm, Dokumentation und Beispiele);(nur das Programm)"|
+s|Description="(program, documentation and samples);(the program only)"|Description="(Programm, Dokumentation und Beispiele);(nur das Programm)"|
 s|Label="Remove the installed version first"|Label="Installierte Vorgängerversion zuerst entfernen"|
 s|>Install starts copying the files.<|>Installieren beginnt mit dem Kopieren der Programmdateien.<|
 s|>Qlux Demo is running from \[INSTALLDIR\]. Please close it: the installation goes on with Next once it has ended.<|>Das Programm läuft noch aus [INSTALLDIR]. Bitte schließen Sie es: Die Installation geht mit Weiter weiter, sobald es beendet ist.<|
