@@ -78,6 +78,9 @@ start_window() {
     kill -0 "$pid" 2>/dev/null || break
     sleep 0.1
   done
+  # Without a window the installer says why on its first lines (a display
+  # that couldn't be opened sends it to the console).
+  [ -n "$window" ] || head -n 3 "$2" | sed 's/^/  no window: /'
 }
 
 # page: the page the installer shows last, by its debug log.
