@@ -36,6 +36,10 @@ const int kRecordNameSize = 300;  // NUL included
 const int kRecordKeySize = 276;   // NUL included
 // `flags` bit set on image files, for the builder's and tools' benefit.
 const uint32_t kRecordFlagImage = 1;
+// `flags` bit of a record whose file goes on in the next record: a file too
+// large for one solid block is stored as several records with one key and
+// name, each holding the whole file's digest (block_table.h).
+const uint32_t kRecordFlagContinued = 2;
 
 // Solid block head: signature, method, version, stripe count, then one
 // 16-byte stripe record per stripe.

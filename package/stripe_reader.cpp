@@ -41,50 +41,64 @@ void StripeReader::freeAll() {
 }
 
 int StripeReader::open(PackageFile* packageFile, int64_t blockOffset, int64_t blockSize,
-                       StripedSolidDecompressor* stripeCodec,
-                       int threads) {
+                       StripedSolidDecompressor* stripeCodec, int threads) {
+  return open(packageFile, std::vector<Block>{{blockOffset, blockSize, 0, -1}}, stripeCodec, threads);
+}
+
+int StripeReader::open(PackageFile* packageFile, const std::vector<Block>& blocks,
+                       StripedSolidDecompressor* stripeCodec, int threads) {
   freeAll();
   codec.reset(stripeCodec);
   file = packageFile;
   blob = 0;
-
-  // The head and the longest table fit on the stack: 4 KiB.
-  unsigned char head[kSolidMaxHeadSize];
-  int64_t headBytes = std::min(blockSize, kSolidMaxHeadSize);
-  if (headBytes < 0 || file->readAt(blockOffset, head, static_cast<size_t>(headBytes)) != 0) return kSolidTooShort;
-  SolidTable table;
-  int result = readSolidTable(head, blockSize, &table);
-  if (result != 0) return result;
-
-  stripes.resize(static_cast<size_t>(table.count));
   largestStripe = 0;
   largestPacked = 0;
-  headSize = table.headerSize;
-  firstStream = blockSize;
-  lastStreamEnd = 0;
-  for (int i = 0; i < table.count; i++) {
-    const SOLIDSTRIPE& record = table.stripes[i];
-    Stripe& stripe = stripes[static_cast<size_t>(i)];
-    stripe.start = record.unpackedOffset;
-    stripe.size = record.unpackedSize;
-    stripe.packedAt = blockOffset + record.packedOffset;
-    stripe.packedSize = record.packedSize;
-    stripe.state = kEmpty;
-    stripe.result = 0;
-    stripe.buffer = nullptr;
-    stripe.pins = 0;
-    stripe.used = 0;
-    firstStream = std::min<int64_t>(firstStream, record.packedOffset);
-    lastStreamEnd = std::max<int64_t>(lastStreamEnd, static_cast<int64_t>(record.packedOffset) + record.packedSize);
-    largestStripe = std::max(largestStripe, static_cast<size_t>(record.unpackedSize));
-    largestPacked = std::max(largestPacked, static_cast<size_t>(record.packedSize));
-  }
-  // The table was proved to tile the blob, so in blob order each stripe
-  // begins where the one before it ends.
-  std::sort(stripes.begin(), stripes.end(), [](const Stripe& a, const Stripe& b) { return a.start < b.start; });
-  blob = table.blobSize;
 
-  workers.reset(new StripeWorkers(this, table.count, threads));
+  for (size_t b = 0; b < blocks.size(); b++) {
+    const Block& block = blocks[b];
+    // The head and the longest table fit on the stack: 4 KiB.
+    unsigned char head[kSolidMaxHeadSize];
+    int64_t headBytes = std::min(block.size, kSolidMaxHeadSize);
+    if (headBytes < 0 || file->readAt(block.offset, head, static_cast<size_t>(headBytes)) != 0) return kSolidTooShort;
+    SolidTable table;
+    int result = readSolidTable(head, block.size, &table);
+    if (result != 0) return result;
+    if (block.blobStart != blob || (block.blobSize >= 0 && block.blobSize != table.blobSize)) return kSolidNotTiled;
+    if (b == 0) {
+      headSize = table.headerSize;
+      firstStream = block.size;
+      lastStreamEnd = 0;
+    }
+    const size_t first = stripes.size();
+    stripes.resize(first + static_cast<size_t>(table.count));
+    for (int i = 0; i < table.count; i++) {
+      const SOLIDSTRIPE& record = table.stripes[i];
+      Stripe& stripe = stripes[first + static_cast<size_t>(i)];
+      stripe.start = blob + record.unpackedOffset;
+      stripe.size = record.unpackedSize;
+      stripe.packedAt = block.offset + record.packedOffset;
+      stripe.packedSize = record.packedSize;
+      stripe.state = kEmpty;
+      stripe.result = 0;
+      stripe.buffer = nullptr;
+      stripe.pins = 0;
+      stripe.used = 0;
+      if (b == 0) {
+        firstStream = std::min<int64_t>(firstStream, record.packedOffset);
+        lastStreamEnd = std::max<int64_t>(lastStreamEnd, static_cast<int64_t>(record.packedOffset) + record.packedSize);
+      }
+      largestStripe = std::max(largestStripe, static_cast<size_t>(record.unpackedSize));
+      largestPacked = std::max(largestPacked, static_cast<size_t>(record.packedSize));
+    }
+    // The table was proved to tile the block's records, so in blob order
+    // each stripe begins where the one before it ends.
+    std::sort(stripes.begin() + static_cast<long>(first), stripes.end(),
+              [](const Stripe& a, const Stripe& b) { return a.start < b.start; });
+    blob += table.blobSize;
+  }
+  if (stripes.empty()) return kSolidTooShort;
+
+  workers.reset(new StripeWorkers(this, stripeCount(), threads));
   int64_t fitting = kBufferBudget / static_cast<int64_t>(std::max<size_t>(largestStripe, 1));
   maxBuffers = static_cast<int>(std::max<int64_t>(2, std::min<int64_t>(fitting, workers->threadCount() + 2)));
   ahead = maxBuffers - 1;

@@ -16,9 +16,10 @@
 // what the whole block would take.
 //
 // Stripes are numbered in blob order here (0 holds the blob's first byte),
-// whatever order the block's table lists them in. Positions in the blob and
-// in the file are 64-bit, so that later formats with several blocks or
-// larger sizes can hand the reader more stripes than one table holds.
+// whatever order the block's table lists them in. A package of several
+// blocks (block_table.h) hands the reader all of them: their stripes make
+// one list, each block's shifted to where its records start in the blob.
+// Positions in the blob and in the file are 64-bit.
 //
 // Thread rules: one thread calls the reader. Workers run runStripe(); the
 // StripeWorkers lock orders their writes before the caller's reads.
@@ -42,12 +43,26 @@ class StripeReader : private StripeJob {
   StripeReader& operator=(const StripeReader&) = delete;
   ~StripeReader() override;
 
+  // One solid block: where it starts in `file`, how many bytes of it may be
+  // read, where its records start in the blob and how long they are (-1:
+  // as long as its table says).
+  struct Block {
+    int64_t offset;
+    int64_t size;
+    int64_t blobStart;
+    int64_t blobSize;
+  };
+
   // Reads and checks the table of the solid block at `blockOffset` of
   // `file`, of which `blockSize` bytes may be read, and makes `codec` the
   // one that inflates its stripes (the reader owns it). Gives 0, or a code
   // of solid_decompressor.h (-11 to -28). `threads` workers inflate (0: the
   // pool's default count).
   int open(PackageFile* file, int64_t blockOffset, int64_t blockSize, StripedSolidDecompressor* codec, int threads);
+  // The same for several blocks, whose records follow one another in the
+  // blob in the order given: a block must start where the one before ends
+  // and tile the length it claims, else kSolidNotTiled.
+  int open(PackageFile* file, const std::vector<Block>& blocks, StripedSolidDecompressor* codec, int threads);
 
   int64_t blobSize() const { return blob; }
   int stripeCount() const { return static_cast<int>(stripes.size()); }
@@ -57,10 +72,10 @@ class StripeReader : private StripeJob {
   }
   // The stripe that holds blob byte `position`, or -1 outside the blob.
   int stripeAt(int64_t position) const;
-  // Where, from the block's first byte, the head ends, the first compressed
-  // stream begins and the last one ends. Bytes between the first two are a
-  // gap that the block's layout allows; the record index (record_index.h)
-  // keeps its pointer there.
+  // Where, from the first block's first byte, its head ends, its first
+  // compressed stream begins and its last one ends. Bytes between the first
+  // two are a gap that the block's layout allows; the record index
+  // (record_index.h) of a single block keeps its pointer there.
   int64_t headEnd() const { return headSize; }
   int64_t streamsStart() const { return firstStream; }
   int64_t streamsEnd() const { return lastStreamEnd; }
