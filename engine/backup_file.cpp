@@ -33,22 +33,6 @@ uint64_t getLittleEndian(const unsigned char* in, int bytes) {
   return value;
 }
 
-// XORs `count` bytes that stand at `offset` of data `length` bytes long into
-// `sum`: a byte inside a complete 32-bit word goes to its place in the
-// little-endian word, a byte of the last incomplete word into the low byte.
-// As XOR works on each byte alone, blocks may be of any size.
-uint32_t addToCheckSum(uint32_t sum, const unsigned char* data, uint32_t count, int64_t offset, int64_t length) {
-  int64_t wholeWords = length - (length & 3);
-  for (uint32_t i = 0; i < count; i++) {
-    int64_t at = offset + i;
-    if (at < wholeWords)
-      sum ^= static_cast<uint32_t>(data[i]) << (8 * (at & 3));
-    else
-      sum ^= data[i];
-  }
-  return sum;
-}
-
 // Opens an existing file for reading, as a copy source or to see whether it
 // is there.
 int openForReading(QUtils::PFileStream* stream, const char* path) {
@@ -57,6 +41,21 @@ int openForReading(QUtils::PFileStream* stream, const char* path) {
 }
 
 }  // namespace
+
+void BackupCheckSum::add(const unsigned char* data, size_t size) {
+  // As XOR works on each byte alone, a byte inside a complete word goes to
+  // its place in the little-endian word and a byte of the last incomplete
+  // word into the low byte, wherever the pieces are cut.
+  const int64_t wholeWords = length - (length & 3);
+  for (size_t i = 0; i < size; i++) {
+    int64_t at = offset + static_cast<int64_t>(i);
+    if (at < wholeWords)
+      sum ^= static_cast<uint32_t>(data[i]) << (8 * (at & 3));
+    else
+      sum ^= data[i];
+  }
+  offset += static_cast<int64_t>(size);
+}
 
 BackupFile::BackupFile() : backupMode(kClosed), hasError(0) {}
 
@@ -303,15 +302,15 @@ uint32_t BackupFile::computeCheckSum(const char* path) {
   int64_t length = file.size();
   if (length <= 0) return 0;
   unsigned char* block = new unsigned char[kBlockSize];
-  uint32_t sum = static_cast<uint32_t>(length);
+  BackupCheckSum sum(length);
   int64_t offset = 0;
   while (offset < length) {
     uint32_t want = length - offset < kBlockSize ? static_cast<uint32_t>(length - offset) : kBlockSize;
     uint32_t got = 0;
     if (file.read(block, want, &got) != 0 || got == 0) break;
-    sum = addToCheckSum(sum, block, got, offset, length);
+    sum.add(block, got);
     offset += got;
   }
   delete[] block;
-  return sum;
+  return sum.value();
 }

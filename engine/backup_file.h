@@ -17,6 +17,7 @@
 #ifndef QLUX_ENGINE_BACKUP_FILE_H_
 #define QLUX_ENGINE_BACKUP_FILE_H_
 
+#include <cstddef>
 #include <cstdint>
 
 #include "foundation/charstring.h"
@@ -28,6 +29,23 @@ class InstallerUI;
 namespace QUtils {
 class PConsole;
 }
+
+// The check sum of a backup record, over data given in pieces of any size
+// and in order: the data's length, XORed with each whole little-endian
+// 32-bit word, and each byte of a last incomplete word XORed into the low
+// byte.
+class BackupCheckSum {
+ public:
+  // For data of `length` bytes in all.
+  explicit BackupCheckSum(int64_t length) : sum(static_cast<uint32_t>(length)), length(length), offset(0) {}
+  void add(const unsigned char* data, size_t size);
+  uint32_t value() const { return sum; }
+
+ private:
+  uint32_t sum;
+  int64_t length;
+  int64_t offset;  // bytes added so far
+};
 
 class BackupFile : public QUtils::PFileStream {
  public:

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -274,6 +275,25 @@ TEST_F(BackupFileTest, RecognisesBackupsAndSumsFiles) {
   std::string data = pattern(3 * 32768 + 1003, 11);
   writeFile(path("long"), data);
   EXPECT_EQ(referenceCheckSum(data), BackupFile::computeCheckSum(path("long").c_str()));
+
+  // The sum of data handed over in pieces, as a file stage does while the
+  // stripes inflate, wherever the pieces are cut: inside a word, and into
+  // the incomplete last one.
+  std::string odd = pattern(103, 5);
+  for (size_t first = 0; first <= odd.size(); first += 7) {
+    for (size_t second : {size_t(1), size_t(4), size_t(13)}) {
+      BackupCheckSum sum(static_cast<int64_t>(odd.size()));
+      const unsigned char* bytes = reinterpret_cast<const unsigned char*>(odd.data());
+      size_t at = std::min(first, odd.size());
+      sum.add(bytes, at);
+      while (at < odd.size()) {
+        size_t piece = std::min(second, odd.size() - at);
+        sum.add(bytes + at, piece);
+        at += piece;
+      }
+      ASSERT_EQ(referenceCheckSum(odd), sum.value()) << first << " then " << second;
+    }
+  }
 }
 
 }  // namespace

@@ -102,7 +102,7 @@ int Installer::readFileSets() {
       if (packed >= 0) {
         const COMPFILEINFO& info = package.files[packed];
         entry.packageIndex = packed;
-        entry.size = info.fileSize;
+        entry.size = info.size;
         std::memcpy(entry.md5, info.md5, sizeof entry.md5);
       }
       fileNames.add(entry);

@@ -11,6 +11,7 @@ void addPackedFile(Installer& engine, const char* key, uint32_t size, unsigned c
   COMPFILEINFO info;
   std::memset(&info, 0, sizeof info);
   info.fileSize = info.storedSize = size;
+  info.size = size;
   std::memset(info.md5, digestByte, sizeof info.md5);
   QUtils::copyText(info.key, key, sizeof info.key);
   engine.package.files.add(info);

@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 #include <unordered_set>
+#include <vector>
 
 #include "engine/backup_file.h"
 #include "engine/installer.h"
@@ -23,8 +24,12 @@
 
 namespace {
 
-// Existing files at least this large are taken as different unread.
-const int64_t kCompareLimit = 0x40000000;
+// An existing file is read this much at a time to compare it with the
+// package's: files of any size are compared in bounded memory.
+const uint32_t kCompareChunk = 1 << 20;
+// A write of more than this is cut into pieces: the stream counts in 32
+// bits.
+const size_t kLargestWrite = 0x40000000;
 // Files with ExpandVarsInFile are expanded below this size, into a text of
 // at most this many bytes with its NUL.
 const uint32_t kExpandLimit = 8192;
@@ -59,29 +64,16 @@ const char* baseName(const char* path) {
   return base;
 }
 
-// The backup file's check sum of data in memory: the length, XORed with
-// each whole little-endian 32-bit word, and each byte of a last incomplete
-// word XORed into the low byte.
-uint32_t checkSumOf(const unsigned char* data, uint32_t size) {
-  uint32_t sum = size;
-  uint32_t whole = size & ~3u;
-  for (uint32_t i = 0; i < whole; i += 4) {
-    sum ^= static_cast<uint32_t>(data[i]) | static_cast<uint32_t>(data[i + 1]) << 8 |
-           static_cast<uint32_t>(data[i + 2]) << 16 | static_cast<uint32_t>(data[i + 3]) << 24;
-  }
-  for (uint32_t i = whole; i < size; i++) sum ^= data[i];
-  return sum;
-}
-
 // What stands at the target before it is written.
 struct TargetState {
   bool exists = false;
   bool same = false;
 };
 
-// A target exists if it opens for reading; it is the same if it is smaller
-// than kCompareLimit, reads whole, and has the package record's digest.
-TargetState lookAtTarget(const char* target, const unsigned char* digest) {
+// A target exists if it opens for reading; it is the same if it has the
+// package file's length, reads whole, and has the package record's digest.
+// It is read a piece at a time, so a file of any size is compared.
+TargetState lookAtTarget(const char* target, const unsigned char* digest, uint64_t packedSize) {
   TargetState state;
   QUtils::PFileStream file;
   if (file.openFile(target, QUtils::kGenericRead, QUtils::kShareRead | QUtils::kShareWrite,
@@ -89,28 +81,64 @@ TargetState lookAtTarget(const char* target, const unsigned char* digest) {
     return state;
   state.exists = true;
   int64_t size = file.size();
-  if (size >= 0 && size < kCompareLimit) {
-    QUtils::RefArray<unsigned char> old(static_cast<uint32_t>(size) + 1);
-    uint32_t got = 0;
-    if (old.get() && file.read(old.get(), static_cast<uint32_t>(size), &got) == 0 && got == size) {
-      unsigned char oldDigest[kMD5DigestSize];
-      MD5::digest(old.get(), got, oldDigest);
-      state.same = std::memcmp(oldDigest, digest, kMD5DigestSize) == 0;
+  // Another length can't give the same digest: nothing need be read.
+  if (size >= 0 && static_cast<uint64_t>(size) == packedSize) {
+    std::vector<unsigned char> chunk(kCompareChunk);
+    MD5 md5;
+    int64_t done = 0;
+    while (done < size) {
+      uint32_t want = size - done < kCompareChunk ? static_cast<uint32_t>(size - done) : kCompareChunk;
+      uint32_t got = 0;
+      if (file.read(chunk.data(), want, &got) != 0 || got != want) break;
+      md5.update(chunk.data(), got);
+      done += got;
     }
+    unsigned char oldDigest[kMD5DigestSize];
+    md5.finish(oldDigest);
+    state.same = done == size && std::memcmp(oldDigest, digest, kMD5DigestSize) == 0;
   }
   file.close();
   return state;
 }
 
-// Makes the target anew and writes `data` whole. False if it couldn't be
-// made or the write fell short.
-bool writeTarget(const char* target, const unsigned char* data, uint32_t size, bool* outCreated) {
+bool writeAll(QUtils::PFileStream* file, const unsigned char* data, size_t size) {
+  while (size > 0) {
+    uint32_t piece = static_cast<uint32_t>(size < kLargestWrite ? size : kLargestWrite);
+    uint32_t written = 0;
+    if (file->write(data, piece, &written) != 0 || written != piece) return false;
+    data += piece;
+    size -= piece;
+  }
+  return true;
+}
+
+// Makes the target anew and writes its content: `text` when it isn't null,
+// otherwise the package file that `reader` reads, as its bytes come. False
+// if it couldn't be made or a write fell short; `outCreated` says whether
+// it was made.
+bool writeTarget(const char* target, const char* text, PackageFileReader* reader, bool* outCreated) {
   QUtils::PFileStream file;
   *outCreated = false;
   if (file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways) != 0) return false;
   *outCreated = true;
-  uint32_t written = 0;
-  bool ok = size == 0 || (file.write(data, size, &written) == 0 && written == size);
+  bool ok = true;
+  if (text) {
+    ok = writeAll(&file, reinterpret_cast<const unsigned char*>(text), std::strlen(text));
+  } else {
+    for (;;) {
+      const unsigned char* data = nullptr;
+      size_t size = 0;
+      if (reader->next(&data, &size) != 0) {
+        ok = false;
+        break;
+      }
+      if (size == 0) break;
+      if (!writeAll(&file, data, size)) {
+        ok = false;
+        break;
+      }
+    }
+  }
   if (file.close() != 0) ok = false;
   return ok;
 }
@@ -139,7 +167,9 @@ class FileStage : public StripeWaiter {
   void pumpQuietly() {
     if (ui) ui->pumpEventsQuietly();
   }
-  void saveOldFile(const char* target, const unsigned char* data, uint32_t size);
+  // Saves the file at `target` into the backup, with the check sum of the
+  // package file `packed` that replaces it.
+  void saveOldFile(const char* target, int packed);
 
   Installer* engine;
   InstallerUI* ui;
@@ -159,8 +189,20 @@ void FileStage::report(const Verb& verb, bool failed, const char* target, int in
   fileLine(message, index % 32 == 0);
 }
 
-void FileStage::saveOldFile(const char* target, const unsigned char* data, uint32_t size) {
-  uint32_t sum = checkSumOf(data, size);
+void FileStage::saveOldFile(const char* target, int packed) {
+  // The new data is read once for its check sum before the old file is
+  // saved, and again when it is written: the backup record, which goes
+  // first, must carry it.
+  PackageFileReader reader;
+  uint32_t sum = 0;
+  if (engine->readFile(packed, &reader, nullptr) == 0) {
+    BackupCheckSum check(static_cast<int64_t>(reader.size()));
+    const unsigned char* data = nullptr;
+    size_t size = 0;
+    while (reader.next(&data, &size) == 0 && size > 0) check.add(data, size);
+    sum = check.value();
+  }
+  reader.close();
   pumpQuietly();
   QUtils::ErrorChain error;
   backup->addFile(error, target, QUtils::kMaxPath, sum, true);
@@ -216,23 +258,23 @@ void FileStage::installEntry(int index, int count) {
   if (ui) ui->setDestinationText(target);
 
   // A missing package file ends the step without a line: there is nothing
-  // that could be undone.
-  // The data is used where the package holds it, without a copy.
+  // that could be undone. The data is read where the package holds it, as
+  // the stripes inflate, whatever the file's size.
   int packed = engine->findFile(entry.alias);
-  PackageFileView data;
+  PackageFileReader data;
   unsigned char digest[kMD5DigestSize];
-  if (packed < 0 || engine->viewFile(packed, &data, digest) != 0) {
+  if (packed < 0 || engine->readFile(packed, &data, digest) != 0) {
     if (!entry.okIfMissing) {
       engine->log("ERROR: \"%s\" is not in the package", entry.alias);
       errors++;
     }
     return;
   }
-  const uint32_t size = data.size();
+  const uint64_t size = data.size();
 
-  TargetState state = lookAtTarget(target, digest);
+  TargetState state = lookAtTarget(target, digest, size);
   bool replacing = state.exists && !state.same;
-  if (replacing && entry.backupExisting) saveOldFile(target, data.data(), size);
+  if (replacing && entry.backupExisting) saveOldFile(target, packed);
   if (!state.exists && entry.backupExisting && engine->journal.kind == Journal::kInstall) {
     // Logged OVER, the file would outlive an undo; the journal says that
     // nothing stood there.
@@ -242,7 +284,8 @@ void FileStage::installEntry(int index, int count) {
 
   // The digest was taken of the data as packed, so an expanded file is
   // always written anew.
-  bool writing = !state.same || (entry.expandVarsInFile && size < kExpandLimit);
+  const bool expand = entry.expandVarsInFile && size < kExpandLimit;
+  bool writing = !state.same || expand;
 
   // The line comes before the write, and stands whether the write works or
   // not: a file that fails half way, or an older version that couldn't be
@@ -251,27 +294,32 @@ void FileStage::installEntry(int index, int count) {
   engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
   pumpQuietly();
 
-  const unsigned char* content = data.data();
-  uint32_t length = size;
   char expanded[kExpandLimit];
-  if (entry.expandVarsInFile && size < kExpandLimit) {
-    // The package's bytes have no NUL behind them.
-    char text[kExpandLimit];
-    std::memcpy(text, data.data(), size);
-    text[size] = 0;
-    engine->expandVariables(text, expanded, sizeof expanded);
-    content = reinterpret_cast<const unsigned char*>(expanded);
-    length = static_cast<uint32_t>(std::strlen(expanded));
+  const char* text = nullptr;
+  if (expand) {
+    // The file is small: read whole, with a NUL behind it, and expanded.
+    char raw[kExpandLimit];
+    const unsigned char* bytes = nullptr;
+    size_t piece = 0;
+    size_t length = 0;
+    while (data.next(&bytes, &piece) == 0 && piece > 0 && length + piece < sizeof raw) {
+      std::memcpy(raw + length, bytes, piece);
+      length += piece;
+    }
+    raw[length] = 0;
+    engine->expandVariables(raw, expanded, sizeof expanded);
+    text = expanded;
   }
 
   bool failed = false;
   if (writing) {
     // A file already there that can't be opened for writing (a running
-    // program, a locked file) is asked to go first.
+    // program, a locked file) is asked to go first. Nothing was read from
+    // the package while the target wouldn't open.
     bool created = false;
-    bool ok = writeTarget(target, content, length, &created);
+    bool ok = writeTarget(target, text, &data, &created);
     if (!created && state.exists && engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
-      ok = writeTarget(target, content, length, &created);
+      ok = writeTarget(target, text, &data, &created);
     if (!created) engine->log("ERROR: \"%s\" can't be written", target);
     failed = !ok;
   }

@@ -68,6 +68,10 @@ class Installer : public InstallExchangeInfo {
   int viewFile(int index, PackageFileView* view, unsigned char* outDigest) {
     return package.viewFile(index, view, outDigest);
   }
+  // Starts `reader` on file `index`, for a file of any size.
+  int readFile(int index, PackageFileReader* reader, unsigned char* outDigest) {
+    return reader->open(&package, index, outDigest);
+  }
   QUtils::RefArray<unsigned char> getFileData(const char* key, uint32_t* outSize) override;
   // The run, from the loaded package to the end of the wizard. 0, the
   // non-zero result of ui->run(), or -1.

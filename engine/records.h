@@ -52,7 +52,7 @@ struct FILENAMES {
   char dest[1559];       // Dest, not yet expanded; empty: a package item only
   char alias[258];       // the key of the file in the package
   char fileName[258];    // the base name it is written under
-  uint32_t size;         // unpacked size from the package table
+  uint64_t size;         // unpacked size from the package table
   int32_t packageIndex;  // index into the package's file table, -1 if absent
   unsigned char md5[16];
   unsigned char expandVarsInFile;
