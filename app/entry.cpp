@@ -57,19 +57,32 @@ void logArguments(QUtils::Parameters& parameters, QUtils::PFileConsole* log) {
 
 }  // namespace
 
-void tellUser(const RunOptions& options, EntryMessage message) {
-  if (options.gui && Host::hasMessageBox()) {
-    const char* text = message == kMessageNoAdminRights ? QLUX_ADMIN_GRAPHICAL
-                       : message == kMessageBadBin      ? QLUX_BAD_BIN
-                                                        : QLUX_BAD_CHECKSUM;
+void tellUser(const RunOptions& options, EntryMessage message, const char* detail) {
+  const bool box = options.gui && Host::hasMessageBox();
+  char text[QUtils::kMaxPath + 512];
+  switch (message) {
+    case kMessageNoAdminRights:
+      std::snprintf(text, sizeof text, "%s", box ? QLUX_ADMIN_GRAPHICAL : QLUX_ADMIN_CONSOLE);
+      break;
+    case kMessageBadBin:
+      std::snprintf(text, sizeof text, "%s", QLUX_BAD_BIN);
+      break;
+    case kMessageBadChecksum:
+      std::snprintf(text, sizeof text, "%s", QLUX_BAD_CHECKSUM);
+      break;
+    case kMessagePartMissing:
+      std::snprintf(text, sizeof text, QLUX_PART_MISSING, detail);
+      break;
+    case kMessagePartDamaged:
+      std::snprintf(text, sizeof text, QLUX_PART_DAMAGED, detail);
+      break;
+  }
+  if (box) {
     Host::showMessageBox(text, QLUX_MESSAGE_TITLE,
                          message == kMessageNoAdminRights ? Host::kIconWarning : Host::kIconError);
     return;
   }
-  if (message == kMessageNoAdminRights)
-    std::printf("%s", QLUX_ADMIN_CONSOLE);
-  else
-    std::printf("%s\n", message == kMessageBadBin ? QLUX_BAD_BIN : QLUX_BAD_CHECKSUM);
+  std::printf(message == kMessageNoAdminRights ? "%s" : "%s\n", text);
   std::fflush(stdout);
 }
 

@@ -15,8 +15,9 @@ int qluxEntry(int argc, char** argv);
 
 // Tells the user something before a front end exists: a message box in a
 // graphical run where the system has one, standard output otherwise.
-enum EntryMessage { kMessageNoAdminRights, kMessageBadBin, kMessageBadChecksum };
-void tellUser(const RunOptions& options, EntryMessage message);
+// The part messages name the package file given as `detail`.
+enum EntryMessage { kMessageNoAdminRights, kMessageBadBin, kMessageBadChecksum, kMessagePartMissing, kMessagePartDamaged };
+void tellUser(const RunOptions& options, EntryMessage message, const char* detail = "");
 
 // The second-stage command line that the first stage starts: the program
 // copy, the log copy and the application's name, then -gui=0, -quiet=1 and

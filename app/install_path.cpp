@@ -36,7 +36,12 @@ int loadPackage(Installer* engine, const RunOptions& options, QUtils::PFileConso
     return -1;
   }
   log->printf("Checksum successfuly verified");
-  return engine->openPackage(path, offset, options.runFlags);
+  int result = engine->openPackage(path, offset, options.runFlags);
+  if (result == kPackagePartMissing || result == kPackagePartDamaged) {
+    tellUser(options, result == kPackagePartMissing ? kMessagePartMissing : kMessagePartDamaged,
+             engine->package.problemFile());
+  }
+  return result;
 }
 
 }  // namespace

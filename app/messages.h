@@ -11,6 +11,14 @@
 #define QLUX_BAD_CHECKSUM                                                      \
   "The checksum of the installer doesn't match. This could indicate a broken " \
   "download.\nPlease, try downloading again!"
+// A package file that travels beside the installer is missing or damaged;
+// %s is its path.
+#define QLUX_PART_MISSING                                                  \
+  "The installer can't find its package file %s. Keep all files of the " \
+  "download together in one folder."
+#define QLUX_PART_DAMAGED                                                 \
+  "The package file %s is damaged. This could indicate a broken download." \
+  "\nPlease, try downloading it again!"
 // An uninstaller whose action log or template can't be read: it has not
 // changed anything.
 #define QLUX_UNINSTALL_UNREADABLE                                           \

@@ -2,7 +2,7 @@
 // the directory that holds the template's files.
 //
 //   qlux-pack --stub PROGRAM --template FILE --source DIR -o OUTPUT
-//             [--stripes N] [--level L] [--not-solid] [--bare]
+//             [--stripes N] [--level L] [--not-solid] [--bare] [--split SIZE]
 //
 // Exit code 0 on success; 1 with a message on standard error otherwise, and
 // then no output file.
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "foundation/text.h"
+#include "tools/pack/package_output.h"
 #include "tools/pack/package_writer.h"
 #include "tools/pack/template_entries.h"
 
@@ -20,7 +21,7 @@ namespace {
 
 const char kUsage[] =
     "usage: qlux-pack --stub PROGRAM --template FILE --source DIR -o OUTPUT\n"
-    "                 [--stripes N] [--level L] [--not-solid] [--bare]\n"
+    "                 [--stripes N] [--level L] [--not-solid] [--bare] [--split SIZE]\n"
     "\n"
     "  --stub PROGRAM   the installer program the package is appended to\n"
     "  --template FILE  the installation template, packed as \"install.xml\"\n"
@@ -32,10 +33,16 @@ const char kUsage[] =
     "  --not-solid      compress each file on its own instead of one solid block\n"
     "  --bare           write only the package, without stub and checksum,\n"
     "                   for `qlux-setup -bin=OUTPUT`\n"
+    "  --split SIZE     write no file longer than SIZE (such as 2G or 700M): the\n"
+    "                   package goes on in OUTPUT-1.qpk, OUTPUT-2.qpk, ... beside\n"
+    "                   the installer (named without its extension), which must\n"
+    "                   travel with it\n"
     "\n"
     "Each FN of each FileSet is packed under its Alias, or else under its path\n"
     "with every '/' and '\\' removed. A template that lists its own file is\n"
     "taken from --template when the source directory doesn't hold it.\n"
+    "Files that come to more than 1 GiB go into several solid blocks, which\n"
+    "only a stub that carries the text SupportsLargePackages reads.\n"
     "OLD_CHECKSUMMING=1 writes the old checksum record.\n";
 
 int fail(const std::string& message) {
@@ -58,6 +65,8 @@ int main(int argc, char** argv) {
   options.level = -1;
   options.notSolid = false;
   options.bare = false;
+  options.splitSize = 0;
+  options.blockLimit = 0;
 
   for (int i = 1; i < argc; i++) {
     std::string option = argv[i];
@@ -74,7 +83,7 @@ int main(int argc, char** argv) {
       continue;
     }
     if (option != "--stub" && option != "--template" && option != "--source" && option != "-o" &&
-        option != "--stripes" && option != "--level") {
+        option != "--stripes" && option != "--level" && option != "--split" && option != "--block-limit") {
       std::fputs(kUsage, stderr);
       return fail("unknown option " + option);
     }
@@ -92,6 +101,14 @@ int main(int argc, char** argv) {
       if (!parseNumber(value, 1, 256, &options.stripes)) {
         return fail("--stripes takes 1 to 256, not " + std::string(value));
       }
+    } else if (option == "--split") {
+      options.splitSize = parseSize(value);
+      if (options.splitSize < (1 << 20)) return fail("--split takes a size of at least 1M, not " + std::string(value));
+    } else if (option == "--block-limit") {
+      // Packages of several blocks on a small scale, for tests.
+      options.blockLimit = parseSize(value);
+      if (options.blockLimit < 4096 || options.blockLimit > 0x40000000)
+        return fail("--block-limit takes 4K to 1G, not " + std::string(value));
     } else if (!parseNumber(value, 0, 9, &options.level)) {
       return fail("--level takes 0 to 9, not " + std::string(value));
     }
@@ -109,5 +126,6 @@ int main(int argc, char** argv) {
   if (!writeInstaller(options, entries, &result, &error)) return fail(error);
   std::printf("qlux-pack: wrote %s: %d files, %llu bytes of data, package at offset %llu, %llu bytes in all\n",
               options.output.c_str(), result.files, result.dataSize, result.packageOffset, result.outputSize);
+  if (result.packageFiles > 0) std::printf("qlux-pack: and %d package files beside it\n", result.packageFiles);
   return 0;
 }

@@ -19,6 +19,7 @@
 #include "package/md5.h"
 #include "package/record_index.h"
 #include "package/solid_compressor.h"
+#include "tools/pack/package_output.h"
 
 namespace {
 
@@ -29,6 +30,9 @@ const size_t kOffsetMarkerSize = sizeof(kOffsetMarker);
 const char kSolidCapability[] = "SupportsSolidZlib";
 const char kSignedCapability[] = "SupportsSignedInstallers";
 const char kTemplateKey[] = "install.xml";
+// What a split installer keeps free below the split size: room for its
+// checksum record and a signature's certificate table.
+const int64_t kSplitReserve = 64 << 10;
 
 // One record to pack.
 struct PackedFile {
@@ -161,44 +165,6 @@ std::string recordHeader(uint32_t magic, uint32_t fileSize, uint32_t storedSize,
   return header;
 }
 
-// The installer being written: a counted sink for the compressed streams,
-// and positioned writes for the head that is filled in last.
-class OutputFile : public SolidBlockSink {
- public:
-  OutputFile() : file(nullptr), count(0) {}
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
-  ~OutputFile() { close(); }
-
-  bool open(const std::string& path) {
-    file = QUtils::openFile(path.c_str(), "wb");
-    if (file) std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
-    return file != nullptr;
-  }
-  bool write(const void* data, size_t size) override {
-    if (size == 0) return true;
-    if (std::fwrite(data, 1, size, file) != size) return false;
-    count += static_cast<int64_t>(size);
-    return true;
-  }
-  // Writes `data` at `position`, then goes back to the end.
-  bool writeAt(int64_t position, const std::string& data) {
-    return fseeko(file, static_cast<off_t>(position), SEEK_SET) == 0 &&
-           std::fwrite(data.data(), 1, data.size(), file) == data.size() && fseeko(file, 0, SEEK_END) == 0;
-  }
-  bool close() {
-    if (!file) return true;
-    bool ok = std::fclose(file) == 0;
-    file = nullptr;
-    return ok;
-  }
-  int64_t size() const { return count; }
-
- private:
-  FILE* file;
-  int64_t count;
-};
-
 // Reads a file that measured `size` bytes into `buffer`, whole. False if it
 // can't be read or no longer has that size.
 bool readSource(const std::string& path, int64_t size, std::vector<unsigned char>* buffer) {
@@ -212,13 +178,13 @@ bool readSource(const std::string& path, int64_t size, std::vector<unsigned char
   return ok;
 }
 
-// The sizes of the files, taken before any is read: the record stream's
-// length fixes the stripes, and a package that the format can't hold is
-// refused here, before anything is compressed, rather than by the
-// installer.
+// The sizes of the files, taken before any is read: they fix the blocks and
+// their stripes, and a package that the format can't hold is refused here,
+// before anything is compressed, rather than by the installer. A package
+// that isn't solid holds each file whole in memory, and places its records
+// with 32-bit sizes.
 bool measureFiles(const PackOptions& options, const std::vector<PackedFile>& files, std::vector<int64_t>* sizes,
-                  int64_t* blobSize, std::string* error) {
-  int64_t blob = kRecordHeaderSize;  // the end record
+                  std::string* error) {
   for (const PackedFile& file : files) {
     struct stat status;
     if (stat(QUtils::systemPath(file.source.c_str()).getText(), &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -226,160 +192,361 @@ bool measureFiles(const PackOptions& options, const std::vector<PackedFile>& fil
       return false;
     }
     int64_t size = static_cast<int64_t>(status.st_size);
-    if (size > kBlobLimit) {
-      *error = file.source + " is larger than 1 GiB (" + file.where + ")";
+    if (options.notSolid && size > kBlobLimit) {
+      *error = file.source + " is larger than the 1 GiB that a package that isn't solid holds (" + file.where + ")";
       return false;
     }
     sizes->push_back(size);
-    blob += kRecordHeaderSize + size;
   }
-  if (!options.notSolid && blob > kBlobLimit) {
-    *error = "the files come to " + std::to_string(blob) + " bytes with their records, more than the " +
-             std::to_string(kBlobLimit) + " (1 GiB) that a solid package holds";
-    return false;
-  }
-  *blobSize = blob;
   return true;
 }
 
-// Writes the records behind the package header: for a solid package into
-// a SolidBlockWriter, which deflates them stripe by stripe on its workers
-// and hands the streams to the output in order; otherwise straight to the
-// output, each file's data deflated on its own.
-class RecordWriter {
- public:
-  RecordWriter(const PackOptions& options, OutputFile* output) : options(options), output(output) {}
-  RecordWriter(const RecordWriter&) = delete;
-  RecordWriter& operator=(const RecordWriter&) = delete;
+// Files up to this size are read once, whole, for their digest and their
+// data; larger ones are read twice a piece at a time, first for the digest
+// that their record's header carries, then for the data.
+const int64_t kWholeReadLimit = 16 << 20;
+const size_t kReadPiece = 4 << 20;
+// A file split across blocks leaves no piece shorter than this at the end
+// of a block; the block is closed there instead.
+const int64_t kSmallestPiece = 1 << 20;
+// What a stub says when it reads packages of several blocks.
+const char kLargeCapability[] = "SupportsLargePackages";
 
-  bool begin(int64_t blobSize, std::string* error) {
-    packageStart = output->size() - kPackageHeaderSize;
-    if (options.notSolid) return true;
-    codec.reset(createSolidCompressor(kSolidMethodZlib, options.level));
-    int stripes = options.stripes > 0 ? options.stripes : chooseStripeCount(blobSize);
-    // The record index's pointer goes in the gap in front of the streams.
-    if (codec) block.reset(new SolidBlockWriter(codec.get(), output, blobSize, stripes, 0, kRecordIndexPointerSize));
-    if (!block || block->check() != 0) {
-      *error = "cannot set up the compressor for " + std::to_string(stripes) + " stripes of " +
-               std::to_string(blobSize) + " bytes";
-      return false;
+// One record of the plan: a file's bytes from `offset`, `size` of them;
+// `continued` when the file goes on in the next record.
+struct Slice {
+  size_t file;
+  int64_t offset;
+  int64_t size;
+  bool continued;
+};
+
+// One solid block: its records and the length they come to with their
+// headers (and the end record, in the last block).
+struct BlockPlan {
+  std::vector<Slice> slices;
+  int64_t blob = 0;
+};
+
+// Cuts the record stream into blocks of at most `limit` bytes: a file
+// goes whole into the block being filled if it fits, else into a new one;
+// a file too large for any block is split into records that fill blocks.
+std::vector<BlockPlan> planBlocks(const std::vector<int64_t>& sizes, int64_t limit) {
+  std::vector<BlockPlan> blocks(1);
+  const int64_t header = kRecordHeaderSize;
+  const int64_t smallest = std::min(kSmallestPiece, limit / 4);
+  for (size_t i = 0; i < sizes.size(); i++) {
+    if (blocks.back().blob + header + sizes[i] <= limit) {
+      blocks.back().slices.push_back({i, 0, sizes[i], false});
+      blocks.back().blob += header + sizes[i];
+      continue;
     }
-    headAt = output->size();
-    // Room for the head and the pointer, which are filled in at the end.
-    const std::string room(static_cast<size_t>(block->headSize() + block->gapSize()), '\0');
-    return output->write(room.data(), room.size()) || fail("cannot write the output", error);
+    if (header + sizes[i] <= limit) {
+      blocks.emplace_back();
+      blocks.back().slices.push_back({i, 0, sizes[i], false});
+      blocks.back().blob = header + sizes[i];
+      continue;
+    }
+    for (int64_t offset = 0; offset < sizes[i];) {
+      int64_t room = limit - blocks.back().blob - header;
+      if (room < smallest) {
+        blocks.emplace_back();
+        continue;
+      }
+      int64_t take = std::min(room, sizes[i] - offset);
+      blocks.back().slices.push_back({i, offset, take, offset + take < sizes[i]});
+      blocks.back().blob += header + take;
+      offset += take;
+    }
   }
+  // The end record closes the last block.
+  if (blocks.back().blob + header > limit) blocks.emplace_back();
+  blocks.back().blob += header;
+  return blocks;
+}
 
-  bool addFile(const PackedFile& file, const std::vector<unsigned char>& data, std::string* error) {
-    unsigned char digest[kMD5DigestSize];
-    MD5::digest(data.data(), data.size(), digest);
-    uint32_t size = static_cast<uint32_t>(data.size());
-    uint32_t flags = isImageName(file.name) ? kRecordFlagImage : 0;
-    if (block) {
-      std::string header = recordHeader(kRecordMagicFile, size, size, flags, digest, file.name, file.key);
-      index.add(blobOffset, reinterpret_cast<const unsigned char*>(header.data()));
-      blobOffset += kRecordHeaderSize + static_cast<int64_t>(size);
-      return add(header.data(), header.size(), error) && add(data.data(), data.size(), error);
+// A source file read for its record: its digest first, then its data in
+// pieces, in order.
+class SourceFile {
+ public:
+  SourceFile() {}
+  SourceFile(const SourceFile&) = delete;
+  SourceFile& operator=(const SourceFile&) = delete;
+  ~SourceFile() { close(); }
+
+  // Opens the file that measured `size` bytes and takes its MD5 digest.
+  // False if it can't be read or no longer has that size.
+  bool open(const std::string& path, int64_t size, unsigned char digest[kMD5DigestSize]) {
+    close();
+    length = size;
+    handedOut = 0;
+    if (size <= kWholeReadLimit) {
+      if (!readSource(path, size, &whole)) return false;
+      MD5::digest(whole.data(), whole.size(), digest);
+      return true;
     }
-    size_t length = deflateZlibBound(data.size());
-    deflated.resize(length);
-    if (deflateZlibStream(deflated.data(), &length, data.data(), data.size(), options.level) != 0) {
-      return fail("cannot compress " + file.source, error);
+    whole.clear();
+    file = QUtils::openFile(path.c_str(), "rb");
+    if (!file) return false;
+    piece.resize(kReadPiece);
+    MD5 md5;
+    int64_t read = 0;
+    size_t got;
+    while ((got = std::fread(piece.data(), 1, piece.size(), file)) > 0) {
+      md5.update(piece.data(), got);
+      read += static_cast<int64_t>(got);
     }
-    std::string header =
-        recordHeader(kRecordMagicFile, size, static_cast<uint32_t>(length), flags, digest, file.name, file.key);
-    if (!output->write(header.data(), header.size()) || !output->write(deflated.data(), length)) {
-      return fail("cannot write the output", error);
+    md5.finish(digest);
+    return !std::ferror(file) && read == size && fseeko(file, 0, SEEK_SET) == 0;
+  }
+  // The next `size` bytes (at most kReadPiece) in `*data`. False on a short
+  // read.
+  bool next(size_t size, const unsigned char** data) {
+    if (!file) {
+      *data = whole.data() + handedOut;
+    } else {
+      if (std::fread(piece.data(), 1, size, file) != size) return false;
+      *data = piece.data();
     }
-    if (output->size() - packageStart > 0x7fff0000) return fail("the package passes 2 GiB (at " + file.source + ")", error);
+    handedOut += static_cast<int64_t>(size);
     return true;
   }
-
-  bool finish(std::string* error) {
-    std::string end = recordHeader(kRecordMagicEnd, 0, 0, 0, nullptr, "", "");
-    if (!block) return output->write(end.data(), end.size()) || fail("cannot write the output", error);
-    std::string head;
-    if (!add(end.data(), end.size(), error)) return false;
-    index.add(blobOffset, reinterpret_cast<const unsigned char*>(end.data()));
-    int code = block->finish(&head);
-    if (code != 0) return fail(blockFailure(code), error);
-    // The record index behind the last stream; its pointer behind the head.
-    std::string stream, pointer;
-    const int64_t streamOffset = output->size() - headAt;
-    if (!index.finish(options.level, streamOffset, &stream, &pointer)) return fail("cannot compress the record index", error);
-    if (!output->write(stream.data(), stream.size())) return fail("cannot write the output", error);
-    if (output->size() - packageStart > 0x7fff0000) return fail("the package passes 2 GiB", error);
-    return output->writeAt(headAt, head + pointer) || fail("cannot write the output", error);
+  // After the last piece: true if the file ends there.
+  bool atEnd() { return handedOut == length && (!file || (std::fgetc(file) == EOF && !std::ferror(file))); }
+  void close() {
+    if (file) std::fclose(file);
+    file = nullptr;
   }
 
  private:
-  static bool fail(const std::string& message, std::string* error) {
-    *error = message;
-    return false;
+  FILE* file = nullptr;
+  std::vector<unsigned char> whole;
+  std::vector<unsigned char> piece;
+  int64_t length = 0;
+  int64_t handedOut = 0;
+};
+
+bool fail(const std::string& message, std::string* error) {
+  *error = message;
+  return false;
+}
+
+std::string blockFailure(int code) {
+  switch (code) {
+    case kWriterTooLarge:
+      return "the compressed files pass the 2 GiB that a solid block can place";
+    case kWriterSinkFailed:
+      return "cannot write the output";
+    case kWriterLengthWrong:
+      return "a file changed its size while it was packed";
+    default:
+      return "compression failed (code " + std::to_string(code) + ")";
   }
-  std::string blockFailure(int code) {
-    switch (code) {
-      case kWriterTooLarge:
-        return "the compressed files pass the 2 GiB that a solid block can place";
-      case kWriterSinkFailed:
-        return "cannot write the output";
-      case kWriterLengthWrong:
-        return "a file changed its size while it was packed";
-      default:
-        return "compression failed (code " + std::to_string(code) + ")";
+}
+
+// The records of a package that isn't solid, straight behind the header,
+// each file's data deflated on its own.
+bool writePlainRecords(const PackOptions& options, const std::vector<PackedFile>& files,
+                       const std::vector<int64_t>& sizes, PackageOutput* output, PackResult* result,
+                       std::string* error) {
+  const int64_t packageStart = output->size() - kPackageHeaderSize;
+  std::vector<unsigned char> data, deflated;
+  for (size_t i = 0; i < files.size(); i++) {
+    const PackedFile& file = files[i];
+    if (!readSource(file.source, sizes[i], &data)) {
+      return fail("cannot read " + file.source + ", or it changed while it was packed (" + file.where + ")", error);
     }
+    unsigned char digest[kMD5DigestSize];
+    MD5::digest(data.data(), data.size(), digest);
+    size_t length = deflateZlibBound(data.size());
+    deflated.resize(length);
+    if (deflateZlibStream(deflated.data(), &length, data.data(), data.size(), options.level) != 0)
+      return fail("cannot compress " + file.source, error);
+    const uint32_t size = static_cast<uint32_t>(data.size());
+    std::string header = recordHeader(kRecordMagicFile, size, static_cast<uint32_t>(length),
+                                      isImageName(file.name) ? kRecordFlagImage : 0, digest, file.name, file.key);
+    if (!output->write(header.data(), header.size()) || !output->write(deflated.data(), length))
+      return fail("cannot write the output", error);
+    if (output->size() - packageStart > 0x7fff0000) return fail("the package passes 2 GiB (at " + file.source + ")", error);
+    result->files++;
+    result->dataSize += data.size();
   }
-  bool add(const void* data, size_t size, std::string* error) {
+  std::string end = recordHeader(kRecordMagicEnd, 0, 0, 0, nullptr, "", "");
+  return output->write(end.data(), end.size()) || fail("cannot write the output", error);
+}
+
+// The records of a solid package, block by block as `blocks` plans them.
+// One block is written in the single block's layout, with the record
+// index's pointer in the gap in front of the streams and the index behind
+// them; several stand behind a block table, which says where each block
+// and the index lie and which package files follow the installer.
+class SolidWriter {
+ public:
+  SolidWriter(const PackOptions& options, const std::vector<PackedFile>& files, const std::vector<int64_t>& sizes,
+              PackageOutput* output)
+      : options(options), files(files), sizes(sizes), output(output) {}
+
+  bool write(const std::vector<BlockPlan>& blocks, bool withTable, PackResult* result, std::string* error) {
+    codec.reset(createSolidCompressor(kSolidMethodZlib, options.level));
+    if (!codec) return fail("cannot set up the compressor", error);
+    packageStart = output->size() - kPackageHeaderSize;
+    int64_t tableSize = 0;
+    if (withTable) {
+      // Room for the table; its package files' entries are known last, so
+      // a split package has room for as many as the table takes.
+      tableSize = blockTableSize(static_cast<int>(blocks.size()), options.splitSize > 0 ? kMaxPackageFiles : 0);
+      const std::string room(static_cast<size_t>(tableSize), '\0');
+      if (!output->write(room.data(), room.size())) return fail("cannot write the output", error);
+    }
+    for (size_t b = 0; b < blocks.size(); b++) {
+      BlockPlace place;
+      place.blobStart = blobOffset;
+      place.blobSize = blocks[b].blob;
+      place.start = output->size() - packageStart;
+      if (!writeBlock(blocks[b], b + 1 == blocks.size(), withTable ? 0 : kRecordIndexPointerSize, result, error))
+        return false;
+      place.size = output->size() - packageStart - place.start;
+      table.blocks.push_back(place);
+    }
+    // The record index behind the last stream.
+    std::string stream, pointer;
+    const int64_t indexStart = output->size() - packageStart;
+    if (!index.finish(options.level, withTable ? indexStart : indexStart - kPackageHeaderSize, &stream, &pointer))
+      return fail("cannot compress the record index", error);
+    if (!output->write(stream.data(), stream.size())) return fail("cannot write the output", error);
+    if (!withTable) {
+      if (output->size() - packageStart > 0x7fff0000) return fail("the package passes 2 GiB", error);
+      return output->writeAt(firstHeadAt, heads[0] + pointer) || fail("cannot write the output", error);
+    }
+    for (size_t b = 0; b < blocks.size(); b++) {
+      if (!output->writeAt(packageStart + table.blocks[b].start, heads[b])) return fail("cannot write the output", error);
+    }
+    table.blobSize = blobOffset;
+    table.ownBytes = output->installerBytes() - packageStart;
+    table.indexStart = indexStart;
+    table.indexPackedSize = static_cast<uint32_t>(stream.size());
+    table.indexCount = indexCount;
+    table.stem = output->stem();
+    if (!output->finish(&table.files, error)) return false;
+    if (options.splitSize > 0 && table.files.empty()) {
+      // Everything fitted in the installer: the table says so.
+      table.stem.clear();
+    }
+    return output->writeAt(packageStart + kPackageHeaderSize, writeBlockTable(table, tableSize)) ||
+           fail("cannot write the output", error);
+  }
+
+ private:
+  bool writeBlock(const BlockPlan& plan, bool last, int64_t gap, PackResult* result, std::string* error) {
+    int stripes = options.stripes > 0 ? std::min<int64_t>(options.stripes, plan.blob) : chooseStripeCount(plan.blob);
+    SolidBlockWriter block(codec.get(), output, plan.blob, stripes, 0, gap);
+    if (block.check() != 0) {
+      return fail("cannot set up the compressor for " + std::to_string(stripes) + " stripes of " +
+                      std::to_string(plan.blob) + " bytes",
+                  error);
+    }
+    const int64_t headAt = output->size();
+    if (heads.empty()) firstHeadAt = headAt;
+    const std::string room(static_cast<size_t>(block.headSize() + block.gapSize()), '\0');
+    if (!output->write(room.data(), room.size())) return fail("cannot write the output", error);
+
+    for (const Slice& slice : plan.slices) {
+      const PackedFile& file = files[slice.file];
+      if (slice.offset == 0 && !source.open(file.source, sizes[slice.file], digest)) {
+        return fail("cannot read " + file.source + ", or it changed while it was packed (" + file.where + ")", error);
+      }
+      uint32_t flags = (isImageName(file.name) ? kRecordFlagImage : 0) | (slice.continued ? kRecordFlagContinued : 0);
+      const uint32_t size = static_cast<uint32_t>(slice.size);
+      std::string header = recordHeader(kRecordMagicFile, size, size, flags, digest, file.name, file.key);
+      index.add(blobOffset, reinterpret_cast<const unsigned char*>(header.data()));
+      indexCount++;
+      blobOffset += kRecordHeaderSize + slice.size;
+      if (!add(&block, header.data(), header.size(), error)) return false;
+      for (int64_t done = 0; done < slice.size;) {
+        size_t piece = static_cast<size_t>(std::min<int64_t>(static_cast<int64_t>(kReadPiece), slice.size - done));
+        const unsigned char* data = nullptr;
+        if (!source.next(piece, &data))
+          return fail("cannot read " + file.source + ", or it changed while it was packed (" + file.where + ")", error);
+        if (!add(&block, data, piece, error)) return false;
+        done += static_cast<int64_t>(piece);
+      }
+      if (!slice.continued) {
+        if (!source.atEnd())
+          return fail("cannot read " + file.source + ", or it changed while it was packed (" + file.where + ")", error);
+        source.close();
+        result->files++;
+        result->dataSize += static_cast<unsigned long long>(sizes[slice.file]);
+      }
+    }
+    if (last) {
+      std::string end = recordHeader(kRecordMagicEnd, 0, 0, 0, nullptr, "", "");
+      index.add(blobOffset, reinterpret_cast<const unsigned char*>(end.data()));
+      indexCount++;
+      blobOffset += kRecordHeaderSize;
+      if (!add(&block, end.data(), end.size(), error)) return false;
+    }
+    std::string head;
+    int code = block.finish(&head);
+    if (code != 0) return fail(blockFailure(code), error);
+    heads.push_back(head);
+    return true;
+  }
+
+  static bool add(SolidBlockWriter* block, const void* data, size_t size, std::string* error) {
     int code = block->addData(data, size);
     return code == 0 || fail(blockFailure(code), error);
   }
 
   const PackOptions& options;
-  OutputFile* output;
+  const std::vector<PackedFile>& files;
+  const std::vector<int64_t>& sizes;
+  PackageOutput* output;
   std::unique_ptr<SolidCompressor> codec;
-  std::unique_ptr<SolidBlockWriter> block;  // null for a package that isn't solid
-  int64_t packageStart = 0;
-  int64_t headAt = 0;
-  int64_t blobOffset = 0;  // where the next record starts in the blob
+  SourceFile source;
+  unsigned char digest[kMD5DigestSize] = {0};
   RecordIndexWriter index;
-  std::vector<unsigned char> deflated;
+  uint32_t indexCount = 0;
+  BlockTable table;
+  std::vector<std::string> heads;  // each block's, written at the end
+  int64_t packageStart = 0;
+  int64_t firstHeadAt = 0;
+  int64_t blobOffset = 0;  // where the next record starts in the blob
 };
 
 // Writes the package header and every file's record behind the stub.
-bool writePackage(const PackOptions& options, const std::vector<PackedFile>& files, OutputFile* output,
-                  PackResult* result, std::string* error) {
+bool writePackage(const PackOptions& options, const std::vector<PackedFile>& files, bool largeCapable,
+                  PackageOutput* output, PackResult* result, std::string* error) {
   std::vector<int64_t> sizes;
-  int64_t blobSize = 0;
-  if (!measureFiles(options, files, &sizes, &blobSize, error)) return false;
+  if (!measureFiles(options, files, &sizes, error)) return false;
   unsigned long long dataSize = 0;
   for (int64_t size : sizes) dataSize += static_cast<unsigned long long>(size);
+
+  std::vector<BlockPlan> blocks;
+  bool withTable = false;
+  if (!options.notSolid) {
+    blocks = planBlocks(sizes, options.blockLimit > 0 ? options.blockLimit : kBlobLimit);
+    // A package that fits one block keeps the single block's layout, which
+    // every installer reads.
+    withTable = blocks.size() > 1 || options.splitSize > 0;
+    if (withTable && !largeCapable) {
+      return fail("the stub " + options.stub + " can't read packages of several blocks or package files (" +
+                      std::to_string(blocks.size()) + " blocks)",
+                  error);
+    }
+  }
 
   unsigned char header[kPackageHeaderSize] = {0};
   writeU32(header, kPackageMagic1);
   writeU32(header + 4, kPackageMagic2);
   writeU32(header + 8, kPackageMagic3);
+  // Not read by the loader; a sum past 4 GiB keeps its low 32 bits.
   writeU32(header + 12, static_cast<uint32_t>(dataSize));
   writeU32(header + 16, static_cast<uint32_t>(dataSize));
   writeU32(header + 20, static_cast<uint32_t>(files.size()));
-  if (!output->write(header, sizeof(header))) {
-    *error = "cannot write the output";
-    return false;
-  }
-
-  RecordWriter writer(options, output);
-  if (!writer.begin(blobSize, error)) return false;
-  // One buffer, as large as the largest file, serves every file.
-  std::vector<unsigned char> data;
-  for (size_t i = 0; i < files.size(); i++) {
-    if (!readSource(files[i].source, sizes[i], &data)) {
-      *error = "cannot read " + files[i].source + ", or it changed while it was packed (" + files[i].where + ")";
-      return false;
-    }
-    if (!writer.addFile(files[i], data, error)) return false;
-    result->files++;
-    result->dataSize += data.size();
-  }
-  return writer.finish(error);
+  if (!output->write(header, sizeof(header))) return fail("cannot write the output", error);
+  if (options.notSolid) return writePlainRecords(options, files, sizes, output, result, error);
+  SolidWriter writer(options, files, sizes, output);
+  return writer.write(blocks, withTable, result, error);
 }
 
 bool oldChecksumWanted() {
@@ -434,30 +601,33 @@ long long findOffsetField(const std::string& image, std::string* error) {
 
 bool writeInstaller(const PackOptions& options, const std::vector<PackEntry>& entries, PackResult* result,
                     std::string* error) {
-  *result = PackResult{0, 0, 0, 0};
+  *result = PackResult{0, 0, 0, 0, 0};
   std::vector<PackedFile> files;
   if (!collectFiles(options, installOrder(entries), &files, error)) return false;
+  if (options.splitSize > 0 && options.notSolid) return fail("--split needs a solid package", error);
 
   std::string image;
   if (!options.bare && !prepareStub(options, &image, error)) return false;
+  // A bare package is read by a program that knows how, whatever it is.
+  const bool largeCapable = options.bare || image.find(kLargeCapability) != std::string::npos;
   result->packageOffset = image.size();
-
-  const std::string temporary = options.output + ".tmp" + std::to_string(getpid());
-  OutputFile output;
-  if (!output.open(temporary)) {
-    *error = "cannot create the output " + options.output + " (as " + temporary + ")";
-    return false;
+  if (options.splitSize > 0 && static_cast<int64_t>(image.size()) + kSplitReserve + (1 << 20) > options.splitSize) {
+    return fail("--split " + std::to_string(options.splitSize) + " leaves no room behind the " +
+                    std::to_string(image.size()) + "-byte stub",
+                error);
   }
+
+  PackageOutput output;
+  if (!output.open(options.output, options.splitSize, kSplitReserve, error)) return false;
+  const std::string temporary = output.installerTemporary();
   bool written = output.write(image.data(), image.size());
   if (!written) *error = "cannot write " + temporary;
   // The stub's copy is not needed again while the files are packed.
   std::string().swap(image);
-  written = written && writePackage(options, files, &output, result, error);
-  int64_t outputSize = output.size();
-  if (!output.close() && written) {
-    *error = "cannot write " + temporary;
-    written = false;
-  }
+  written = written && writePackage(options, files, largeCapable, &output, result, error);
+  std::vector<PackageFilePlace> parts;
+  written = written && output.finish(&parts, error);
+  const int64_t outputSize = output.installerBytes();
   if (written && !options.bare && writePackageChecksum(temporary.c_str()) != 0) {
     *error = "cannot write the checksum record to " + temporary;
     written = false;
@@ -468,14 +638,9 @@ bool writeInstaller(const PackOptions& options, const std::vector<PackEntry>& en
       chmod(QUtils::systemPath(temporary.c_str()).getText(), stubStatus.st_mode & 0777);
     }
   }
-  if (written && QUtils::renameFile(temporary.c_str(), options.output.c_str()) != 0) {
-    *error = "cannot move " + temporary + " to " + options.output;
-    written = false;
-  }
-  if (!written) {
-    QUtils::deleteFile(temporary.c_str());
-    return false;
-  }
+  // On failure the output removes what it wrote.
+  if (!written || !output.commit(error)) return false;
   result->outputSize = static_cast<unsigned long long>(outputSize) + (options.bare ? 0 : (oldChecksumWanted() ? 24 : 23));
+  result->packageFiles = static_cast<int>(parts.size());
   return true;
 }
