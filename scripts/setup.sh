@@ -12,6 +12,7 @@ packages=(
   xvfb xauth xdotool tesseract-ocr
   clang libclang-rt-dev
   python3 python3-pefile osslsigncode openssl
+  time
 )
 
 missing=()

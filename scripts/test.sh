@@ -34,6 +34,9 @@ ctest --test-dir "$top/build" --output-on-failure -j "$jobs" || native=$?
 echo "== native tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 bash "$top/scripts/sanitize.sh" || native=1
 
+echo "== a product of 6 GiB, packed, installed and removed"
+bash "$top/tests/large_package_test.sh" "$top/build/bin/qlux-setup" "$top/build/bin/qlux-pack" full || native=1
+
 echo "== fuzz targets, 30 s each"
 # The file targets rewrite their files on every run: memory-backed
 # storage makes them many times faster than a disk.

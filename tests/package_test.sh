@@ -57,6 +57,13 @@ check "damage told to the user" grep -qF "The checksum of the installer doesn't 
 check "damage logged" grep -q "ERROR: The installer checksum failed!" "$log"
 check "nothing loaded" test "$(grep -c 'Finished file headers' "$log")" -eq 0
 
+# A package that fits one solid block keeps the layout that installers
+# read before packages of several blocks existed: tests/data/single-block
+# holds the bare package of tests/data/tiny as the builder wrote it then.
+kept="$sandbox/tiny-kept.bin"
+"$pack" --template "$data/install.xml" --source "$data" -o "$kept" --bare >/dev/null
+check "a small package is written byte for byte as before" cmp -s "$kept" "$here/data/single-block/tiny.bin"
+
 # A bare package through -bin, and a file that isn't one.
 bare="$sandbox/tiny.bin"
 "$pack" --stub "$setup" --template "$data/install.xml" --source "$data" -o "$bare" --bare

@@ -60,6 +60,31 @@ size=$(stat -c %s "$damaged")
 printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
 out=$(runwine "$damaged" -gui=0 </dev/null 2>/dev/null | tr -d '\r')
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match." <<<"$out"
+
+# A package of several blocks (their limit lowered from 1 GiB), with a file
+# split across them, going on in a package file beside the installer; then
+# that file missing.
+big="$sandbox/big"
+cp -r "$data" "$big"
+head -c 3000000 /dev/urandom >"$big/big.bin"
+sed -i 's|<FN Dest="\[ROOT\]">readme.txt</FN>|&<FN Dest="[ROOT]">big.bin</FN>|' "$big/install.xml"
+mkdir -p "$sandbox/split"
+"$pack" --stub "$setup" --template "$big/install.xml" --source "$big" -o "$sandbox/split/setup.exe" \
+  --block-limit 256K --split $(($(stat -c %s "$setup") + (2 << 20))) --level 0 >/dev/null
+check "qlux-pack --split writes a package file" test -s "$sandbox/split/setup-1.qpk"
+rm -f "$(logs)"
+runwine "$sandbox/split/setup.exe" -auto -debug=1 </dev/null >"$sandbox/out.txt" 2>/dev/null
+for _ in $(seq 100); do
+  log=$(logs)
+  [ -n "$log" ] && grep -q "Installation finished" "$log" && break
+  sleep 0.1
+done
+check "several blocks loaded under Wine" grep -q "Package of [0-9]* blocks.* in 1 package files" "$log"
+check "the file split across blocks installed whole" cmp -s "$big/big.bin" "$sandbox/split/Tiny/big.bin"
+mv "$sandbox/split/setup-1.qpk" "$sandbox/setup-1.qpk.away"
+out=$(runwine "$sandbox/split/setup.exe" -gui=0 </dev/null 2>/dev/null | tr -d '\r')
+check "a missing package file is named: $out" grep -qF "can't find its package file" <<<"$out"
+check "by its own name" grep -qF "setup-1.qpk." <<<"$out"
 check_planted
 
 finish

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "package/block_table.h"
 #include "package/checksum.h"
 #include "package/deflate_codec.h"
 #include "package/format.h"
@@ -261,6 +262,66 @@ TEST_F(PackTest, BlocksKeepTheLayoutAndCarryARecordIndex) {
   for (int i = 1; i < misled.files.getCount(); i++) {
     EXPECT_TRUE(extract(&misled, misled.files[i].key) == sources[misled.files[i].key]) << misled.files[i].key;
   }
+}
+
+// Records past what one block holds (lowered here from 1 GiB) go into
+// several blocks behind a block table, the largest file split across them.
+// The loader lists them from the record index, or the long way when that is
+// damaged, and hands every file out whole, or a stripe's share at a time.
+TEST_F(PackTest, PackagesOfSeveralBlocks) {
+  CommandResult result = pack("--bare --block-limit 64K --stripes 3");
+  ASSERT_EQ(0, result.status) << result.output;
+  const std::string bare = out + "/setup";
+  const std::string bytes = testwriter::readFile(bare);
+  BlockTable table;
+  int64_t tableSize = 0;
+  const unsigned char* head = reinterpret_cast<const unsigned char*>(bytes.data()) + kPackageHeaderSize;
+  ASSERT_EQ(0, readBlockTableSize(head, &tableSize));
+  ASSERT_EQ(0, readBlockTable(head, tableSize, &table));
+  EXPECT_GE(table.blocks.size(), 4u);  // 200 kB of app.bin alone
+  EXPECT_TRUE(table.files.empty());
+  for (const BlockPlace& block : table.blocks) EXPECT_LE(block.blobSize, 64 << 10);
+  EXPECT_EQ(static_cast<int64_t>(bytes.size()), table.ownBytes);
+  expectLoads(QLUX_PACK_STUB, bare, "checksum failed\noffset 0\n");
+
+  auto readAll = [](Package* package, const std::string& key) {
+    PackageFileReader reader;
+    std::string data;
+    if (reader.open(package, package->findFile(key.c_str()), nullptr) != 0) return std::string("<failed>");
+    const unsigned char* piece = nullptr;
+    size_t size = 0;
+    while (reader.next(&piece, &size) == 0 && size > 0) data.append(reinterpret_cast<const char*>(piece), size);
+    return data;
+  };
+  Package loaded;
+  ASSERT_EQ(0, loaded.openPackage(bare.c_str(), 0, 0));
+  EXPECT_TRUE(loaded.listedFromIndex());
+  EXPECT_EQ(static_cast<int>(table.blocks.size()), loaded.blockCount());
+  EXPECT_EQ(static_cast<int>(sources.size()), loaded.files.getCount());
+  for (const auto& s : sources) EXPECT_TRUE(readAll(&loaded, s.first) == s.second) << s.first;
+
+  // The index stands behind the last block; damaged, it is passed over.
+  std::string damaged = bytes;
+  damaged[static_cast<size_t>(table.indexStart) + table.indexPackedSize / 2] ^= 0x40;
+  ASSERT_TRUE(testwriter::writeFile(bare, damaged));
+  Package longWay;
+  ASSERT_EQ(0, longWay.openPackage(bare.c_str(), 0, 0));
+  EXPECT_FALSE(longWay.listedFromIndex());
+  for (const auto& s : sources) EXPECT_TRUE(readAll(&longWay, s.first) == s.second) << s.first;
+
+  // An installer that reads only single blocks finds no solid block here,
+  // and no file record either.
+  ASSERT_EQ(nullptr, createSolidDecompressor(head));
+  EXPECT_NE(kRecordMagicFile, readU32(head));
+
+  // The stub must say that it reads such packages.
+  fs::remove(bare);
+  ASSERT_TRUE(testwriter::writeFile(root + "/old-stub", "\x01\x02\x03\x04" "ARYIMAGEOFFSET_" + std::string(1, '\0') +
+                                                           "SupportsSolidZlib SupportsSignedInstallers"));
+  result = pack("--stub " + root + "/old-stub --block-limit 64K");
+  EXPECT_EQ(1, result.status);
+  EXPECT_NE(std::string::npos, result.output.find("can't read packages of several blocks")) << result.output;
+  expectNoOutput();
 }
 
 // A failure says what and where, exits 1, and leaves nothing behind.
