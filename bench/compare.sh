@@ -8,9 +8,10 @@
 #
 # The payloads: a generated one of 128 MB in 1,536 files (half text, half
 # random bytes), a real tree of many small files (this machine's Python
-# library and /usr/share/doc), and a generated 1 GB one (mostly text, so
-# that it packs in reasonable time) for peak memory. --quick leaves out the
-# 1 GB payload and Wine. Each time is the best of three runs, since other
+# library and /usr/share/doc), a generated 1 GB one (mostly text, so that
+# it packs in reasonable time) for peak memory, and a generated 4 GiB one,
+# past what one solid block holds, packed and installed beside tar.
+# --quick leaves out the 1 GB and 4 GiB payloads and Wine. Each time is the best of three runs, since other
 # work on the machine only ever slows a run down; memory is the peak
 # resident set of that run (/usr/bin/time -v).
 #
@@ -203,7 +204,9 @@ if [ "$quick" -eq 0 ]; then
   # 954 MiB: 1 GB, which with its records stays below the 1 GiB that a
   # solid package holds.
   "$top/build/bin/qlux-bench-payload" "$work/gen1g" 954 3072 90
-  payloads+=(gen1g)
+  # 4 GiB: several solid blocks.
+  "$top/build/bin/qlux-bench-payload" "$work/gen4g" 4096 4096 90
+  payloads+=(gen1g gen4g)
 fi
 for p in "${payloads[@]}"; do stage "$p" "$work/$p"; done
 
@@ -217,9 +220,16 @@ describe() {  # describe TREE: "N MB, M files, largest L MB"
 for p in "${payloads[@]}"; do
   s=$work/stage/$p
   reset() { rm -f "$work/$p-v1"; }
-  # The 1 GB payload is there for peak memory: one run of each step.
-  [ "$p" = gen1g ] && repeat=1
+  # The 1 GB and 4 GiB payloads are there for peak memory and for what one
+  # solid block can't hold: one run of each step.
+  case "$p" in gen1g | gen4g) repeat=1 ;; esac
   measure "pack_$p" "$pack" --stub "$setup" --template "$s/v1/install.xml" --source "$s" -o "$work/$p-v1"
+  reset() { rm -f "$work/$p.tar.gz"; }
+  if [ "$p" = gen4g ]; then
+    measure "tarczf_$p" tar czf "$work/$p.tar.gz" -C "$work/$p" .
+    repeat=3
+    continue
+  fi
   repeat=3
   reset() { :; }
   "$pack" --stub "$setup" --template "$s/v2/install.xml" --source "$s" -o "$work/$p-v2" >/dev/null
@@ -249,11 +259,20 @@ uninstall_command() {
 
 for p in "${payloads[@]}"; do
   reset() { sandbox; }
-  [ "$p" = gen1g ] && repeat=1
+  case "$p" in gen1g | gen4g) repeat=1 ;; esac
   measure "install_$p" "$work/$p-v1" -gui=0 -auto
   repeat=3
   [ "$(find "$installed" -type f | wc -l)" -gt "$(find "$work/$p" -type f | wc -l)" ] ||
     { echo "compare: $p did not install" >&2; exit 1; }
+  if [ "$p" = gen4g ]; then
+    sandbox
+    reset() { rm -rf -- "$work/tar"; mkdir -p "$work/tar"; }
+    repeat=1
+    measure "tarxzf_$p" tar xzf "$work/$p.tar.gz" -C "$work/tar"
+    repeat=3
+    rm -rf -- "$work/tar" "$work/$p.tar.gz"
+    continue
+  fi
   if [ "$p" = gen1g ]; then
     sandbox
     continue
@@ -330,7 +349,7 @@ echo
 echo "Machine: $(nproc) cores, $(awk '/MemTotal/ { printf "%.0f GB", $2 / 1048576 }' /proc/meminfo)," \
      "$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ *//'); load average at the end" \
      "$(cut -d' ' -f1-3 /proc/loadavg)"
-for p in "${payloads[@]}"; do echo "Payload $p: $(describe "$work/$p")"; done
+for p in "${payloads[@]}"; do [ "$p" = gen4g ] || echo "Payload $p: $(describe "$work/$p")"; done
 echo
 printf '| %-34s | %-22s | %-22s | %-22s |\n' "Step" "gen128" "real" "gen1g"
 printf '|%s|%s|%s|%s|\n' "$(printf -- '-%.0s' {1..36})" "$(printf -- '-%.0s' {1..24})" "$(printf -- '-%.0s' {1..24})" "$(printf -- '-%.0s' {1..24})"
@@ -350,6 +369,14 @@ if [ "$quick" -eq 0 ]; then
   printf '| %-34s | %-22s | %-22s | %-22s |\n' "qlux under Wine" "$(cell wine_qlux_gen128)" "-" "-"
   printf '| %-34s | %-22s | %-22s | %-22s |\n' "NSIS under Wine" "$(cell wine_nsis_gen128)" "-" "-"
   printf '| %-34s | %-22s | %-22s | %-22s |\n' "makensis" "$(cell makensis_gen128)" "-" "-"
+fi
+if [ "$quick" -eq 0 ]; then
+  echo
+  echo "Past one solid block (gen4g: $(describe "$work/gen4g")):"
+  printf '| %-34s | %-22s | %-22s |\n' "Step" "qlux" "tar"
+  printf '|%s|%s|%s|\n' "$(printf -- '-%.0s' {1..36})" "$(printf -- '-%.0s' {1..24})" "$(printf -- '-%.0s' {1..24})"
+  printf '| %-34s | %-22s | %-22s |\n' "install (tar xzf)" "$(cell install_gen4g)" "$(cell tarxzf_gen4g)"
+  printf '| %-34s | %-22s | %-22s |\n' "pack (tar czf)" "$(cell pack_gen4g)" "$(cell tarczf_gen4g)"
 fi
 echo
 echo "Speed-ups (the peer's time over qlux's; above 1 is faster):"
