@@ -3,14 +3,19 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "app/messages.h"
+#include "engine/exit_codes.h"
+#include "engine/result_log.h"
 #include "foundation/files.h"
 #include "foundation/parameters.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 #include "platform/host.h"
 #include "platform/installer_factory.h"
 #include "qlux_revision.h"
+#include "qlux_version.h"
 
 namespace {
 
@@ -45,7 +50,7 @@ void storeProgramName(const char* commandLine) {
 }
 
 void logArguments(QUtils::Parameters& parameters, QUtils::PFileConsole* log) {
-  log->printf("Insatllation was called with arguments:");
+  log->printf("Installation was called with arguments:");
   for (int i = 0; i < parameters.getCount(); i++) {
     const QUtils::Parameter* p = parameters.get(i);
     if (p->value && *p->value)
@@ -86,17 +91,78 @@ void tellUser(const RunOptions& options, EntryMessage message, const char* detai
   std::fflush(stdout);
 }
 
+namespace {
+
+// The result log's first lines: what runs, and with which options.
+void noteStart(ResultLog* result, const RunOptions& options, QUtils::Parameters& parameters) {
+  const char* role = options.uninstall       ? "uninstaller, first stage"
+                     : options.uninstallFile ? "uninstaller"
+                                             : "installer";
+  result->printf("qlux-setup %s (revision %s), %s", QLUX_VERSION, QLUX_REVISION, role);
+  std::string line = "Options:";
+  for (int i = 0; i < parameters.getCount(); i++) {
+    const QUtils::Parameter* p = parameters.get(i);
+    line += " -";
+    line += p->name;
+    if (p->value && *p->value) line += std::string("=\"") + p->value + "\"";
+  }
+  result->printf("%s", parameters.getCount() > 0 ? line.c_str() : "Options: none");
+}
+
+// The engine takes what the options say about the run's values and files.
+void configureEngine(Installer* engine, const RunOptions& options, ResultLog* result, QUtils::PFileConsole* log) {
+  engine->logConsole = log;
+  engine->resultLog = result;
+  engine->unattended = isUnattended(options);
+  if (options.exportConfig)
+    QUtils::copyText(engine->exportConfigPath, options.exportConfig, sizeof engine->exportConfigPath);
+  for (const auto& value : options.values) engine->commandLineValues.push_back({value.first, value.second});
+}
+
+}  // namespace
+
+// Exposed for the tests: the file name a product's result log takes.
+std::string resultLogStem(const char* product, const char* role) {
+  std::string stem = product && *product ? product : "qlux";
+  for (char& c : stem) {
+    if (std::strchr("/\\:*?\"<>|", c) || static_cast<unsigned char>(c) < 0x20) c = '_';
+  }
+  return stem + "-" + role;
+}
+
+void finishResultLog(Installer* engine, const RunOptions& options, const char* stem, int code, const char* text) {
+  ResultLog* result = engine->resultLog;
+  if (!result) return;
+  if (!result->getPath()[0]) {
+    char besideLog[QUtils::kMaxPath];
+    char directory[QUtils::kMaxPath];
+    bool placed = false;
+    const Installer::Outcome& outcome = engine->outcome;
+    bool stands = outcome.logPlaced && !outcome.reverted && !outcome.revertFailed;
+    if (stands && engine->getResultLogPath(besideLog, sizeof besideLog))
+      placed = result->placeAt(besideLog) == 0;
+    if (!placed && QUtils::getTempDirectory(directory, sizeof directory)) placed = result->placeExclusively(directory, stem) == 0;
+    if (!placed) engine->log("ERROR: The result log could not be written");
+  }
+  result->writeResult(text, code);
+  engine->log("Result: %s (exit code %d); result log: %s", text, code, result->getPath());
+  // A person at the console is told where the story of the run is.
+  if (code != kExitSuccess && !options.quiet && result->getPath()[0]) {
+    std::fprintf(stderr, "The result log is %s\n", result->getPath());
+  }
+}
+
 int qluxEntry(int argc, char** argv) {
   QUtils::CharString commandLine;
   if (!Host::getCommandLine(argc, argv, &commandLine)) {
     std::printf("ERROR: Command line couldn't be parsed. Exiting!\n");
-    return -1;
+    return kExitBadUsage;
   }
   storeProgramName(commandLine.getText());
   char narrow[4096];
   QUtils::copyText(narrow, commandLine.getText(), sizeof narrow);
   QUtils::Parameters parameters;
-  parameters.parseCommandLine(narrow, kEscapeByte);  // what was read up to an error counts
+  int parsed = parameters.parseCommandLine(narrow, kEscapeByte);
 
   RunOptions options;
   options.debug = readDebugOption(parameters);
@@ -105,23 +171,56 @@ int qluxEntry(int argc, char** argv) {
   log.printf("Installer version revision: %s", QLUX_REVISION);
   log.printf("Parsing command line arguments");
   if (options.debug) logArguments(parameters, &log);
-  readRunOptions(parameters, &options);
+  readRunOptions(parameters, &options, parsed);
   log.printf("Installation started");
 
+  // -log names the result log's file from the start; a first stage leaves
+  // it to the second stage, which it hands the option on to.
+  ResultLog result;
+  if (options.log && !options.uninstall && options.usageError.empty()) {
+    int error = result.openNamed(options.log);
+    if (error != 0) {
+      char reason[256];
+      QUtils::describeSystemError(error, reason, sizeof reason);
+      options.usageError = std::string("the result log ") + options.log + " can't be written: " + reason;
+    }
+  }
+  noteStart(&result, options, parameters);
+
   Installer* engine = createPlatformInstaller(options.debug, options.gui, options.ignoreErrors, options.configFile);
-  engine->logConsole = &log;
+  configureEngine(engine, options, &result, &log);
   engine->graphicalRequested = options.gui;
 
-  int code = 0;
-  if (!Host::hasAdminRights()) {
+  std::string text;
+  int code;
+  const char* role = options.uninstall || options.uninstallFile ? "uninstall" : "install";
+  if (!options.usageError.empty()) {
+    text = "bad command line: " + options.usageError;
+    std::fprintf(stderr, "%s\n", text.c_str());
+    code = kExitBadUsage;
+  } else if (!Host::hasAdminRights()) {
     tellUser(options, kMessageNoAdminRights);
-    code = -1;
+    char folder[QUtils::kMaxPath];
+    if (!Host::getProgramFilesDirectory(folder, sizeof folder)) folder[0] = 0;
+    text = std::string("rights missing: the program folder ") + folder + " can't be written";
+    code = kExitNoRights;
   } else if (options.uninstall) {
-    code = runFirstStage(engine, options, &log);
+    code = runFirstStage(engine, options, &log, &text);
   } else if (options.uninstallFile) {
-    code = runSecondStage(engine, options, &log);
+    code = runSecondStage(engine, options, &log, &text);
   } else {
-    runInstallation(engine, options, &log);  // its result reaches only the log
+    code = runInstallation(engine, options, &log, &text);
+  }
+  // A first stage that handed over leaves the result log to the second.
+  if (!text.empty()) {
+    char product[512];
+    if (engine->getProductName(product, sizeof product) != 0 || !product[0])
+      QUtils::copyText(product, options.uninstallApp ? options.uninstallApp : "", sizeof product);
+    if (options.log && options.uninstall) {
+      int error = result.openNamed(options.log);
+      if (error != 0) engine->log("ERROR: The result log %s can't be written", options.log);
+    }
+    finishResultLog(engine, options, resultLogStem(product, role).c_str(), code, text.c_str());
   }
   delete engine;
   return code;

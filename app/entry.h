@@ -7,6 +7,8 @@
 #ifndef QLUX_APP_ENTRY_H_
 #define QLUX_APP_ENTRY_H_
 
+#include <string>
+
 #include "app/options.h"
 #include "engine/installer.h"
 #include "foundation/console.h"
@@ -25,10 +27,19 @@ void tellUser(const RunOptions& options, EntryMessage message, const char* detai
 void buildUninstallerCommandLine(char* out, int size, const char* programCopy, const char* logCopy,
                                  const RunOptions& options);
 
-// The roles, each giving its result. The engine is made by the entry and
-// lives until it returns.
-int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
-int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
-int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log);
+// The roles, each giving the process's exit code (exit_codes.h) and the
+// words of the result log's last line in `result`. The engine is made by
+// the entry and lives until it returns; its result log is the entry's.
+int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* result);
+int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* result);
+int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* result);
+
+// Puts the result log where it belongs once the run has ended, unless
+// -log named its file: beside the action log when this run placed one and
+// its installation stands, else in the temporary directory as
+// "<stem>.log", made exclusively. Writes the last line. `stem` is
+// "<product>-install" or "<product>-uninstall".
+void finishResultLog(Installer* engine, const RunOptions& options, const char* stem, int code,
+                     const char* result);
 
 #endif  // QLUX_APP_ENTRY_H_

@@ -1,11 +1,14 @@
 // The installation path: verify the program's own file, load the package
 // behind its image (or a bare package named by -bin), make the front end
-// and run the wizard. The result reaches only the log: the process ends
-// with 0 whatever it was.
+// and run the wizard. The result is the process's exit code: 3 for a
+// damaged installer, 4 for a configuration file the console can't use,
+// else what the engine's run came to.
 #include <cstring>
+#include <string>
 
 #include "app/entry.h"
 #include "app/front_end.h"
+#include "engine/exit_codes.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "package/checksum.h"
@@ -46,8 +49,14 @@ int loadPackage(Installer* engine, const RunOptions& options, QUtils::PFileConso
 
 }  // namespace
 
-int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log) {
+int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* text) {
   int result = loadPackage(engine, options, log);
+  int code = kExitSuccess;
+  if (result != 0) {
+    code = kExitDamaged;
+    *text = options.bin ? std::string("the package ") + options.bin + " can't be loaded: it is damaged or no package"
+                        : "the installer is damaged (its checksum or its package): download it again";
+  }
   InstallerUI* ui = nullptr;
   if (result == 0 && options.gui) {
     ui = createGraphicalFrontEnd(engine, 0, options);
@@ -56,6 +65,8 @@ int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileC
       result = engine->runInstallation(ui, log);
     } else {
       log->printf("ERROR: Unable to initialize GUI installation");
+      code = kExitFailed;
+      *text = "the wizard's window can't be opened";
     }
   } else if (result == 0) {
     char input[QUtils::kMaxPath];
@@ -69,10 +80,19 @@ int runInstallation(Installer* engine, const RunOptions& options, QUtils::PFileC
       result = engine->runInstallation(ui, log);
     } else {
       log->printf("ERROR: Unable to initialize Console installation");
+      result = -1;
+      code = kExitBadUsage;
+      *text = std::string("the configuration file ") + (options.configFile ? options.configFile : "") +
+              " is missing or no configuration file";
     }
   }
   log->printf("Installation finished (res=%i)", result);
+  if (text->empty()) {
+    char words[1200];
+    code = engine->getExitCode(result, words, sizeof words);
+    *text = words;
+  }
   engine->cleanup();
   delete ui;
-  return result;
+  return code;
 }

@@ -4,14 +4,23 @@
 // delete. Before it copies the log it recovers a run of the product that a
 // killed process left half done (journal.h), so that the log describes the
 // machine again. The second runs the uninstallation from the copy and
-// signals a waiting launcher at its start and at its end.
+// signals a waiting launcher at its start and at its end; at its end the
+// copy removes itself (at once on Linux, when the system restarts on
+// Windows).
+//
+// With -wait the first stage stays until the second has ended and gives
+// its exit code, as a script or a deployment tool wants it: the registered
+// QuietUninstallString asks for that. It then removes the copies itself.
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "app/entry.h"
 #include "app/front_end.h"
 #include "app/messages.h"
+#include "engine/exit_codes.h"
 #include "foundation/files.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 #include "platform/host.h"
 
@@ -62,21 +71,28 @@ void buildUninstallerCommandLine(char* out, int size, const char* programCopy, c
   if (options.gui == 0) QUtils::appendText(out, " -gui=0", size);
   if (options.quiet) QUtils::appendText(out, " -quiet=1", size);
   if (options.debug) QUtils::appendText(out, " -debug=1", size);
+  if (options.log) {
+    QUtils::appendText(out, " -log=\"", size);
+    QUtils::appendText(out, options.log, size);
+    QUtils::appendText(out, "\"", size);
+  }
 }
 
-int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log) {
+int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* text) {
   log->printf("Uninstalling. Uninstall file: %s", options.uninstall);
   char program[QUtils::kMaxPath];
   if (!QUtils::getModulePath(program, sizeof program)) {
     Host::signalNamedEvent(kEndEvent);
     log->printf("ERROR: Unable to obtain module file name. Exiting!");
-    return -1;
+    *text = "the uninstaller can't find its own program file";
+    return kExitFailed;
   }
   char tempDirectory[QUtils::kMaxPath];
   if (!QUtils::getTempDirectory(tempDirectory, sizeof tempDirectory)) {
     Host::signalNamedEvent(kEndEvent);
     log->printf("ERROR: Unable to obtain temporary path for uninstaller log. Exiting!");
-    return -1;
+    *text = "the uninstaller has no temporary folder";
+    return kExitFailed;
   }
   char logCopy[QUtils::kMaxPath];
   char programCopy[QUtils::kMaxPath];
@@ -89,31 +105,66 @@ int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileCon
   if (error != 0) {
     log->printf("Error copying file %s - Error Number = %d", programCopy, error);
     Host::signalNamedEvent(kEndEvent);
-    return -1;
+    char reason[256];
+    QUtils::describeSystemError(error, reason, sizeof reason);
+    *text = std::string("the uninstaller can't copy itself to ") + programCopy + ": " + reason;
+    return kExitFailed;
   }
   if (recoverInterruptedRun(engine, options)) {
     log->printf("The interrupted uninstallation was finished; nothing is left to uninstall");
     Host::signalNamedEvent(kEndEvent);
-    return 0;
+    *text = "uninstalled: an interrupted uninstallation was finished";
+    return kExitSuccess;
   }
-  if (Host::copyFile(options.uninstall, logCopy) != 0) {
+  error = Host::copyFile(options.uninstall, logCopy);
+  if (error != 0) {
     Host::signalNamedEvent(kEndEvent);
     log->printf("ERROR: Unable to copy uninstaller log to %s. Exiting!", logCopy);
-    return -1;
+    char reason[256];
+    QUtils::describeSystemError(error, reason, sizeof reason);
+    *text = std::string("the action log ") + options.uninstall + " can't be read: " + reason + "; nothing was removed";
+    return kExitFailed;
   }
 
   char commandLine[4096];
   buildUninstallerCommandLine(commandLine, sizeof commandLine, programCopy, logCopy, options);
   log->printf("Calling uninstaller process. Command line: %s", commandLine);
-  if (Host::startProcess(commandLine, tempDirectory) != 0) {
+  if (!options.wait) {
+    if (Host::startProcess(commandLine, tempDirectory) != 0) {
+      Host::signalNamedEvent(kEndEvent);
+      log->printf("ERROR: Unable to create uninstall process. Exiting!");
+      *text = "the uninstaller's second stage can't be started";
+      return kExitFailed;
+    }
+    return kExitSuccess;  // the second stage writes the result log
+  }
+
+  // Waiting, this program would keep its own file, and so its folder, from
+  // going: it steps aside first, and comes back if the uninstallation
+  // failed, since the product's entry still names it.
+  char setAside[QUtils::kMaxPath];
+  bool movedAside = Host::setAsideOwnProgram(tempDirectory, setAside, sizeof setAside);
+  if (movedAside) log->printf("The uninstaller's own program waits as %s", setAside);
+  int code = kExitFailed;
+  error = Host::runProcess(commandLine, tempDirectory, &code);
+  if (error != 0) {
     Host::signalNamedEvent(kEndEvent);
     log->printf("ERROR: Unable to create uninstall process. Exiting!");
-    return -1;
+    code = kExitFailed;
+    *text = "the uninstaller's second stage can't be started";
   }
-  return 0;
+  log->printf("The second stage ended with exit code %d", code);
+  if (movedAside && code != kExitSuccess && code != kExitErrorsIgnored && !QUtils::fileExists(program) &&
+      QUtils::renameFile(setAside, program) != 0) {
+    log->printf("ERROR: The uninstaller could not be put back as %s", program);
+  }
+  // The second stage has ended: its copies can go now.
+  QUtils::deleteFile(programCopy);
+  if (!options.debug) QUtils::deleteFile(logCopy);
+  return code;
 }
 
-int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log) {
+int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* text) {
   log->printf("Real uninstall");
   Host::signalNamedEvent(kStartEvent);
   int result = engine->openPackage(options.uninstallFile, 0, options.runFlags | 1);
@@ -149,9 +200,21 @@ int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileCo
       std::fflush(stdout);
     }
   }
+  char words[1200];
+  int code = engine->getExitCode(result, words, sizeof words);
+  if (result != 0 && !engine->wizardStarted && engine->outcome.stopCode < 0) {
+    code = kExitFailed;
+    QUtils::copyText(words, QLUX_UNINSTALL_UNREADABLE, sizeof words);
+  }
+  *text = words;
   engine->cleanup();
   delete ui;
-  if (!options.debug) QUtils::deleteFile(options.uninstallFile);
+  if (!options.debug) {
+    QUtils::deleteFile(options.uninstallFile);
+    // This program is the first stage's copy: it goes too, now or when the
+    // system restarts.
+    if (!Host::removeOwnProgram()) log->printf("WARNING: The uninstaller's copy could not be removed");
+  }
   Host::signalNamedEvent(kEndEvent);
-  return result == 0 ? 0 : -1;
+  return code;
 }

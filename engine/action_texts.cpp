@@ -5,6 +5,7 @@
 
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 
 namespace actiontext {
@@ -33,10 +34,11 @@ const char* readField(const char* field, char* out, int size) {
   return end;
 }
 
-void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object) {
+void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object, int error) {
   char message[QUtils::kMaxPath + kTextSize * 3];
   QUtils::boundedFormat(message, sizeof message, "%s%s", ok ? verb.done : verb.failed, object ? object : "");
   if (!ok) {
+    if (error > 0) QUtils::appendSystemError(message, sizeof message, error);
     engine->addError(message);
     engine->log("ERROR: %s", message);
   }

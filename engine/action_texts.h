@@ -33,9 +33,10 @@ inline bool hasText(const char* text) { return text && *text; }
 const char* readField(const char* field, char* out, int size);
 
 // Builds "verb + object" into `message`, then reports it: a failure goes to
-// the error list and the debug log; every message goes to `ui` as a file
-// line without a flush.
-void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object);
+// the error list and the debug log, with the system's words for `error`
+// when that isn't 0; every message goes to `ui` as a file line without a
+// flush.
+void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object, int error = 0);
 
 }  // namespace actiontext
 

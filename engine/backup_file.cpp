@@ -194,6 +194,49 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   }
 }
 
+int BackupFile::copyRecords(const char* fromPath, const QUtils::Table<QUtils::CharString>& names) {
+  if (backupMode != kWriting || hasError) return -1;
+  BackupFile source;
+  if (source.openForRestore(fromPath) != 0) return -1;
+  int64_t total = source.size();
+  int copied = 0;
+  for (;;) {
+    unsigned char field[2 + 12];  // the name's size, then the content's size and the check sum
+    if (!source.readAll(field, 2)) return -1;
+    uint32_t nameSize = static_cast<uint32_t>(getLittleEndian(field, 2));
+    if (nameSize < 1 || nameSize > static_cast<uint32_t>(kMaxNameSize)) return -1;
+    char name[kMaxNameSize + 1];
+    if (!source.readAll(name, nameSize)) return -1;
+    name[nameSize - 1] = 0;
+    if (nameSize == 1) return copied;  // the end record
+    if (!source.readAll(field + 2, 12)) return -1;
+    int64_t size = static_cast<int64_t>(getLittleEndian(field + 2, 8));
+    int64_t contentStart = source.position();
+    if (size < 0 || contentStart < 0 || size > total - contentStart) return -1;
+
+    bool wanted = false;
+    for (int i = 0; i < names.getCount() && !wanted; i++) wanted = std::strcmp(names[i].getText(), name) == 0;
+    if (!wanted) {
+      if (source.seek(contentStart + size) != 0) return -1;
+      continue;
+    }
+    int64_t recordStart = position();
+    unsigned char head[2 + kMaxNameSize + 12];
+    putLittleEndian(head, nameSize, 2);
+    std::memcpy(head + 2, name, nameSize);
+    std::memcpy(head + 2 + nameSize, field + 2, 12);  // the size and the check sum, as they were
+    int64_t got = 0, written = 0;
+    if (!writeAll(head, 2 + nameSize + 12) ||
+        (size > 0 && (QUtils::copyStream(this, &source, size, &got, &written, kBlockSize) != 0 || got != size ||
+                      written != size))) {
+      QUtils::ErrorChain error;
+      failAdd(error, recordStart, -1, "Error copying the record of %s", name);
+      return -1;
+    }
+    copied++;
+  }
+}
+
 int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole) {
   if (backupMode != kRestoring) return -1;
   if (ui) ui->setOverallProgress(0);

@@ -85,6 +85,11 @@ class BackupFile : public QUtils::PFileStream {
   // itself is whole. 0 when the end record was reached, -1 when the backup
   // isn't open for restoring or a record isn't whole.
   int restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole = nullptr);
+  // Appends to a backup being written the whole records of the backup at
+  // `fromPath` whose names `names` holds, as they are. Gives the number
+  // copied, or -1 when that backup can't be read or a copy failed (a record
+  // that failed is cut off again, as addFile does).
+  int copyRecords(const char* fromPath, const QUtils::Table<QUtils::CharString>& names);
   // Ends a backup being written with the end record, closes, and resets
   // backupMode and hasError. 0, or the stream's result.
   int close() override;

@@ -103,6 +103,75 @@ TEST_F(ConfigExportTest, WritesTheValuesAConfigurationMayHold) {
       read(configPath));
 }
 
+const char kReplayTemplate[] =
+    "<HalvoWorksInstallation><Installation><DefValues>"
+    " <Value Name=\"PF\" DataType=\"registry\" UseOld=\"1\" RegPlace=\"HKEY_LOCAL_MACHINE\" "
+    "RegKey=\"Software\\Where\">Dir</Value>"
+    " <Value Name=\"HOME\" DataType=\"value\">$PF/Product</Value>"
+    " <Value Name=\"DATA\" DataType=\"value\">$PF/Data</Value>"
+    " <Value Name=\"KIND\" DataType=\"value\" Condition=\"0\">never</Value>"
+    " <Value Name=\"KIND\" DataType=\"value\">$HOME</Value>"
+    "</DefValues></Installation></HalvoWorksInstallation>";
+
+TEST_F(ConfigExportTest, ValuesStillAsTheTemplateGivesThemKeepTheTemplatesForm) {
+  TestInstaller engine;
+  engine.loadTemplate(kReplayTemplate);
+  engine.createRegistryKeys("HKEY_LOCAL_MACHINE", "Software\\Where");
+  engine.setRegistryValue("HKEY_LOCAL_MACHINE", "Software\\Where", "REG_SZ", "Dir", "/machine/programs", nullptr);
+  ASSERT_EQ(0, engine.readDefaults(nullptr));
+  engine.setVariable("DATA", "/chosen/data");
+  ASSERT_EQ(0, engine.writeConfigFile(configPath.c_str()));
+  // The machine's program folder and the product folder that follows it
+  // are exported as the template finds them; a value that somebody chose
+  // is exported as it is.
+  EXPECT_EQ(
+      "<DefValues>\n"
+      " <Value Name=\"PF\" DataType=\"registry\" RegPlace=\"HKEY_LOCAL_MACHINE\" RegKey=\"Software\\Where\">Dir</Value>\n"
+      " <Value Name=\"HOME\" DataType=\"value\">$PF/Product</Value>\n"
+      " <Value Name=\"DATA\" DataType=\"value\">/chosen/data</Value>\n"
+      " <Value Name=\"KIND\" DataType=\"value\">$HOME</Value>\n"
+      "</DefValues>\n",
+      read(configPath));
+
+  // Replayed on another machine, the file gives that machine's values.
+  TestInstaller other;
+  other.loadTemplate(kReplayTemplate);
+  other.createRegistryKeys("HKEY_LOCAL_MACHINE", "Software\\Where");
+  other.setRegistryValue("HKEY_LOCAL_MACHINE", "Software\\Where", "REG_SZ", "Dir", "/other/programs", nullptr);
+  QUtils::copyText(other.configFile, configPath.c_str(), sizeof other.configFile);
+  ASSERT_EQ(0, other.readDefaults(nullptr));
+  EXPECT_EQ("/other/programs/Product", other.value("HOME"));
+  EXPECT_EQ("/chosen/data", other.value("DATA"));
+}
+
+TEST_F(ConfigExportTest, AnUnattendedRunWritesOnlyWhereAsked) {
+  Engine engine;
+  ASSERT_EQ(0, engine.readDefaults(nullptr));
+  engine.setInstallerDir(directory.c_str());
+  engine.unattended = true;
+  RecordingUI ui;
+  EXPECT_EQ(0, engine.runPostInstall(&ui));
+  EXPECT_FALSE(QUtils::fileExists(configPath.c_str()));
+
+  // -exportConfig: written where asked, by any run, a graphical one too.
+  Engine graphical;
+  ASSERT_EQ(0, graphical.readDefaults(nullptr));
+  graphical.guiInstall = 1;
+  std::string asked = directory + "asked.xml";
+  QUtils::copyText(graphical.exportConfigPath, asked.c_str(), sizeof graphical.exportConfigPath);
+  EXPECT_EQ(0, graphical.runPostInstall(&ui));
+  EXPECT_NE(std::string::npos, read(asked).find("Name=\"ROOT\""));
+  std::remove(asked.c_str());
+
+  // A place that can't be written to is an error of the run when asked for.
+  Engine failing;
+  std::string nowhere = directory + "missing" + QUtils::kPathSeparator + "x.xml";
+  QUtils::copyText(failing.exportConfigPath, nowhere.c_str(), sizeof failing.exportConfigPath);
+  EXPECT_EQ(0, failing.runPostInstall(&ui));
+  EXPECT_TRUE(failing.outcome.workErrors);
+  EXPECT_EQ(1, failing.errorList->getCount());
+}
+
 TEST_F(ConfigExportTest, AConsoleRunExportsOnceAndSaysHowToReplay) {
   Engine engine;
   ASSERT_EQ(0, engine.readDefaults(nullptr));

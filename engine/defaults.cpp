@@ -15,10 +15,14 @@
 // earlier source gave; Recalculate lets a "value" entry go on following its
 // expression while nobody has changed the variable.
 #include <cstring>
+#include <string>
+#include <vector>
 
+#include "engine/exit_codes.h"
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
 #include "foundation/errors.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 
 namespace {
@@ -98,9 +102,49 @@ int Installer::readDefaults(InstallerUI* ui) {
                           "Error loading configuration file \"%s\" (%i). Installation cannot continue.", path, loaded);
     log("%s", message);
     if (ui) ui->showMessage(message, kMessageNotice);
+    char reason[256];
+    QUtils::describeSystemError(loaded > 0 ? loaded : 0, reason, sizeof reason);
+    stopRun(kExitBadUsage, "the configuration file %s can't be read%s%s", path, reason[0] ? ": " : "", reason);
     return -1;
   }
-  return readDefValues(config);
+  note("Configuration file: %s", path);
+  if (readDefValues(config) != 0) {
+    stopRun(kExitBadUsage, "the configuration file %s holds no DefValues element", path);
+    return -1;
+  }
+  return 0;
+}
+
+int Installer::applyCommandLineValues() {
+  // All names are checked first: a run with a wrong one changes nothing.
+  std::vector<std::string> names;
+  for (const CommandLineValue& given : commandLineValues) {
+    std::string name = given.name;
+    char ignored[8];
+    if (getVariable(name.c_str(), ignored, sizeof ignored) < 0) {
+      // Not that spelling: one variable whose name differs in case only.
+      int matches = 0;
+      for (int i = 0; i < variables.getCount(); i++) {
+        if (QUtils::compareNoCase(variables[i].name, given.name.c_str()) != 0) continue;
+        name = variables[i].name;
+        matches++;
+      }
+      if (matches != 1) {
+        stopRun(kExitBadUsage, "bad command line: -%s names no variable of this installer's template",
+                given.name.c_str());
+        return -1;
+      }
+    }
+    names.push_back(name);
+  }
+  // Each value is taken as it stands (a '$' in it is no reference), and the
+  // variables that follow it by their expressions follow it now.
+  for (size_t i = 0; i < names.size(); i++) {
+    const char* value = commandLineValues[i].value.c_str();
+    defineVariable(names[i].c_str(), value, value, 0, nullptr);
+    note("Set from the command line: %s=%s", names[i].c_str(), value);
+  }
+  return 0;
 }
 
 int Installer::readDefValues(const QUtils::PXML& source) {
@@ -225,6 +269,9 @@ int Installer::removeOlderInstallations(InstallerUI* ui) {
   // The removal runs each time the wizard enters the page: a user who kept
   // the older installation may go back and choose to remove it after all.
   olderInstallationsDone = 1;
+  // What the user answers now counts, not what was answered on an earlier
+  // entry of the page.
+  olderInstallationKept = false;
 
   const char* control = getControlVariable(kCtlShouldUninstall);
   if (control[0]) {
@@ -232,8 +279,16 @@ int Installer::removeOlderInstallations(InstallerUI* ui) {
     int32_t number = 1;
     if (getVariable(control, answer, sizeof answer) != -1) {
       QUtils::trimText(answer);
-      // The user chose to keep the old installation.
-      if (QUtils::parseInteger(&number, answer) && number == 0) return 0;
+      // The user chose to keep the old installation: the new one is put
+      // over it and takes it over (adoptOlderInstallation).
+      if (QUtils::parseInteger(&number, answer) && number == 0) {
+        char name[512];
+        // One removed on an earlier entry of the page is gone: nothing is kept.
+        olderInstallationKept =
+            !olderInstallationRemoved && getProductName(name, sizeof name) == 0 && isApplicationRegistered(name);
+        if (olderInstallationKept) note("The installed version is kept; this installation goes over it");
+        return 0;
+      }
     }
   }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/exit_codes.h"
 #include "engine/test_files.h"
 #include "engine/test_support.h"
 #include "foundation/errors.h"
@@ -202,6 +203,32 @@ TEST(DefaultsTest, AConfigurationFileReplacesTheTemplatesValues) {
   EXPECT_EQ(0, engine.readDefaults(&ui));
   engine.cleanup();
   QUtils::deleteFile(log.c_str());
+}
+
+TEST(DefaultsTest, CommandLineValuesWinAndTheirFollowersFollowButUnknownNamesStopTheRun) {
+  Engine engine(entry("ROOT", "DataType=\"value\"", "/template") +
+                entry("BIN", "Recalculate=\"1\" DataType=\"value\"", "$ROOT/bin") +
+                entry("MODE", "DataType=\"value\"", "full"));
+  ASSERT_EQ(0, engine.readDefValues(engine.document));
+  // Spelled as the template spells it, or in another case when that names
+  // one variable; a '$' is part of the value.
+  engine.commandLineValues = {{"ROOT", "/opt/x"}, {"mode", "a$b"}};
+  EXPECT_EQ(0, engine.applyCommandLineValues());
+  EXPECT_EQ("/opt/x", engine.value("ROOT"));
+  EXPECT_EQ("/opt/x/bin", engine.value("BIN"));
+  EXPECT_EQ("a$b", engine.value("MODE"));
+  EXPECT_EQ("<unset>", engine.value("mode"));
+
+  // A name the template doesn't know changes nothing, not even the names
+  // before it, and ends the run as a bad command line.
+  Engine other(entry("ROOT", "DataType=\"value\"", "/template"));
+  ASSERT_EQ(0, other.readDefValues(other.document));
+  other.commandLineValues = {{"ROOT", "/opt/y"}, {"INSTALDIR", "/opt/z"}};
+  EXPECT_EQ(-1, other.applyCommandLineValues());
+  EXPECT_EQ("/template", other.value("ROOT"));
+  char reason[256];
+  EXPECT_EQ(kExitBadUsage, other.getExitCode(0, reason, sizeof reason));
+  EXPECT_STREQ("bad command line: -INSTALDIR names no variable of this installer's template", reason);
 }
 
 TEST(DefaultsTest, PreviousInstallationsAreFoundReadAndRemoved) {

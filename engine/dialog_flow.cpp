@@ -72,6 +72,39 @@ int doWork(Installer* engine, InstallerUI* ui, WrappedWork work, bool isUninstal
   return 1;
 }
 
+// What a page's work did, for the result log and the run's outcome.
+void noteWork(Installer* engine, WrappedWork work, bool isUninstallation, bool failed) {
+  Installer::Outcome& outcome = engine->outcome;
+  switch (work) {
+    case kRemoveOlder:
+      engine->note("Removing the installed version: %s", failed ? "FAILED" : "done");
+      if (failed) outcome.workErrors = true;
+      break;
+    case kCopyFiles:
+      if (isUninstallation) {
+        engine->note("Uninstalling: %s", failed ? "FAILED, with errors" : "done");
+        if (failed) outcome.workErrors = true;
+      } else {
+        // The file stage's errors that -ignoreErrors=1 let through are
+        // noted by the stage itself.
+        engine->note("Installing: %s", !failed                ? "done"
+                                       : outcome.errorsIgnored ? "done, with errors let through"
+                                                               : "FAILED, with errors");
+        if (failed && !outcome.errorsIgnored) outcome.installFailed = true;
+      }
+      break;
+    case kRevert:
+      engine->note("Reverting the installation: %s", failed ? "FAILED" : "done");
+      if (failed)
+        outcome.revertFailed = true;
+      else
+        outcome.reverted = true;
+      break;
+    case kPrepareUninstall:
+      break;
+  }
+}
+
 // Brings the values of all directory fields into the form the file work
 // expects (blanks trimmed, one kind of separator, no doubled separators)
 // before that work reads them.
@@ -285,6 +318,7 @@ int Installer::enterSubDialog(int dialog, int subDialog, InstallerUI* ui) {
 int Installer::handleSpecialDialog(int dialog, int subDialog, InstallerUI* ui, DIALOGINFO* record) {
   if (!ui || !record) return 0;
   log("Setting dialog \"%s\" (%d, %d)", record->name, dialog, subDialog);
+  if (resultLog) resultLog->printf("Page %s", record->name);
   setControlVariable(kCtlDlgCondition, "0");
 
   const char* name = record->name;
@@ -305,14 +339,19 @@ int Installer::handleSpecialDialog(int dialog, int subDialog, InstallerUI* ui, D
       for (int i = 0; i < dialogs.getCount(); i++) normaliseDirectoryFields(this, dialogs[i]);
     }
     failed = doWork(this, ui, static_cast<WrappedWork>(work), isUninstallation);
+    noteWork(this, static_cast<WrappedWork>(work), isUninstallation, failed != 0);
     setUiState(kUiWaiting);
     ui->updateButtons(dialog, subDialog);
   } else if (std::strcmp(name, "RegisterApplication") == 0) {
     failed = (!isUninstallation && uninstallDataOnDisk(this) && registerApplication()) ? 0 : 1;
+    note("Registering the product in the list of installed programs: %s", failed ? "FAILED" : "done");
+    if (failed) outcome.workErrors = true;
   } else if (std::strcmp(name, "UnregisterApplication") == 0) {
     if (isUninstallation) {
       char product[200];
       failed = (getProductName(product, sizeof product) == 0 && unregisterApplication(product)) ? 0 : 1;
+      note("Removing the product from the list of installed programs: %s", failed ? "FAILED" : "done");
+      if (failed) outcome.workErrors = true;
     }
   } else if (std::strcmp(name, "PreUninstall") == 0) {
     ui->showControls(dialog, subDialog, true);

@@ -62,6 +62,9 @@ class InstallExchangeInfo {
   virtual int isCancelled() { return 0; }
   virtual int isFinished() { return 0; }
   virtual int hasFailed() { return 0; }
+  // How the run ended, once the wizard has: the exit code (exit_codes.h),
+  // with `runResult` what the front end's run gave, and its meaning.
+  virtual int getExitCode(int runResult, char* text, int size) { return 0; }
   virtual int setInstallerDir(const char* path) { return 1; }
   virtual int getInstallerDir(char* buffer, int size) { return 1; }
   virtual int checkDialogCondition(InstallerUI* ui) { return 2; }

@@ -11,6 +11,7 @@
 #include "engine/installer_ui.h"
 #include "foundation/files.h"
 #include "foundation/ini.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 #include "foundation/text_lines.h"
 
@@ -142,9 +143,11 @@ bool Installer::setIniValue(const char* file, const char* section, const char* k
                           key, kLogTab, value);
   }
   bool ok = QUtils::writeIniValue(file, section, key, value, beforeKey) == 0;
+  // Taken at once: the next call may replace it.
+  int error = ok ? 0 : QUtils::lastSystemError();
   char object[QUtils::kMaxPath + 2 * actiontext::kTextSize];
   describe(object, sizeof object, file, section, key);
-  actiontext::report(this, ui, exists ? kReplace : kCreate, ok, object);
+  actiontext::report(this, ui, exists ? kReplace : kCreate, ok, object, error);
   return ok;
 }
 

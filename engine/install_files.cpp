@@ -19,6 +19,7 @@
 #include "foundation/errors.h"
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 #include "package/md5.h"
 
@@ -101,29 +102,37 @@ TargetState lookAtTarget(const char* target, const unsigned char* digest, uint64
   return state;
 }
 
-bool writeAll(QUtils::PFileStream* file, const unsigned char* data, size_t size) {
+// Writes `size` bytes in pieces the system takes. 0, or the system's error
+// number (-1 when a write fell short without one).
+int writeAll(QUtils::PFileStream* file, const unsigned char* data, size_t size) {
   while (size > 0) {
     uint32_t piece = static_cast<uint32_t>(size < kLargestWrite ? size : kLargestWrite);
     uint32_t written = 0;
-    if (file->write(data, piece, &written) != 0 || written != piece) return false;
+    int error = file->write(data, piece, &written);
+    if (error != 0) return error;
+    if (written != piece) return -1;
     data += piece;
     size -= piece;
   }
-  return true;
+  return 0;
 }
 
 // Makes the target anew and writes its content: `text` when it isn't null,
 // otherwise the package file that `reader` reads, as its bytes come. False
 // if it couldn't be made or a write fell short; `outCreated` says whether
-// it was made.
-bool writeTarget(const char* target, const char* text, PackageFileReader* reader, bool* outCreated) {
+// it was made, and `outError` gets the system's error number of a failure
+// to make or write it (-1 when the system gave none; 0 when the package
+// couldn't be read).
+bool writeTarget(const char* target, const char* text, PackageFileReader* reader, bool* outCreated, int* outError) {
   QUtils::PFileStream file;
   *outCreated = false;
-  if (file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways) != 0) return false;
+  *outError = file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways);
+  if (*outError != 0) return false;
   *outCreated = true;
   bool ok = true;
   if (text) {
-    ok = writeAll(&file, reinterpret_cast<const unsigned char*>(text), std::strlen(text));
+    *outError = writeAll(&file, reinterpret_cast<const unsigned char*>(text), std::strlen(text));
+    ok = *outError == 0;
   } else {
     for (;;) {
       const unsigned char* data = nullptr;
@@ -133,13 +142,16 @@ bool writeTarget(const char* target, const char* text, PackageFileReader* reader
         break;
       }
       if (size == 0) break;
-      if (!writeAll(&file, data, size)) {
+      *outError = writeAll(&file, data, size);
+      if (*outError != 0) {
         ok = false;
         break;
       }
     }
   }
-  if (file.close() != 0) ok = false;
+  int closed = file.close();
+  if (closed != 0 && ok) *outError = closed;
+  if (closed != 0) ok = false;
   return ok;
 }
 
@@ -160,7 +172,8 @@ class FileStage : public StripeWaiter {
  private:
   // Line and error for a step that failed or succeeded, with the flush
   // every 32nd entry.
-  void report(const Verb& verb, bool failed, const char* target, int index);
+  // `error` is the system's error number of a failure, 0 when unknown.
+  void report(const Verb& verb, bool failed, const char* target, int index, int error = 0);
   void fileLine(const char* text, bool flush) {
     if (ui) ui->addFileLine(text, flush);
   }
@@ -179,10 +192,11 @@ class FileStage : public StripeWaiter {
   std::unordered_set<std::string> madeDirectories;
 };
 
-void FileStage::report(const Verb& verb, bool failed, const char* target, int index) {
-  char message[QUtils::kMaxPath + 32];
+void FileStage::report(const Verb& verb, bool failed, const char* target, int index, int error) {
+  char message[QUtils::kMaxPath + 300];
   QUtils::boundedFormat(message, sizeof message, "%s%s", failed ? verb.failed : verb.done, target);
   if (failed) {
+    if (error > 0) QUtils::appendSystemError(message, sizeof message, error);
     errors++;
     engine->addError(message);
   }
@@ -312,21 +326,22 @@ void FileStage::installEntry(int index, int count) {
   }
 
   bool failed = false;
+  int error = 0;
   if (writing) {
     // A file already there that can't be opened for writing (a running
     // program, a locked file) is asked to go first. Nothing was read from
     // the package while the target wouldn't open.
     bool created = false;
-    bool ok = writeTarget(target, text, &data, &created);
+    bool ok = writeTarget(target, text, &data, &created, &error);
     if (!created && state.exists && engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
-      ok = writeTarget(target, text, &data, &created);
+      ok = writeTarget(target, text, &data, &created, &error);
     if (!created) engine->log("ERROR: \"%s\" can't be written", target);
     failed = !ok;
   }
   if (!failed) engine->onFileWritten(target, entry);
 
   if (ui) ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(index) / count * 100.0f)));
-  report(replacing ? kOverwrite : kCreate, failed, target, index);
+  report(replacing ? kOverwrite : kCreate, failed, target, index, error);
 }
 
 // The stages that follow the files, each in turn whatever the ones before
@@ -363,6 +378,7 @@ int Installer::installFiles(InstallerUI* ui) {
   char tempLog[QUtils::kMaxPath];
   char tempBackup[QUtils::kMaxPath];
   if (openActionLog(tempLog, sizeof tempLog, tempBackup, sizeof tempBackup) != 0) return -1;
+  if (olderInstallationKept && !saveOlderInstallation()) olderInstallationKept = false;
   BackupFile backup;
   backup.openForWriting(tempBackup);
 
@@ -380,6 +396,17 @@ int Installer::installFiles(InstallerUI* ui) {
     ui->endProgress();
     ui->addFileLine(nullptr, true);
   }
+
+  // The result log will stand beside the action log when no -log named its
+  // place, so the uninstaller removes it with the product.
+  char resultLogPath[QUtils::kMaxPath];
+  if (resultLog && !resultLog->getPath()[0] && getResultLogPath(resultLogPath, sizeof resultLogPath))
+    logFileAction(kLogCreate, resultLogPath);
+  // An older installation that the user kept becomes part of this one,
+  // once this one stands: a failed installation is reverted from its own
+  // lines alone.
+  bool standing = errors == 0 || (ui && ui->getIgnoreErrors() != 0);
+  if (olderInstallationKept && standing && adoptOlderInstallation(tempLog, &backup) != 0) errors++;
   actionLogWriter.close();
   backup.close();
 
@@ -392,6 +419,7 @@ int Installer::installFiles(InstallerUI* ui) {
   // at kWorking, with the temporary log and backup, for the revert.
   saveJournal(Journal::kPlacing);
   bool logPlaced = placeActionLog(tempLog) == 0;
+  outcome.logPlaced = logPlaced;
   bool keptForRevert = false;
   if (!logPlaced) {
     errors++;
@@ -415,12 +443,15 @@ int Installer::installFiles(InstallerUI* ui) {
     }
     saveJournal(Journal::kDone);
     QUtils::deleteFile(tempBackup);
+    if (!keptOlderLog.empty()) QUtils::deleteFile(keptOlderLog.c_str());
+    if (!keptOlderBackup.empty()) QUtils::deleteFile(keptOlderBackup.c_str());
   }
 
   if (ui) {
     ui->setDestinationText(errors ? "There were errors during the installation."
                                   : "The installation was successful.");
   }
+  if (errors && ui && ui->getIgnoreErrors() != 0 && logPlaced) outcome.errorsIgnored = true;
   if (errors && (!ui || ui->getIgnoreErrors() == 0 || !logPlaced)) {
     log("WARNING: An error ocurred during installation");
     setControlVariable(kCtlInstallError, "1");

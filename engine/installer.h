@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "engine/colour_map.h"
 #include "engine/dialog_records.h"
@@ -25,11 +26,13 @@
 #include "engine/journal.h"
 #include "engine/records.h"
 #include "engine/registry_access.h"
+#include "engine/result_log.h"
 #include "foundation/console.h"
 #include "foundation/lists.h"
 #include "foundation/xml.h"
 #include "package/package.h"
 
+class BackupFile;
 class InstallerUI;
 
 // Indices of the control variables (names read from InstallerControlVariables).
@@ -216,6 +219,9 @@ class Installer : public InstallExchangeInfo {
   virtual bool isApplicationRegistered(const char* name);
   // The text value UninstallString of the entry of `name`. True if found.
   virtual bool getUninstallString(const char* name, char* out, int size);
+  // The text value `valueName` of the entry of `name` (DisplayVersion...),
+  // cut to `size` - 1 bytes. True if found.
+  bool getEntryText(const char* name, const char* valueName, char* out, int size);
   // The action log path in the entry of `application`: the text behind
   // -uninstall=" up to the next double quote. False without one.
   virtual bool getApplicationLogFile(const char* application, char* buffer, int size);
@@ -253,6 +259,23 @@ class Installer : public InstallExchangeInfo {
   // True if the file is gone. A system whose running programs don't hold
   // their files' names can free the name without ending the program.
   virtual bool deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs);
+
+  // An installation over the registered installation of this product
+  // that the user chose to keep (olderInstallationKept) takes it over
+  // (adopt_older.cpp). saveOlderInstallation copies its action log and
+  // backup to temporary files before the new files are written, which may
+  // go over them; false (noted) if its log can't be read. Once the new
+  // installation stands, adoptOlderInstallation appends the older log's
+  // action lines that the new log at `tempLog` doesn't have already to
+  // actionLogWriter, and copies the records of the files it had saved
+  // (FILE OVER) into `backup`. 0, or -1 when something couldn't be read.
+  bool saveOlderInstallation();
+  int adoptOlderInstallation(const char* tempLog, BackupFile* backup);
+  // Set when the "Uninstall" page found the user's answer to keep the
+  // registered older installation.
+  bool olderInstallationKept = false;
+  std::string keptOlderLog;     // the copies; empty without them
+  std::string keptOlderBackup;
 
   // ---- Backup of installed files (installed_backup.cpp) ----
   // Saves every file and shortcut that the action log at `logPath` names
@@ -551,12 +574,89 @@ class Installer : public InstallExchangeInfo {
 
   // ---- Configuration export (config_export.cpp) ----
   // The work of the "PostInstall" page: the PostInstall action section, the
-  // action log's variable block, and for a console run that wasn't itself
-  // replayed from a file, config.xml beside the program. Runs once; 0.
+  // action log's variable block, and the configuration file: at
+  // exportConfigPath when one was asked for (any run), else config.xml
+  // beside the program for a console run with a person at it (not one from
+  // a file or with -auto). Runs once; 0.
   virtual int runPostInstall(InstallerUI* ui);
   // Writes the variables that a configuration file may hold, in store order,
-  // as a DefValues document. 0, or non-zero when it couldn't be written.
+  // as a DefValues document. A variable that still has the value its
+  // template entry gives is written as that entry (its expression, or its
+  // registry place), so that the file serves another machine as it stands;
+  // any other value is written as it is. 0, or non-zero when it couldn't be
+  // written.
   int writeConfigFile(const char* path);
+  // The template's DefValues entry that gives `name` its default: the
+  // last one whose Condition holds. -1 without one.
+  int findDefaultEntry(const char* name);
+  // Whether `value` is what the template's entry gives now: a "value"
+  // entry's expression, or a "registry" entry's registry value.
+  bool isTemplateDefault(int entry, const char* value);
+  // Where -exportConfig asked for the configuration file; empty: nowhere.
+  char exportConfigPath[1560] = "";
+  // Set for a run without a person at it (-auto, -configFile): it writes
+  // no configuration file unless asked, and the programs it starts read
+  // nothing from the terminal.
+  bool unattended = false;
+
+  // ---- Values from the command line (defaults.cpp) ----
+  // -NAME=value options of an installation: each sets the template
+  // variable NAME once the template's defaults and a configuration file
+  // are read, as a configuration file's entry would, and the variables
+  // that follow it are recalculated. A name that the template doesn't
+  // define ends the run (exit code 4). NAME is matched exactly, else
+  // without regard to case when that finds one variable only.
+  struct CommandLineValue {
+    std::string name;
+    std::string value;
+  };
+  std::vector<CommandLineValue> commandLineValues;
+  // Sets them; 0, or -1 after stopRun for an unknown name.
+  int applyCommandLineValues();
+
+  // ---- Upgrade policy (upgrade_policy.cpp) ----
+  // Compares this product's version with the registered one's
+  // (DisplayVersion) and applies the template's policy, attributes of
+  // ProductDesc: IfNewerInstalled "Refuse" (the default: the run ends with
+  // a message and exit code 4) or "Allow"; IfSameInstalled "Reinstall"
+  // (the default) or "Skip" (the run ends at once with exit code 0). Versions
+  // compare number by number. 0 to go on; -1 after stopRun.
+  int applyUpgradePolicy(InstallerUI* ui);
+  // -1, 0 or 1 as version `a` is older than, the same as or newer than `b`:
+  // dotted numbers compared one by one, a missing number counting as 0, and
+  // text that isn't a number compared as text.
+  static int compareVersions(const char* a, const char* b);
+
+  // ---- The run's outcome and result log (run_outcome.cpp) ----
+  // What the run did, noted by the work as it runs; getExitCode turns it
+  // into the process's exit code (exit_codes.h) and the words of the result
+  // log's last line.
+  struct Outcome {
+    int stopCode = -1;            // set by stopRun: the run ended before or instead of its work
+    char stopReason[1024] = "";   // and why
+    bool installFailed = false;   // the file stage reported errors that weren't let through
+    bool errorsIgnored = false;   // ... or -ignoreErrors=1 let them through
+    bool workErrors = false;      // another step failed: an older installation's removal, the
+                                  // registration, the uninstallation
+    bool reverted = false;        // a failed installation was undone
+    bool revertFailed = false;
+    bool logPlaced = false;       // this run put its action log in its place
+  };
+  Outcome outcome;
+  // The result log (not owned); null when there is none.
+  ResultLog* resultLog = nullptr;
+  // A step of the run: a line in the result log and in the debug log.
+  void note(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  // Ends the run with `code` and the reason; the wizard doesn't start, or
+  // ends. Noted as a step.
+  void stopRun(int code, const char* format, ...) __attribute__((format(printf, 3, 4)));
+  // Where the result log of an installation stands when no -log named it:
+  // "<product>-install.log" in the folder of the action log. False when the
+  // template names no action log or no product.
+  bool getResultLogPath(char* buffer, int size);
+  // The exit code of the run, with `runResult` what runInstallation gave,
+  // and its meaning in `text` (cut to `size`).
+  int getExitCode(int runResult, char* text, int size) override;
 
   // ---- Platform operations: a subclass per system gives the bodies ----
   // Whether a program with this executable name (with extension, compared

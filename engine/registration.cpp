@@ -30,8 +30,8 @@ const char kLogOption[] = "-uninstall=\"";
 // Where the system keeps the program directory's path.
 const char kProgramFilesKey[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
 // The options that make the uninstaller run without its window and without
-// questions.
-const char kQuietOptions[] = " -gui=0 -quiet=1";
+// questions, and give its result as the exit code of the command itself.
+const char kQuietOptions[] = " -gui=0 -quiet=1 -wait";
 // The name by which the system starts a program may leave out this ending
 // (Windows adds it); the icon must name the file itself.
 const char kProgramEnding[] = ".exe";
@@ -293,6 +293,10 @@ bool Installer::isApplicationRegistered(const char* name) {
 }
 
 bool Installer::getUninstallString(const char* name, char* out, int size) {
+  return getEntryText(name, "UninstallString", out, size);
+}
+
+bool Installer::getEntryText(const char* name, const char* valueName, char* out, int size) {
   if (!out || size < 1) return false;
   out[0] = 0;
   RegistryAccess* registry = getRegistry();
@@ -302,7 +306,7 @@ bool Installer::getUninstallString(const char* name, char* out, int size) {
   int type = 0;
   uint32_t length = 0;
   QUtils::RefArray<unsigned char> data;
-  if (registry->readValue(kHive, key, "UninstallString", false, &type, data, &length) != 0) return false;
+  if (registry->readValue(kHive, key, valueName, false, &type, data, &length) != 0) return false;
   if (type != kRegSz || length > data.getSize()) return false;
   uint32_t count = length < static_cast<uint32_t>(size - 1) ? length : static_cast<uint32_t>(size - 1);
   if (count > 0) std::memcpy(out, data.get(), count);

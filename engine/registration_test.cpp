@@ -96,7 +96,7 @@ TEST_F(RegistrationTest, RegisterWritesTheEntryAndItsUninstallCommand) {
   EXPECT_EQ("Halvo Software Ltd", stored("Quill Editor", "Publisher"));
   const std::string command = program + " -uninstall=\"" + log + "\" -uninstallApp=\"Quill Editor\"";
   EXPECT_EQ(command, stored("Quill Editor", "UninstallString"));
-  EXPECT_EQ(command + " -gui=0 -quiet=1", stored("Quill Editor", "QuietUninstallString"));
+  EXPECT_EQ(command + " -gui=0 -quiet=1 -wait", stored("Quill Editor", "QuietUninstallString"));
   EXPECT_EQ(1, number("Quill Editor", "NoModify"));
   EXPECT_EQ(1, number("Quill Editor", "NoRepair"));
   // No action log to read: neither a size nor a folder is claimed.

@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "engine/exit_codes.h"
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
 #include "foundation/errors.h"
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
 #include "foundation/stream.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 
 Installer::Installer()
@@ -44,6 +46,7 @@ void Installer::addError(const char* text) {
   char cut[1560];
   QUtils::copyText(cut, text, sizeof cut);
   errorList->add(QUtils::CharString(cut));
+  if (resultLog) resultLog->printf("%s", cut);
 }
 
 void Installer::shareErrorList(Installer* owner) {
@@ -155,6 +158,7 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
     if (index < 0 || package.extractFile(index, &textSize, text, nullptr) != 0) {
       this->log("ERROR: Decompressing installation file");
       this->log("ERROR: Cannot continue due to error(s). Exiting!");
+      stopRun(kExitDamaged, "the installer is damaged: its package holds no readable install.xml");
       return -1;
     }
   } else {
@@ -162,6 +166,7 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
     char line[1560];
     if (!std::fgets(line, sizeof line, package.actionLogFile)) {
       this->log("ERROR: Could not obtain installation file from action log. Exiting!");
+      stopRun(kExitFailed, "the action log names no installation file: nothing was removed");
       return -1;
     }
     this->log("Reading previous installation variables");
@@ -172,8 +177,13 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
       line[--length] = 0;
     this->log("Reading installation file");
     if (!readWholeFile(line, text, &textSize)) {
+      int error = QUtils::lastSystemError();
       this->log("ERROR: Failed reading installation file");
       this->log("ERROR: Cannot continue due to error(s). Exiting!");
+      char reason[256];
+      QUtils::describeSystemError(error, reason, sizeof reason);
+      stopRun(kExitFailed, "the installation file %s that the action log names can't be read (%s): nothing was removed",
+              line, reason);
       return -1;
     }
   }
@@ -181,21 +191,41 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
   this->log("Parsing installation file");
   QUtils::PBufStream stream;
   stream.setBuffer(text.get(), textSize);
+  // A template that can't be read is the installer's own damage; in an
+  // uninstallation it is the saved copy that the log names.
+  int damaged = package.actionLogFile ? kExitFailed : kExitDamaged;
   if (document.load(&stream) != 0) {
     this->log("ERROR: Parsing installation file. Exiting!");
+    stopRun(damaged, "the installation file can't be parsed");
     return -1;
   }
 
   this->log("Getting product description");
-  if (readProductDesc() != 0) return -1;
+  if (readProductDesc() != 0) {
+    stopRun(damaged, "the installation file has no product description");
+    return -1;
+  }
   this->log("Getting file sets");
-  if (readFileSets() != 0) return -1;
+  if (readFileSets() != 0) {
+    stopRun(damaged, "the installation file's file sets can't be read");
+    return -1;
+  }
   if (guiInstall) {
     this->log("Getting GUI colour theme info");
     readColourTheme();
   }
   this->log("Getting UI dialogs");
-  if (readDialogs(package.actionLogFile != nullptr) != 0) return -1;
+  if (readDialogs(package.actionLogFile != nullptr) != 0) {
+    stopRun(damaged, "the installation file has no %s", package.actionLogFile ? "UninstallDialogs" : "Dialogs");
+    return -1;
+  }
+  {
+    char product[512];
+    char version[64];
+    if (getProductName(product, sizeof product) != 0) product[0] = 0;
+    if (getVersion(version, sizeof version) != 0) version[0] = 0;
+    note("%s %s of %s %s", package.actionLogFile ? "Uninstallation" : "Installation", "started", product, version);
+  }
   this->log("Getting control variables names");
   if (readControlVariables() != 0)
     this->log("WARNING: There are no control variable names provided in the installation xml!");
@@ -222,9 +252,12 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
   this->log("Initializing default values");
   if (readDefaults(ui) != 0) {
     this->log("ERROR: Parsing XML Default values (This may indicate wrong configuration file format)");
+    if (outcome.stopCode < 0) stopRun(damaged, "the installation file has no DefValues");
     return -1;
   }
+  if (!package.actionLogFile && applyCommandLineValues() != 0) return -1;
   if (previousInstallationFound) setControlVariable(kCtlPreviousInstallation, "1");
+  if (!package.actionLogFile && applyUpgradePolicy(ui) != 0) return outcome.stopCode == kExitSuccess ? 0 : -1;
 
   this->log("Starting installation UI");
   currentDialog = 0;

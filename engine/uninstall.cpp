@@ -21,6 +21,7 @@
 #include "engine/installer_ui.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
+#include "foundation/system_error.h"
 #include "foundation/text.h"
 
 namespace {
@@ -218,12 +219,12 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
   if (console) console->printf("Dir: %s (%s)", path ? path : "", ok ? "ok" : "failed");
   if (ui) {
     ui->pumpEventsQuietly();
-    char message[QUtils::kMaxPath + 32];
+    char message[QUtils::kMaxPath + 300];
     std::snprintf(message, sizeof message, "%s%s", ok ? "Remove " : "FAILED to remove ", path ? path : "");
     if (!ok) addErrorTo(errorList, message);
     ui->addFileLine(message, false);
   } else if (!ok) {
-    char message[QUtils::kMaxPath + 32];
+    char message[QUtils::kMaxPath + 300];
     std::snprintf(message, sizeof message, "FAILED to remove %s", path ? path : "");
     addErrorTo(errorList, message);
   }
@@ -384,17 +385,19 @@ void deleteLoggedFile(UndoRun& run, const char* path, int line) {
   // The deletion is tried first: the system's call for a file never takes
   // a directory, so the directory check is only needed to word a failure,
   // and the files of a large product aren't each looked at twice.
+  int error = 0;
   if (!isDeletablePath(path)) {
     // Never a root or a relative name.
     state = "failed";
     verb = "FAILED to delete ";
-  } else if (QUtils::deleteFile(path) == 0) {
+  } else if ((error = QUtils::deleteFile(path)) == 0) {
     state = "ok";
     verb = "Delete ";
   } else if (QUtils::isDirectory(path) && !QUtils::isLink(path)) {
-    // A FILE line names a file, never a directory.
-    state = "failed";
-    verb = "FAILED to delete ";
+    // A FILE line names a file: a folder that stands at its name isn't the
+    // installation's (the file never got written there), and stays.
+    state = "missing";
+    verb = "Missing ";
   } else if (!QUtils::fileExists(path)) {
     state = "missing";
     verb = "Missing ";
@@ -406,9 +409,10 @@ void deleteLoggedFile(UndoRun& run, const char* path, int line) {
     verb = "FAILED to delete ";
   }
   run.console->printf("File: %s (%s)", path, state);
-  char message[QUtils::kMaxPath + 32];
+  char message[QUtils::kMaxPath + 300];
   std::snprintf(message, sizeof message, "%s%s", verb, path);
   if (std::strcmp(state, "failed") == 0) {
+    if (error > 0 && QUtils::fileExists(path)) QUtils::appendSystemError(message, sizeof message, error);
     run.engine->addError(message);
     run.errors = true;
   }

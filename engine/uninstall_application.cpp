@@ -31,6 +31,7 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
   std::unique_ptr<Installer> second(createEngine());
   if (!second) return -1;
   second->logConsole = logConsole;
+  second->resultLog = resultLog;
   log("Uninstalling");
 
   char logPath[QUtils::kMaxPath];

@@ -15,9 +15,11 @@ const uint32_t kGenericRead = 0x80000000u;
 const uint32_t kGenericWrite = 0x40000000u;
 const uint32_t kShareRead = 1;
 const uint32_t kShareWrite = 2;
-// Mode, low two bits: 0 or 1 the file must exist; 2 open or make; 3 make
-// anew. Bit 2 hints sequential reading.
+// Mode, low two bits: 0 the file must exist; 1 make a new file where
+// nothing stands (not even a link), else fail; 2 open or make; 3 make anew.
+// Bit 2 hints sequential reading.
 const int kModeMustExist = 0;
+const int kModeCreateNew = 1;
 const int kModeOpenAlways = 2;
 const int kModeCreateAlways = 3;
 const int kModeSequential = 4;

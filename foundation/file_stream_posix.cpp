@@ -35,6 +35,10 @@ int openFlags(uint32_t access, int mode) {
     case kModeCreateAlways:
       flags |= O_CREAT | O_TRUNC;
       break;
+    case kModeCreateNew:
+      // O_EXCL also refuses a link at the name, dangling or not.
+      flags |= O_CREAT | O_EXCL;
+      break;
     default:  // the file must exist
       break;
   }

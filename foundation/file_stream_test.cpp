@@ -92,7 +92,6 @@ TEST_F(FileStreamTest, ModesDecideWhetherTheFileMustExist) {
   PFileStream stream;
   EXPECT_NE(0, stream.openFile(path.c_str(), kGenericRead, kShareRead, kModeMustExist));
   EXPECT_EQ(0, stream.isOpen());
-  EXPECT_NE(0, stream.openFile(path.c_str(), kGenericRead, kShareRead, 1));
   EXPECT_EQ(-1, stream.fileSize(path.c_str()));
 
   ASSERT_EQ(0, stream.openFile(path.c_str(), kGenericRead | kGenericWrite, kShareRead, kModeOpenAlways));
@@ -111,6 +110,14 @@ TEST_F(FileStreamTest, ModesDecideWhetherTheFileMustExist) {
   EXPECT_EQ(0, stream.size());
   stream.close();
   EXPECT_EQ(0, stream.fileSize(path.c_str()));
+
+  // Making a new file takes a free name only.
+  EXPECT_NE(0, stream.openFile(path.c_str(), kGenericWrite, 0, kModeCreateNew));
+  EXPECT_EQ(0, stream.isOpen());
+  std::string fresh = file("fresh.bin");
+  ASSERT_EQ(0, stream.openFile(fresh.c_str(), kGenericWrite, 0, kModeCreateNew));
+  stream.close();
+  EXPECT_EQ(0, stream.fileSize(fresh.c_str()));
 }
 
 TEST_F(FileStreamTest, CreateWithModeOneAppends) {

@@ -25,6 +25,8 @@ DWORD disposition(int mode) {
       return OPEN_ALWAYS;
     case kModeCreateAlways:
       return CREATE_ALWAYS;
+    case kModeCreateNew:
+      return CREATE_NEW;
     default:  // the file must exist
       return OPEN_EXISTING;
   }

@@ -46,6 +46,26 @@ void closeNamedEvent(NamedEvent* event);
 // or the system's error number.
 int startProcess(const char* commandLine, const char* workDirectory);
 
+// Starts `commandLine` in `workDirectory` as startProcess does and waits for
+// its end; `outExitCode` gets its exit code (on Linux 128 plus the signal
+// that ended it). Gives 0, or the system's error number when it couldn't be
+// started or waited for.
+int runProcess(const char* commandLine, const char* workDirectory, int* outExitCode);
+
+// Takes the running program's own file out of its folder, so that the
+// folder can be removed while the program still runs: Windows can't delete
+// a running program's file but can move it, into `directory` (or, across
+// volumes, beside itself under a name of its own), and the file goes when
+// the system restarts. `outMoved` gets where it went. False where the
+// system deletes a running program's file anyway (Linux) and nothing was
+// moved, or when it couldn't be moved.
+bool setAsideOwnProgram(const char* directory, char* outMoved, int size);
+
+// Removes the running program's own file, a temporary copy: at once where
+// the system allows it (Linux unlinks it), else when the system restarts
+// (Windows). True if it is gone or will go.
+bool removeOwnProgram();
+
 // Copies a file whole, replacing the target. Gives 0, or the system's error
 // number. An executable copy stays executable.
 int copyFile(const char* from, const char* to);

@@ -73,7 +73,7 @@ walk_installer="$installer"
 # The input ends at a question without a default: the walk is cancelled.
 make_installer "eof"
 out=$(printf '\n\n\n\n\n\n' | "$installer" -gui=0 -debug=1); code=$?
-check "ended input exits 0, got $code" test "$code" -eq 0
+check "ended input is a cancelled run (2), got $code" test "$code" -eq 2
 check "ended input told" holds "$out" "Register the server component (no or yes): 
 The input has ended before this question was answered. The installation is cancelled."
 check "ended input exports nothing" test ! -e "$dir/config.xml"
@@ -102,13 +102,22 @@ make_installer "auto"
 out=$("$installer" -auto </dev/null); code=$?
 config="$dir/config.xml"
 check "auto exits 0, got $code" test "$code" -eq 0
+check "auto writes no configuration file unless asked" test ! -e "$config"
+rm -rf "$dir/Wizard Product"
+config="$sandbox/exported/settings.xml"
+mkdir -p "$sandbox/exported"
+out=$("$installer" -auto -exportConfig="$config" </dev/null); code=$?
+check "auto with -exportConfig exits 0, got $code" test "$code" -eq 0
 check "auto shows the banner" test "$(head -3 <<<"$out")" = "$banner"
 check "auto asks nothing" test -z "$(grep -F -e "Press" -e "Destination folder" -e "Enter your choice" <<<"$out")"
 check "auto prints the export lines" holds "$out" "$(printf "$export_lines" "$config" "$config")"
 check "auto succeeds" test "$(tail -1 <<<"$out")" = "Automatic installation was successful!"
-check "auto writes config.xml beside the program" test -f "$config"
+check "auto exports the template's expression" grep -qF '"INSTALLDIR" DataType="value">$INSTALLER_DIR/Wizard Product<' "$config"
+check "auto writes the configuration file where asked" test -f "$config"
+# The folder is still what the template's expression gives: the expression
+# is exported, not this machine's path.
 expected="<DefValues>
- <Value Name=\"INSTALLDIR\" DataType=\"value\">$dir/Wizard Product</Value>
+ <Value Name=\"INSTALLDIR\" DataType=\"value\">\$INSTALLER_DIR/Wizard Product</Value>
  <Value Name=\"DESKTOPICON\" DataType=\"value\">1</Value>
  <Value Name=\"MODE\" DataType=\"value\">0</Value>
  <Value Name=\"SERVERHOST\" DataType=\"value\">0</Value>
@@ -142,13 +151,13 @@ echo "<Settings><Value Name=\"A\">1</Value></Settings>" >"$sandbox/replay/other.
 log="$TMPDIR/installer_debug.log"
 for name in missing.xml junk.xml other.xml; do
   rm -f "$log"
-  out=$("$walk_installer" -configFile="$name" -debug=1 </dev/null); code=$?
+  out=$("$walk_installer" -configFile="$name" -debug=1 </dev/null 2>/dev/null); code=$?
   if [ "$name" = missing.xml ]; then
     message="The file \"$name\" does not exist! Please specify existing file!"
   else
     message="The file \"$name\" is not a propper XML installation config file. The installation can not continue!"
   fi
-  check "$name: exit code 0, got $code" test "$code" -eq 0
+  check "$name: a bad configuration file exits 4, got $code" test "$code" -eq 4
   check "$name: only its message" test "$(grep -vF "installer_debug.log" <<<"$out" | grep -v "^Successfully created Installer debug log file:")" = "$message"
   check "$name: the run ends" grep -q "ERROR: Unable to initialize Console installation" "$log"
   check "$name: no wizard" test "$(grep -c "Starting installation UI" "$log")" -eq 0
@@ -168,21 +177,28 @@ check "no display: no config.xml" test ! -e "$dir/config.xml"
 # --- Started through a link --------------------------------------------------------
 # INSTALLER_DIR and config.xml are where the user started the program: the
 # link's folder, whether named by path, relative to the working directory,
-# or found on PATH.
-make_installer "link"
-mkdir -p "$dir/elsewhere" "$dir/other"
-ln -s "$installer" "$dir/elsewhere/setup-link"
-"$dir/elsewhere/setup-link" -auto </dev/null >/dev/null
+# or found on PATH. Each way runs on a machine of its own, answered by a
+# person, whose run writes config.xml beside the program; the destination it
+# offers follows INSTALLER_DIR.
+answers='\n\n\n\n\n\nyes\n'
+# link_case NAME: a fresh machine with the installer linked from elsewhere/.
+link_case() {
+  make_installer "$1"
+  mkdir -p "$dir/elsewhere" "$dir/other"
+  ln -s "$installer" "$dir/elsewhere/setup-link"
+}
+# in_link_folder: config.xml and the offered destination are the link's.
+in_link_folder() { test -f "$dir/elsewhere/config.xml" && holds "$out" "[$dir/elsewhere/Wizard Product]"; }
+link_case "link"
+out=$(printf "$answers" | "$dir/elsewhere/setup-link" -gui=0)
 check "link: config.xml in the link's folder" test -f "$dir/elsewhere/config.xml"
-check "link: INSTALLER_DIR is the link's folder" grep -qF ">$dir/elsewhere/Wizard Product<" "$dir/elsewhere/config.xml"
+check "link: INSTALLER_DIR is the link's folder" in_link_folder
 check "link: nothing beside the program itself" test ! -e "$dir/config.xml"
-rm -f "$dir/elsewhere/config.xml"
-(cd "$dir/elsewhere" && ./setup-link -auto </dev/null >/dev/null)
-check "link: a relative name gives the same folder" grep -qF ">$dir/elsewhere/Wizard Product<" \
-  "$dir/elsewhere/config.xml"
-rm -f "$dir/elsewhere/config.xml"
-(cd "$dir/other" && PATH="$dir/elsewhere:$PATH" setup-link -auto </dev/null >/dev/null)
-check "link: found on PATH, the same folder" grep -qF ">$dir/elsewhere/Wizard Product<" \
-  "$dir/elsewhere/config.xml"
+link_case "link-relative"
+out=$(cd "$dir/elsewhere" && printf "$answers" | ./setup-link -gui=0)
+check "link: a relative name gives the same folder" in_link_folder
+link_case "link-path"
+out=$(cd "$dir/other" && printf "$answers" | PATH="$dir/elsewhere:$PATH" setup-link -gui=0)
+check "link: found on PATH, the same folder" in_link_folder
 
 finish

@@ -6,22 +6,36 @@ setup=$(realpath "$1")
 source "$here/lib.sh"
 
 # Without a writable program directory every role stops with the message and
-# -1 (255), graphical runs included: Linux has no message box to show.
+# exit code 5, graphical runs included: Linux has no message box to show.
+# The result log in the temporary directory says so in its last line.
 for role in "-gui=0" "-gui=0 -bin=x" "-gui=0 -uninstall=x.log -uninstallApp=A" "-gui=0 -uninstallFile=x.log" \
             "-gui=0 -quiet=1" ""; do
   new_sandbox "rights"
   # shellcheck disable=SC2086
-  out=$("$setup" $role 2>&1); code=$?
-  check "no rights [$role]: exit code 255, got $code" test "$code" -eq 255
+  out=$("$setup" $role 2>/dev/null); code=$?
+  check "no rights [$role]: exit code 5, got $code" test "$code" -eq 5
   check "no rights [$role]: message" test "$out" = "This program requires administrative privileges."
+  result=$(ls "$TMPDIR"/*.log 2>/dev/null | head -n 1)
+  check "no rights [$role]: result log" grep -q "^Result: rights missing: .* (exit code 5)$" "$result"
 done
 
-# With a writable program directory the installation path runs and ends with 0.
+# With a writable program directory the installation path runs; the bare
+# program carries no package, so it is a damaged installer (3).
 new_sandbox "install"
 mkdir -p "$QLUX_ROOT/opt"
 "$setup" -gui=0 >/dev/null 2>&1; code=$?
-check "installation path exits 0, got $code" test "$code" -eq 0
+check "installation path of a program without a package exits 3, got $code" test "$code" -eq 3
 check "the write probe leaves nothing behind" test -z "$(ls -A "$QLUX_ROOT/opt")"
+
+# A bad command line is exit code 4, and named in the result log.
+new_sandbox "usage"
+mkdir -p "$QLUX_ROOT/opt"
+for bad in "-gui=0 stray" "-uninstallFile=x.log -FOO=1" "-gui=0 -log="; do
+  # shellcheck disable=SC2086
+  "$setup" $bad >/dev/null 2>&1; code=$?
+  check "bad command line [$bad] exits 4, got $code" test "$code" -eq 4
+done
+check "the result log names the fault" grep -qx "Result: bad command line: .* (exit code 4)" "$TMPDIR/qlux-install.log"
 
 # -debug=1 writes the debug log in the temporary directory, CR LF ended.
 new_sandbox "debug"
@@ -32,7 +46,7 @@ check "debug log announced" grep -q "Successfully created Installer debug log fi
 check "debug log exists" test -f "$log"
 check "lines end in CR LF" test "$(grep -c $'\r$' "$log")" -eq "$(wc -l <"$log")"
 check "revision is 12 hex digits" grep -qE '^ +0:  \[[0-9]+/[A-Z][a-z][a-z]/[0-9]+\|[0-9:]+\]    Installer version revision: [0-9a-f]{12}'$'\r''$' "$log"
-check "arguments listed" grep -q "Insatllation was called with arguments:" "$log"
+check "arguments listed" grep -q "Installation was called with arguments:" "$log"
 check "argument with value" grep -qF "  [ARG 01] -gui=\"0\"" "$log"
 check "argument with blank" grep -qF "  [ARG 02] -configFile=\"$TMPDIR/my config.xml\"" "$log"
 check "argument without value" grep -qE '  \[ARG 03\] -auto'$'\r''$' "$log"
@@ -45,9 +59,9 @@ mkdir -p "$QLUX_ROOT/opt"
 echo "action log" >"$TMPDIR/install.log"
 "$setup" -uninstall="$TMPDIR/install.log" -uninstallApp="Demo App" -gui=0; code=$?
 check "first stage exits 0, got $code" test "$code" -eq 0
-check "program copy is executable" test -x "$TMPDIR/qluxuninst.dll"
-for _ in $(seq 50); do [ -e "$TMPDIR/qluxuninst.log" ] || break; sleep 0.1; done
+for _ in $(seq 50); do [ -e "$TMPDIR/qluxuninst.log" ] || [ -e "$TMPDIR/qluxuninst.dll" ] || break; sleep 0.1; done
 check "second stage removed its log copy" test ! -e "$TMPDIR/qluxuninst.log"
+check "and its own program copy" test ! -e "$TMPDIR/qluxuninst.dll"
 check "the original log stays" test -f "$TMPDIR/install.log"
 
 new_sandbox "uninstall-debug"
@@ -56,11 +70,12 @@ echo "action log" >"$TMPDIR/install.log"
 "$setup" -uninstall="$TMPDIR/install.log" -uninstallApp=App -gui=0 -debug=1 >/dev/null
 for _ in $(seq 50); do grep -q "Real uninstall" "$TMPDIR/installer_debug.log" 2>/dev/null && break; sleep 0.1; done
 check "with -debug=1 the log copy is kept" test -f "$TMPDIR/qluxuninst.log"
+check "with -debug=1 the program copy is kept, runnable" test -x "$TMPDIR/qluxuninst.dll"
 check "second stage logged" grep -q "Real uninstall" "$TMPDIR/installer_debug.log"
 
 new_sandbox "uninstall-missing"
 mkdir -p "$QLUX_ROOT/opt"
 "$setup" -uninstall -gui=0; code=$?
-check "first stage with no log name fails at the copy, got $code" test "$code" -eq 255
+check "first stage with no log name fails at the copy, got $code" test "$code" -eq 1
 
 finish

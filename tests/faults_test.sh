@@ -201,7 +201,9 @@ check "no root: the installation fails" holds "$out" "FAILED to create $root/rea
 check "no root: the log can't be placed, and that is logged" grep -q "ERROR: Could not move the action log" \
   "$TMPDIR/installer_debug.log"
 same_machine "no root: the machine is as before" "$before"
-check "no root: no temporary file left" test "$(ls -A "$TMPDIR")" = installer_debug.log
+check "no root: no temporary file left" test "$(ls -A "$TMPDIR" | grep -v -- '-install\.log$')" = installer_debug.log
+check "no root: the result log tells the failure" \
+  grep -q "^Result: failed.* (exit code 1)$" "$(ls "$TMPDIR"/*-install.log | head -n 1)"
 
 # --- 3. A full disk ---------------------------------------------------------------------
 # The program directory becomes a small volume: a tmpfs mounted there where

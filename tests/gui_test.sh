@@ -250,6 +250,9 @@ check "the console installation ends well" test -x "$product/bin/qlux-demo"
 # The demo program, which the installation runs once, notes the time of
 # its run in var/last-run.log: that file's bytes are left out.
 run_time='s|^\(f [0-7]* opt/Qlux Demo/var/last-run.log [0-9]*\) .*|\1 (time of the run)|'
+# So are the bytes of the result log, which tells the times and the options
+# of its own run.
+run_time="$run_time;"'s|^\(f [0-7]* opt/Qlux Demo/uninstall/Qlux Demo-install.log\) .*|\1 (the run)|'
 tree "$sandbox/gui-window/root" | sed "$run_time" >"$sandbox/window.tree"
 check "the listing holds the window's installation" grep -q "opt/Qlux Demo/uninstall/install.log" "$sandbox/window.tree"
 tree "$QLUX_ROOT" | sed "$run_time" >"$sandbox/console.tree"
@@ -363,12 +366,13 @@ if kill -0 "$pid" 2>/dev/null; then
 fi
 wait "$pid"
 status=$?
-check "cancel: the installer ends with status 0 ($status)" test "$status" -eq 0
+check "cancel: the installer ends with status 2 ($status)" test "$status" -eq 2
 tree "$QLUX_ROOT" >"$sandbox/cancel-root.after"
 check "cancel: nothing changed in the machine-wide places" \
   cmp -s "$sandbox/cancel-root.before" "$sandbox/cancel-root.after"
-check "cancel: nothing is left in the temporary directory" \
-  test -z "$(ls -A "$TMPDIR" | grep -vx installer_debug.log)"
+check "cancel: nothing but the result log is left in the temporary directory" \
+  test -z "$(ls -A "$TMPDIR" | grep -vx installer_debug.log | grep -vx "Qlux Demo-install.log")"
+check "cancel: the result log says so" grep -qx "Result: cancelled by the user (exit code 2)" "$TMPDIR/Qlux Demo-install.log"
 
 # A template with Back and Next on every page of the frame, as templates
 # were written before: the buttons stand beside the pages' own ones and

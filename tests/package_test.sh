@@ -52,7 +52,7 @@ cp "$installer" "$damaged"
 size=$(stat -c %s "$damaged")
 printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
 out=$("$damaged" -gui=0 -debug=1); code=$?
-check "damaged installer still exits 0, got $code" test "$code" -eq 0
+check "damaged installer exits 3, got $code" test "$code" -eq 3
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match. This could indicate a broken download." <<<"$out"
 check "damage logged" grep -q "ERROR: The installer checksum failed!" "$log"
 check "nothing loaded" test "$(grep -c 'Finished file headers' "$log")" -eq 0
@@ -70,7 +70,9 @@ bare="$sandbox/tiny.bin"
 out=$("$setup" -gui=0 -debug=1 -bin="$bare"); code=$?
 check "bare package loads" grep -q "Finished file headers initialization." "$log"
 echo "not a package" >"$sandbox/junk.bin"
-out=$("$setup" -gui=0 -debug=1 -bin="$sandbox/junk.bin")
+out=$("$setup" -gui=0 -debug=1 -bin="$sandbox/junk.bin" 2>/dev/null)
+code=$?
+check "bad bare package exits 3, got $code" test "$code" -eq 3
 check "bad bare package told" grep -qF "The installer failed to initialize with the supplied binary file!" <<<"$out"
 check "bad bare package logged" grep -q "ERROR: Initialization with bin file failed with result: -5" "$log"
 

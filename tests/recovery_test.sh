@@ -64,17 +64,20 @@ killed() {
 }
 
 # state: every entry of the machine with its type and mode, and every file's
-# SHA-256; the journal directory is checked by `clean` instead.
+# SHA-256 but the result logs' (they tell the times of their own run); the
+# journal directory is checked by `clean` instead.
 state() {
   (cd "$QLUX_ROOT" && find . -path ./var/lib/qlux/journal -prune -o -printf '%y %m %p\n' | sort -k3 &&
-    find . -path ./var/lib/qlux/journal -prune -o -type f -exec sha256sum {} + | sort -k2)
+    find . -path ./var/lib/qlux/journal -prune -o -type f ! -name '*-install.log' -exec sha256sum {} + | sort -k2)
 }
 
 # clean WHAT: no journal, and nothing in the temporary directory but the
-# uninstaller's program copy, which stays there by design.
+# result logs of the runs that failed or uninstalled, and the uninstaller's
+# program copy that a killed second stage couldn't remove.
 clean() {
   check "$1: no journal left" test -z "$(ls -A "$journals" 2>/dev/null)"
-  check "$1: no temporary file left" test -z "$(ls -A "$TMPDIR" | grep -vx qluxuninst.dll)"
+  check "$1: no temporary file left" \
+    test -z "$(ls -A "$TMPDIR" | grep -vx qluxuninst.dll | grep -vE -- '-(un)?install(-[0-9]+)?\.log$')"
 }
 
 # The entry's values but for EstimatedSize, which counts the log's bytes too.

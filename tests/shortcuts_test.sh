@@ -162,7 +162,7 @@ new_sandbox "no-tool"
 mkdir -p "$QLUX_ROOT/opt" "$sandbox/no-tool/app" "$sandbox/no-tool/empty-path"
 installer="$sandbox/no-tool/app/tiny-setup"
 "$pack" --stub "$setup" --template "$source_dir/install.xml" --source "$source_dir" -o "$installer" >/dev/null
-out=$(PATH="$sandbox/no-tool/empty-path" "$installer" -gui=0 -auto -debug=1 </dev/null); code=$?
+out=$(PATH="$sandbox/no-tool/empty-path" "$installer" -gui=0 -auto -debug=1 </dev/null 2>&1); code=$?
 product="$sandbox/no-tool/app/Tiny"
 debug="$TMPDIR/installer_debug.log"
 check "install without a firewall tool exits 0, got $code" test "$code" -eq 0

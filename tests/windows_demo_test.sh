@@ -107,7 +107,7 @@ check "HelpLink and Publisher" \
 check "UninstallString: $(entry_value UninstallString)" test "$(entry_value UninstallString)" = \
   "\"$win_program\" -uninstall=\"$win_root/uninstall/install.log\" -uninstallApp=\"$product\""
 check "QuietUninstallString: $(entry_value QuietUninstallString)" \
-  test "$(entry_value QuietUninstallString)" = "$(entry_value UninstallString) -gui=0 -quiet=1"
+  test "$(entry_value QuietUninstallString)" = "$(entry_value UninstallString) -gui=0 -quiet=1 -wait"
 check "InstallLocation: $(entry_value InstallLocation)" test "$(entry_value InstallLocation)" = "$win_root"
 check "NoModify and NoRepair" test "$(entry_value NoModify)|$(entry_value NoRepair)" = "0x1|0x1"
 # The installed files' size in KB, rounded up (a DWORD, shown in hex). The

@@ -70,8 +70,11 @@ bool ConsoleUI::confirmCancel() { return input && input->inputEnded(); }
 
 void ConsoleUI::finish() {
   eraseProgressLine();
-  // A walk that a page held (programs still running) didn't install either.
-  if (input) input->close(walkResult != 0 || (exchange && exchange->hasFailed() != 0));
+  // Only a run that did all it was asked succeeded: not one that a page
+  // held (programs still running), and not one whose installation failed,
+  // whatever the last step gave.
+  char ignored[8];
+  if (input) input->close(!exchange || exchange->getExitCode(walkResult, ignored, sizeof ignored) != 0);
 }
 
 void ConsoleUI::showDialog(int dialog) {

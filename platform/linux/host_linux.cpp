@@ -6,6 +6,7 @@
 #include <semaphore.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <cstring>
 #include <string>
 
+#include "foundation/files.h"
 #include "foundation/text.h"
 #include "platform/linux/root.h"
 
@@ -124,16 +126,48 @@ void closeNamedEvent(NamedEvent* event) {
   delete event;
 }
 
-int startProcess(const char* commandLine, const char* workDirectory) {
+namespace {
+
+int spawn(const char* commandLine, const char* workDirectory, pid_t* pid) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   QUtils::CharString directory = QUtils::systemPath(workDirectory);
   if (workDirectory && *workDirectory) posix_spawn_file_actions_addchdir_np(&actions, directory.getText());
   const char* args[] = {"/bin/sh", "-c", commandLine, nullptr};
-  pid_t pid;
-  int result = posix_spawn(&pid, "/bin/sh", &actions, nullptr, const_cast<char**>(args), environ);
+  int result = posix_spawn(pid, "/bin/sh", &actions, nullptr, const_cast<char**>(args), environ);
   posix_spawn_file_actions_destroy(&actions);
   return result;
+}
+
+}  // namespace
+
+int startProcess(const char* commandLine, const char* workDirectory) {
+  pid_t pid;
+  return spawn(commandLine, workDirectory, &pid);
+}
+
+int runProcess(const char* commandLine, const char* workDirectory, int* outExitCode) {
+  pid_t pid;
+  int error = spawn(commandLine, workDirectory, &pid);
+  if (error != 0) return error;
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) return errno;
+  }
+  *outExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : WIFSIGNALED(status) ? 128 + WTERMSIG(status) : 1;
+  return 0;
+}
+
+bool setAsideOwnProgram(const char*, char* outMoved, int size) {
+  if (outMoved && size > 0) outMoved[0] = 0;
+  return false;  // a running program's file may go with its folder
+}
+
+bool removeOwnProgram() {
+  char self[QUtils::kMaxPath];
+  if (!QUtils::getModulePath(self, sizeof self)) return false;
+  // The process keeps its image while it runs; the name goes now.
+  return unlink(self) == 0 || errno == ENOENT;
 }
 
 int copyFile(const char* from, const char* to) {

@@ -81,7 +81,10 @@ void closeNamedEvent(NamedEvent* event) {
   delete event;
 }
 
-int startProcess(const char* commandLine, const char* workDirectory) {
+namespace {
+
+// Starts the process; the caller closes both handles of `process`.
+int spawn(const char* commandLine, const char* workDirectory, PROCESS_INFORMATION* process) {
   QUtils::TextConverter line(commandLine);
   QUtils::TextConverter directory(workDirectory);
   // CreateProcessW may write into the command line.
@@ -90,16 +93,69 @@ int startProcess(const char* commandLine, const char* workDirectory) {
   line.toWide(writable, length > 0 ? length : 1);
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
   BOOL ok = CreateProcessW(nullptr, writable, nullptr, nullptr, FALSE, 0, nullptr,
-                           (workDirectory && *workDirectory) ? directory.wide() : nullptr, &startup, &process);
+                           (workDirectory && *workDirectory) ? directory.wide() : nullptr, &startup, process);
   int error = ok ? 0 : static_cast<int>(GetLastError());
   delete[] writable;
-  if (ok) {
+  return error;
+}
+
+}  // namespace
+
+int startProcess(const char* commandLine, const char* workDirectory) {
+  PROCESS_INFORMATION process = {};
+  int error = spawn(commandLine, workDirectory, &process);
+  if (error == 0) {
     CloseHandle(process.hThread);
     CloseHandle(process.hProcess);
   }
   return error;
+}
+
+int runProcess(const char* commandLine, const char* workDirectory, int* outExitCode) {
+  PROCESS_INFORMATION process = {};
+  int error = spawn(commandLine, workDirectory, &process);
+  if (error != 0) return error;
+  CloseHandle(process.hThread);
+  DWORD code = 1;
+  if (WaitForSingleObject(process.hProcess, INFINITE) != WAIT_OBJECT_0 || !GetExitCodeProcess(process.hProcess, &code))
+    error = static_cast<int>(GetLastError());
+  CloseHandle(process.hProcess);
+  *outExitCode = static_cast<int>(code);
+  return error;
+}
+
+bool setAsideOwnProgram(const char* directory, char* outMoved, int size) {
+  if (outMoved && size > 0) outMoved[0] = 0;
+  wchar_t self[QUtils::kMaxPath];
+  DWORD length = GetModuleFileNameW(nullptr, self, QUtils::kMaxPath);
+  if (length == 0 || length >= QUtils::kMaxPath) return false;
+  char moved[QUtils::kMaxPath];
+  QUtils::boundedFormat(moved, sizeof moved, "%s\\qluxlauncher.exe", directory ? directory : "");
+  QUtils::TextConverter target(moved);
+  // A running program's file can be moved within its volume; across
+  // volumes it is renamed where it stands.
+  if (!directory || !*directory || !MoveFileExW(self, target.wide(), MOVEFILE_REPLACE_EXISTING)) {
+    QUtils::TextConverter selfName(self);
+    QUtils::boundedFormat(moved, sizeof moved, "%s.qlux-running", selfName.narrow());
+    QUtils::TextConverter beside(moved);
+    if (!MoveFileExW(self, beside.wide(), MOVEFILE_REPLACE_EXISTING)) return false;
+  }
+  QUtils::TextConverter movedName(moved);
+  // Ignoring the result on purpose: without the right to plan the deletion
+  // the file stays where it was moved to, which is all that can be done.
+  MoveFileExW(movedName.wide(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+  QUtils::copyText(outMoved, moved, size);
+  return true;
+}
+
+bool removeOwnProgram() {
+  wchar_t self[QUtils::kMaxPath];
+  DWORD length = GetModuleFileNameW(nullptr, self, QUtils::kMaxPath);
+  if (length == 0 || length >= QUtils::kMaxPath) return false;
+  // A running program's file can't be deleted: the system deletes it when
+  // it restarts.
+  return MoveFileExW(self, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT) != 0;
 }
 
 int copyFile(const char* from, const char* to) {
