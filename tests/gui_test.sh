@@ -513,7 +513,7 @@ if [ -n "$window" ]; then
   press_return
   wait_end
 fi
-check "failed: the installer ends (status $status)" test "$status" -eq 0
+check "failed: the installer ends with the failure's code 1 (status $status)" test "$status" -eq 1
 check "failed: only what was there before is left" test "$(ls -A "$product")" = doc
 check "failed: the product is not registered" \
   test -z "$(find "$QLUX_ROOT/var/lib/qlux/registry" -path '*/Uninstall/Qlux Demo' 2>/dev/null)"

@@ -430,7 +430,7 @@ kill -0 "$pid" 2>/dev/null && kill "$pid" 2>/dev/null
 wait "$pid"
 status=$?
 settle
-check "checksum: the program exits 0 after Return (status $status)" test "$status" -eq 0
+check "checksum: the program exits 3, a damaged installer, after Return (status $status)" test "$status" -eq 3
 check "checksum: the debug log is this run's" test "$debug_log" -nt "$sandbox/started"
 check "checksum: the failure is logged" grep -qF "ERROR: The installer checksum failed!" "$debug_log"
 check "checksum: no wizard window came" bash -c "! grep -q 'Setting dialog' '$debug_log'"
