@@ -453,7 +453,7 @@ int Installer::installFiles(InstallerUI* ui) {
   }
   if (errors && ui && ui->getIgnoreErrors() != 0 && logPlaced) outcome.errorsIgnored = true;
   if (errors && (!ui || ui->getIgnoreErrors() == 0 || !logPlaced)) {
-    log("WARNING: An error ocurred during installation");
+    log("WARNING: An error occurred during installation");
     setControlVariable(kCtlInstallError, "1");
     if (ui) {
       ui->addFileLine("Encountered errors during installation:", false);

@@ -199,7 +199,7 @@ TEST_F(InstallFilesTest, AMissingFileIsAnErrorAndTheRestGoesOn) {
   EXPECT_NE(std::string::npos, readFile(root + "/uninstall/install.log").find("NUMVARS\t"));
   EXPECT_EQ(std::string::npos, readFile(root + "/uninstall/install.log").find("absent.txt"));
   EXPECT_EQ(100, ui.progress);
-  EXPECT_TRUE(debugLog.has("WARNING: An error ocurred during installation"));
+  EXPECT_TRUE(debugLog.has("WARNING: An error occurred during installation"));
 }
 
 TEST_F(InstallFilesTest, WorksWithoutAFrontEnd) {

@@ -70,7 +70,7 @@ int Installer::revertInstallation(InstallerUI* ui) {
       for (const std::string& path : unplaced) record.temporaries.push_back(path);
       bool journaled = saveJournal(Journal::kPreparing);
       if (!copyFile(logPath, copy)) {
-        log("ERROR: Unable to copy temporal log file");
+        log("ERROR: Unable to copy the temporary log file");
       } else {
         if (journaled) {
           // The backup copy holds what this undo is going to put back.

@@ -64,7 +64,7 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
       record.temporaries.push_back(dirListPath);
     }
     saveJournal(Journal::kWorking);
-    if (!copyFile(logPath, tempLog)) throw QUtils::GenericError("ERROR: Unable to copy temporal log file");
+    if (!copyFile(logPath, tempLog)) throw QUtils::GenericError("ERROR: Unable to copy the temporary log file");
     if (second->openPackage(tempLog, 0, 1) != 0)
       throw QUtils::GenericError("ERROR: Unable to initialize uninstaller object");
     second->shareErrorList(this);
