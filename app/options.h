@@ -53,7 +53,10 @@ int readDebugOption(QUtils::Parameters& parameters);
 // open quote, is a fault of the command line.
 void readRunOptions(QUtils::Parameters& parameters, RunOptions* options, int parseResult = 0);
 
-// True without a person to answer: -auto or -configFile.
-inline bool isUnattended(const RunOptions& options) { return options.autoInstall || options.configFile; }
+// True without a person to answer: -auto, -configFile, or an uninstaller
+// without its window, which asks nothing.
+inline bool isUnattended(const RunOptions& options) {
+  return options.autoInstall || options.configFile || ((options.uninstall || options.uninstallFile) && !options.gui);
+}
 
 #endif  // QLUX_APP_OPTIONS_H_

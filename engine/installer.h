@@ -536,6 +536,7 @@ class Installer : public InstallExchangeInfo {
   static constexpr int RUN_ASYNCHRONOUS = 8;      // wait on a thread, serving the front end
   static constexpr int RUN_PROGRESS = 16;         // move the overall progress while waiting
   static constexpr int RUN_NO_ERROR_OUTPUT = 32;  // the program's error output is dropped
+  static constexpr int RUN_NO_INPUT = 64;         // the program reads the null device, not the terminal
   // A platform operation: starts `path` with `arguments` (null or empty: none)
   // in `workDir` (null: the installer's own), or with RUN_DOCUMENT opens it.
   // With RUN_ASYNCHRONOUS it waits while `ui` (may be null) pumps events,

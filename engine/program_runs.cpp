@@ -98,6 +98,10 @@ void runTagChild(Installer& engine, InstallerUI* ui, int child, int position) {
   if (argumentsText) engine.expandVariables(argumentsText, arguments, sizeof arguments);
   int intervalMs = 0;
   int flags = readRunFlags(engine, child, &intervalMs);
+  // Nobody answers a program that an unattended run starts: one that asks
+  // gets the end of its input at once instead of waiting, or taking the
+  // installer's own input away from it.
+  if (engine.unattended) flags |= Installer::RUN_NO_INPUT;
 
   switch (kind) {
     case kOpenDocument:

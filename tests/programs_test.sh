@@ -14,13 +14,14 @@ new_sandbox "programs"
 mkdir -p "$QLUX_ROOT/opt"
 
 # The product: a readme, the template, and a script that writes its second
-# argument and the directory it ran in into the file named by its first.
+# argument, the directory it ran in and what it read from its input into
+# the file named by its first.
 source_dir="$sandbox/source"
 mkdir -p "$source_dir/bin"
 echo "Programs product" >"$source_dir/readme.txt"
 cat >"$source_dir/bin/mark.sh" <<'EOF'
 #!/bin/sh
-printf '%s\n%s\n' "$2" "$(pwd)" >"$1"
+printf '%s\n%s\ninput: %s\n' "$2" "$(pwd)" "$(cat)" >"$1"
 EOF
 cat >"$source_dir/install.xml" <<'EOF'
 <HalvoWorksInstallation>
@@ -85,11 +86,14 @@ check "qlux-pack exits 0" test $? -eq 0
 marks="$sandbox/fresh/marks"
 product="$sandbox/fresh/Programs"
 log="$TMPDIR/installer_debug.log"
-out=$("$installer" -gui=0 -auto -debug=1 </dev/null); code=$?
+# The installer's input holds text that nobody meant for the programs.
+out=$("$installer" -gui=0 -auto -debug=1 <<<"typed ahead"); code=$?
 check "installation exits 0, got $code" test "$code" -eq 0
 check "installation succeeds despite the missing program" grep -q "Automatic installation was successful!" <<<"$out"
 check "AdditionalInstall ran the installed script" test "$(sed -n 1p "$marks/installed.txt" 2>/dev/null)" = additional
 check "in its working directory" test "$(sed -n 2p "$marks/installed.txt" 2>/dev/null)" = "$marks"
+check "an unattended run's program reads nothing" test "$(sed -n 3p "$marks/installed.txt" 2>/dev/null)" = "input: "
+check "nor does one run on a thread" test "$(sed -n 3p "$marks/async.txt" 2>/dev/null)" = "input: "
 check "the missing program is logged" \
   grep -qF "ERROR: Program was not started : \"$product/bin/missing-tool --quiet\"" "$log"
 check "the asynchronous run ended before the stage did" test "$(sed -n 1p "$marks/async.txt" 2>/dev/null)" = async
@@ -102,11 +106,12 @@ check "no PreUninstall during installation" test ! -e "$marks/preuninstall.txt"
 # The registered command: the first stage hands over to a copy of the
 # program, whose PreUninstall runs the script before the files go.
 "$installer" -uninstall="$product/uninstall/install.log" -uninstallApp="Programs Product" -gui=0 \
-  </dev/null >/dev/null
+  <<<"typed ahead" >/dev/null
 check "first stage exits 0" test $? -eq 0
 for _ in $(seq 100); do [ -e "$product" ] || break; sleep 0.1; done
 check "uninstallation removed the product" test ! -e "$product"
 check "PreUninstall ran the script" test "$(sed -n 1p "$marks/preuninstall.txt" 2>/dev/null)" = pre
+check "which read nothing" test "$(sed -n 3p "$marks/preuninstall.txt" 2>/dev/null)" = "input: "
 
 # A shell script that runs from the folder the RunningApps page names holds
 # the wizard there, though the process runs /bin/sh: the page names the

@@ -80,14 +80,16 @@ bool findProgram(const char* path, const char* workDir) {
 }
 
 // Spawns /bin/sh -c `script` in `workDir` (empty: the current directory),
-// with `argument` as $1 when it isn't null. 0, or the system's error number.
-int spawnShell(const std::string& script, const char* argument, const char* workDir, bool dropErrors,
-               pid_t* outPid) {
+// with `argument` as $1 when it isn't null. RUN_NO_ERROR_OUTPUT and
+// RUN_NO_INPUT of `flags` put /dev/null in place of the error output and
+// the input. 0, or the system's error number.
+int spawnShell(const std::string& script, const char* argument, const char* workDir, int flags, pid_t* outPid) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   QUtils::CharString directory = QUtils::systemPath(workDir);
   if (workDir[0]) posix_spawn_file_actions_addchdir_np(&actions, directory.getText());
-  if (dropErrors) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  if (flags & Installer::RUN_NO_INPUT) posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  if (flags & Installer::RUN_NO_ERROR_OUTPUT) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
   const char* args[] = {"/bin/sh", "-c", script.c_str(), argument ? "sh" : nullptr, argument, nullptr};
   int result = posix_spawn(outPid, "/bin/sh", &actions, nullptr, const_cast<char**>(args), environ);
   posix_spawn_file_actions_destroy(&actions);
@@ -127,7 +129,7 @@ bool openDocument(const char* path) {
       "xdg-open \"$1\" </dev/null >/dev/null 2>&1 &\n"
       "exit 0";
   pid_t pid;
-  if (spawnShell(kScript, QUtils::systemPath(path).getText(), "", false, &pid) != 0) return false;
+  if (spawnShell(kScript, QUtils::systemPath(path).getText(), "", 0, &pid) != 0) return false;
   return waitForExit(pid) == 0;
 }
 
@@ -136,8 +138,7 @@ bool openDocument(const char* path) {
 int32_t runProgramJob(const RUNPROGRAMJOB& job) {
   if (!findProgram(job.path, job.workDir)) return -1;
   pid_t pid;
-  if (spawnShell(buildCommandLine(job), nullptr, job.workDir, (job.flags & Installer::RUN_NO_ERROR_OUTPUT) != 0,
-                 &pid) != 0)
+  if (spawnShell(buildCommandLine(job), nullptr, job.workDir, job.flags, &pid) != 0)
     return -1;
   return waitForExit(pid);
 }
@@ -174,6 +175,6 @@ bool LinuxInstaller::runProgram(const char* path, const char* arguments, int fla
   if (!findProgram(job.path, job.workDir)) return false;
   std::string script = "(\n" + buildCommandLine(job) + "\n) &";
   pid_t pid;
-  if (spawnShell(script, nullptr, job.workDir, (flags & RUN_NO_ERROR_OUTPUT) != 0, &pid) != 0) return false;
+  if (spawnShell(script, nullptr, job.workDir, flags, &pid) != 0) return false;
   return waitForExit(pid) == 0;
 }

@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <shellapi.h>
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -33,15 +34,71 @@ std::vector<wchar_t> buildCommandLine(const RUNPROGRAMJOB& job) {
   return buffer;
 }
 
-// Starts the job's program; true with `process` filled.
+// An inheritable copy of the standard handle `which`; null without one.
+HANDLE inheritableStandardHandle(DWORD which) {
+  HANDLE handle = GetStdHandle(which);
+  HANDLE copy = nullptr;
+  if (handle == nullptr || handle == INVALID_HANDLE_VALUE ||
+      !DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, TRUE, DUPLICATE_SAME_ACCESS))
+    return nullptr;
+  return copy;
+}
+
+// Starts the program with NUL as its standard input and the installer's
+// own outputs. Only these handles are handed down (a handle list): every
+// other handle of the installer that happens to be inheritable, such as a
+// log file, stays out of the program. False, with nothing started, when
+// the system can't do that.
+bool startWithoutInput(wchar_t* commandLine, const wchar_t* workDir, PROCESS_INFORMATION* process) {
+  SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+  HANDLE nul = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, OPEN_EXISTING, 0,
+                           nullptr);
+  if (nul == INVALID_HANDLE_VALUE) return false;
+  HANDLE output = inheritableStandardHandle(STD_OUTPUT_HANDLE);
+  HANDLE error = inheritableStandardHandle(STD_ERROR_HANDLE);
+  HANDLE handed[3];
+  DWORD count = 0;
+  for (HANDLE handle : {nul, output, error}) {
+    if (handle) handed[count++] = handle;
+  }
+  SIZE_T size = 0;
+  InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+  std::vector<char> storage(size > 0 ? size : 1);
+  LPPROC_THREAD_ATTRIBUTE_LIST attributes = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage.data());
+  bool listed = size > 0 && InitializeProcThreadAttributeList(attributes, 1, 0, &size);
+  bool ok = false;
+  if (listed && UpdateProcThreadAttribute(attributes, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handed,
+                                          count * sizeof(HANDLE), nullptr, nullptr)) {
+    STARTUPINFOEXW startup = {};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = nul;
+    startup.StartupInfo.hStdOutput = output;
+    startup.StartupInfo.hStdError = error;
+    startup.lpAttributeList = attributes;
+    ok = CreateProcessW(nullptr, commandLine, nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT, nullptr, workDir,
+                        &startup.StartupInfo, process) != 0;
+  }
+  if (listed) DeleteProcThreadAttributeList(attributes);
+  for (DWORD i = 0; i < count; i++) CloseHandle(handed[i]);
+  return ok;
+}
+
+// Starts the job's program; true with `process` filled. With RUN_NO_INPUT
+// it reads NUL, where the system lets that be arranged.
 bool startProgram(const RUNPROGRAMJOB& job, PROCESS_INFORMATION* process) {
   std::vector<wchar_t> commandLine = buildCommandLine(job);
   QUtils::TextConverter workDir(job.workDir);
+  const wchar_t* directory = job.workDir[0] ? workDir.wide() : nullptr;
+  *process = PROCESS_INFORMATION();
+  if ((job.flags & Installer::RUN_NO_INPUT) && startWithoutInput(commandLine.data(), directory, process)) return true;
+  // CreateProcessW may have written into the line: it is made again.
+  commandLine = buildCommandLine(job);
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   *process = PROCESS_INFORMATION();
-  return CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                        job.workDir[0] ? workDir.wide() : nullptr, &startup, process) != 0;
+  return CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, directory, &startup,
+                        process) != 0;
 }
 
 // Waits without a limit for the process and closes its handles; its exit
