@@ -201,15 +201,42 @@ check "registered version 2.0.0" test "$(entry_value DisplayVersion)" = "2.0.0"
 check "no backup of version 1 left behind" test "$(temp_backups)" = "$backups_before"
 
 # Version 2 goes through its registered command, without -debug: the second
-# stage deletes its log copy and keeps the program copy.
+# stage deletes its log copy, and its program copy when Windows next starts.
 run_uninstaller
 check "version 2's uninstaller exits 0, got $code" test "$code" -eq 0
 check "version 2's uninstaller reports success" holds "$out" "Automatic uninstallation was successful!" ||
   printf '%s\n' "--- its output:" "$out" "--- its errors:" "$(tail -n 40 "$case_dir/uninstall.err")" "---"
 check "the log copy is gone after the second stage" test ! -e "$temp_dir/qluxuninst.log"
-check "the program copy stays for the next run" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
+check "the program copy stays until Windows next starts" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
 check "version 2's folders are gone" test ! -e "$root/bin" -a ! -e "$root/uninstall" -a ! -e "$shared"
 check "version 2's entry is gone" unregistered
+
+# --- The quiet command waits and gives its code ----------------------------------
+# QuietUninstallString has -wait: the first stage stays until the second has
+# ended and exits with its code. Its own running program steps out of its
+# folder first, so that folder goes too; when the uninstallation fails it comes
+# back, since the entry still names it.
+# run_quiet: runs the registered QuietUninstallString through cmd, which
+# passes its exit code on; no settle: it must have waited itself.
+run_quiet() {
+  printf '@echo off\r\n%s\r\nexit /b %%errorlevel%%\r\n' "$(entry_value QuietUninstallString)" >"$case_dir/quiet.bat"
+  runwine cmd /c "$(dos_path "$case_dir/quiet.bat")" </dev/null >/dev/null 2>&1
+  code=$?
+}
+use_case "quiet"
+run_installer v1 -auto
+mv "$root/uninstall/install.xml" "$case_dir/install.xml.saved"
+run_quiet
+check "a failing quiet uninstall exits 1, got $code" test "$code" -eq 1
+check "its uninstaller is back in place" cmp -s "$setup" "$root/uninstall/qlux-uninstall.exe"
+mv "$case_dir/install.xml.saved" "$root/uninstall/install.xml"
+run_quiet
+check "the quiet uninstall exits 0, got $code" test "$code" -eq 0
+# Only the file that BackupExisting saved stays, as it does without -wait.
+check "when it returns the product is gone, its uninstaller's folder too" \
+  test "$(cd "$root" 2>/dev/null && find . | sort | tr '\n' ' ')" = ". ./etc ./etc/settings.conf "
+check "the entry is gone when it returns" unregistered
+settle
 
 # --- A failed upgrade is reverted -------------------------------------------------
 # A directory stands where version 2 has to write a file, so its file stage
