@@ -13,6 +13,7 @@ packages=(
   clang libclang-rt-dev
   python3 python3-pefile osslsigncode openssl
   time
+  ansible-core ansible
 )
 
 missing=()
