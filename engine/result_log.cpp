@@ -60,13 +60,14 @@ int ResultLog::openNamed(const char* name) {
   // A name that stands already is removed rather than written through: in a
   // shared folder it may be another user's link. Ignoring the result on
   // purpose: what stays makes the exclusive creation below fail.
-  if (QUtils::fileExists(name) && !QUtils::isDirectory(name)) QUtils::deleteFile(name);
+  if ((QUtils::fileExists(name) || QUtils::isLink(name)) && !QUtils::isDirectory(name)) QUtils::deleteFile(name);
   return start(name, QUtils::kModeCreateNew);
 }
 
 int ResultLog::placeAt(const char* name) {
-  if (!name || !*name) return -1;
-  return start(name, QUtils::kModeCreateAlways);
+  // The log of an earlier run in the product's folder gives way to this
+  // one's, the same way: never written through.
+  return openNamed(name);
 }
 
 int ResultLog::placeExclusively(const char* directory, const char* stem) {

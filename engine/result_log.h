@@ -30,9 +30,10 @@ class ResultLog : public QUtils::PConsole {
   // followed), and the file is made anew where nothing stands. 0, or the
   // system's error number.
   int openNamed(const char* path);
-  // Writes the kept lines to `path`, replacing a file there, and the lines
-  // from now on too. For a folder that only the installation writes to. 0,
-  // or the system's error number.
+  // Writes the kept lines to `path`, replacing a file there as openNamed
+  // does, and the lines from now on too: the log of an earlier run in the
+  // product's folder gives way to this run's. 0, or the system's error
+  // number.
   int placeAt(const char* path);
   // Writes the kept lines to a new file "<stem>.log" in `directory`, or
   // "<stem>-2.log" and on when that name is taken, never writing over
