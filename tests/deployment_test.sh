@@ -149,12 +149,19 @@ check "install: its result log stands beside the action log" \
 check "install: the result log names the steps" grep -q "Page CopyProgress" "$root/uninstall/$product-install.log"
 check "install: no configuration file unless asked" test ! -e "$sandbox/installers/config.xml"
 check "install: the INI file in its new folder" test -f "$QLUX_ROOT/etc/deploy/conf.d/deploy.ini"
+# The empty /etc/environment had no PATH: the product's folder goes behind
+# the system's default path, not alone.
+check "install: PATH keeps the system's default" \
+  grep -qE "^PATH=\"?/usr/local/sbin:.*:$root/bin\"?\$" "$QLUX_ROOT/etc/environment"
 quiet=$(entry_value QuietUninstallString)
 check "the quiet command waits" holds "$quiet" " -gui=0 -quiet=1 -wait"
 out=$(timeout 120 sh -c "$quiet" </dev/null 2>&1); code=$?
 # Waited for: the machine is clean the moment the command returns.
 check "quiet uninstall: exit code 0, got $code" test "$code" -eq 0
 check "quiet uninstall: the machine is as before" test "$(machine)" = "$before"
+check "quiet uninstall: /etc/environment is empty again, byte for byte" \
+  test -f "$QLUX_ROOT/etc/environment" -a ! -s "$QLUX_ROOT/etc/environment"
+check "quiet uninstall: the INI file went with the folders it made" test ! -e "$QLUX_ROOT/etc/deploy"
 check "quiet uninstall: its result log" test "$(result)" = "Result: uninstalled (exit code 0)"
 check "quiet uninstall: no copy left behind" test -z "$(ls "$TMPDIR" | grep qluxuninst)"
 
