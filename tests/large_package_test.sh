@@ -7,7 +7,7 @@
 #   large_package_test.sh SETUP PACK [small|full]
 #
 # small (the default, for ctest): a few megabytes, with blocks of 1 MiB and
-# parts of 3 MiB. full (scripts/test.sh): 6 GiB with one file of 4.5 GiB and
+# parts 3 MiB larger than the stub. full (scripts/test.sh): 6 GiB with one file of 4.5 GiB and
 # a thousand small ones in blocks of the format's 1 GiB, parts of 2 GiB, and
 # the peak memory of packing and installing held below 256 MB. The payload
 # compresses well, so that the full run takes minutes, but no two megabytes
@@ -32,11 +32,16 @@ if [ "$scale" = full ]; then
     exit 1
   fi
 else
-  big=$(((5 << 20) + 3))
   small_count=40
   small_size=50000
   block_option=(--block-limit 1M)
-  split=3M
+  # Every file of a split installer stays under the split size, the
+  # installer with its stub too: parts 3 MiB larger than the stub (a
+  # sanitized one weighs 18 MB), and a big file of two parts' worth, so
+  # that there are always at least two package files.
+  split_mb=$(( ($(stat -c %s "$setup") + (1 << 20) - 1) / (1 << 20) + 3 ))
+  split=${split_mb}M
+  big=$(( (2 * split_mb << 20) + 3 ))
 fi
 memory_limit_kb=$((256 * 1024))
 
@@ -125,7 +130,8 @@ mkdir -p "$sandbox/one"
 installer="$sandbox/one/setup.exe"
 /usr/bin/time -v -o "$sandbox/pack.time" "$pack" --stub "$setup" --template "$src/install.xml" --source "$src" \
   -o "$installer" "${block_option[@]}" >"$sandbox/pack.out" 2>&1
-check "qlux-pack exits 0: $(cat "$sandbox/pack.out")" test $? -eq 0
+status=$?
+check "qlux-pack exits 0: $(cat "$sandbox/pack.out")" test "$status" -eq 0
 check "no package files without --split" test ! -e "$sandbox/one/setup-1.qpk"
 echo "pack: peak $(peak_kb "$sandbox/pack.time") kB, $(stat -c %s "$installer") bytes"
 if [ "$scale" = full ]; then
@@ -159,7 +165,8 @@ mkdir -p "$sandbox/split"
 installer="$sandbox/split/setup.exe"
 "$pack" --stub "$setup" --template "$src/install.xml" --source "$src" -o "$installer" --split "$split" --level 0 \
   "${block_option[@]}" >"$sandbox/pack.out" 2>&1
-check "qlux-pack --split exits 0: $(cat "$sandbox/pack.out")" test $? -eq 0
+status=$?
+check "qlux-pack --split exits 0: $(cat "$sandbox/pack.out")" test "$status" -eq 0
 parts=$(ls "$sandbox/split" | grep -c '^setup-[0-9]*\.qpk$')
 check "package files beside the installer ($parts)" test "$parts" -ge 2
 limit=$(python3 -c "import sys; s = sys.argv[1]; print(int(s[:-1]) << {'M': 20, 'G': 30}[s[-1]])" "$split")
@@ -179,7 +186,14 @@ case "$product" in "$sandbox"/*) rm -rf -- "$product" ;; esac
 
 # One flipped byte in a part, then a missing part: refused, and named.
 part="$sandbox/split/setup-2.qpk"
-printf '\x5a' | dd of="$part" bs=1 seek=4096 conv=notrunc status=none
+python3 - "$part" <<'FLIP'
+import sys
+with open(sys.argv[1], "r+b") as f:
+    f.seek(4096)
+    byte = f.read(1)[0]
+    f.seek(4096)
+    f.write(bytes([byte ^ 0xFF]))
+FLIP
 out=$("$installer" -auto -debug=1 </dev/null 2>&1)
 check "damaged part named to the user: $out" holds "$out" "The package file $part is damaged."
 check "damaged part logged" grep -q "ERROR: The package file $part is damaged" "$log"
