@@ -91,16 +91,7 @@ const char* const kSourceAttributes[] = {"DataType", "RegPlace", "RegKey", "Defa
 // Two values are one when they are the same text, or the same path but for
 // the doubling and kind of separators.
 bool sameValue(const char* a, const char* b) {
-  if (std::strcmp(a, b) == 0) return true;
-  char left[QUtils::kMaxPath];
-  char right[QUtils::kMaxPath];
-  QUtils::copyText(left, a, sizeof left);
-  QUtils::copyText(right, b, sizeof right);
-  QUtils::cleanPath(left);
-  QUtils::cleanPath(right);
-  QUtils::collapseSeparators(left);
-  QUtils::collapseSeparators(right);
-  return std::strcmp(left, right) == 0;
+  return std::strcmp(a, b) == 0 || QUtils::isSameCleanPath(a, b);
 }
 
 }  // namespace

@@ -67,20 +67,6 @@ void valueEntries(const QUtils::PXML& source, int defValues, QUtils::PList<int>*
   }
 }
 
-// Two values are the same when they are the same path: blanks at the ends,
-// the kind and the doubling of separators don't count.
-bool sameCleanPath(const char* a, const char* b) {
-  char left[QUtils::kMaxPath];
-  char right[QUtils::kMaxPath];
-  QUtils::copyText(left, a, sizeof left);
-  QUtils::copyText(right, b, sizeof right);
-  QUtils::cleanPath(left);
-  QUtils::cleanPath(right);
-  QUtils::collapseSeparators(left);
-  QUtils::collapseSeparators(right);
-  return std::strcmp(left, right) == 0;
-}
-
 }  // namespace
 
 int Installer::readDefaults(InstallerUI* ui) {
@@ -230,7 +216,7 @@ int Installer::readDefValues(const QUtils::PXML& source) {
         // what the expression gives: a value the user changed stays as is.
         int recalculate = 0;
         if (isFlagSet(source.getAttribute(entry, "Recalculate")))
-          recalculate = (replace || sameCleanPath(result, old)) ? 1 : 0;
+          recalculate = (replace || QUtils::isSameCleanPath(result, old)) ? 1 : 0;
         defineVariable(name, replace ? result : nullptr, text, recalculate, result);
         break;
       }

@@ -91,6 +91,18 @@ bool isSamePathText(const char* a, const char* b) {
   return *a == *b;
 }
 
+bool isSameCleanPath(const char* a, const char* b) {
+  char left[kMaxPath];
+  char right[kMaxPath];
+  copyText(left, a, sizeof left);
+  copyText(right, b, sizeof right);
+  cleanPath(left);
+  cleanPath(right);
+  collapseSeparators(left);
+  collapseSeparators(right);
+  return std::strcmp(left, right) == 0;
+}
+
 void collapseSeparators(char* text) {
   if (!text) return;
   char* out = text;

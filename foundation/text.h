@@ -43,6 +43,9 @@ int appendPath(char* text, const char* name, int size);
 // the kind of separator, as Windows names one file. Null texts are never
 // alike.
 bool isSamePathText(const char* a, const char* b);
+// Whether two paths are one once cleaned: blanks at the ends and the kind
+// and doubling of separators don't count; case does.
+bool isSameCleanPath(const char* a, const char* b);
 void trimText(char* text);
 
 // Other text operations.
