@@ -1,3 +1,5 @@
+// The four kinds of input field of a page, their shared handling of the
+// windows they own, and the shortening of a summary line into its room.
 #include "frontends/gui/dialog_fields.h"
 
 #include <wx/button.h>
@@ -23,8 +25,23 @@ const int kThemeActiveButtonsBackground = 8;
 const int kThemeActiveButtonsText = 9;
 const int kThemeInactiveText = 11;
 
-// Values of variables are read into fields of this many bytes.
+// Values of variables are read into fields of this many bytes; what the
+// user types or picks is cut to what such a field holds, and a chosen
+// folder to what a path field holds.
 const int kValueSize = 512;
+const size_t kMaxValueLength = kValueSize - 1;
+const size_t kMaxPathLength = QUtils::kMaxPath - 1;
+// A check box's value ("0" or "1") and a radio group's option number are
+// read into this many bytes.
+const int kChoiceValueSize = 5;
+// The browse button beside a folder box, in the window's units.
+const int kBrowseButtonWidth = 30;
+
+// `text` cut to at most `length` bytes.
+std::string cutTo(std::string text, size_t length) {
+  if (text.size() > length) text.resize(length);
+  return text;
+}
 
 wxString fromText(const std::string& text) { return wxString::FromUTF8(text.c_str()); }
 
@@ -35,17 +52,6 @@ void setColour(wxWindow* window, uint32_t colour, bool foreground) {
   } else {
     window->SetBackgroundColour(colourFromNumber(colour));
   }
-}
-
-void showWindow(wxWindow* window, bool show) {
-  if (window) window->Show(show);
-}
-
-// Destroys a window of the field and forgets it.
-template <class Window>
-void destroyWindow(Window*& window) {
-  if (window) window->Destroy();
-  window = nullptr;
 }
 
 std::vector<std::string> splitAt(const char* text, char delimiter) {
@@ -78,20 +84,54 @@ DialogField::DialogField(MainFrame* owner, const FIELDINFO& source, int position
     : spacing(gap),
       index(position),
       visible(false),
-      mainControl(nullptr),
       rowHeight(0),
       frame(owner),
       record(source),
       labelBkgColour(source.labelBackground) {}
 
-void DialogField::destroyControls() { destroyWindow(mainControl); }
+void DialogField::addWindow(wxWindow* window, int rowTop) {
+  windows.push_back(OwnedWindow{window, window->GetPosition().y - rowTop, false});
+  window->Show(visible);
+}
+
+void DialogField::holdDisabled(wxWindow* window) {
+  window->Enable(false);
+  for (OwnedWindow& owned : windows)
+    if (owned.window == window) owned.heldDisabled = true;
+}
+
+void DialogField::showWindows(bool show) {
+  for (OwnedWindow& owned : windows) owned.window->Show(show);
+}
+
+void DialogField::layoutField(int* y) {
+  int row = rowStart(*y);
+  if (!conditionHolds()) {
+    visible = false;
+    showWindows(false);
+    return;
+  }
+  visible = true;
+  for (OwnedWindow& owned : windows) owned.window->Move(owned.window->GetPosition().x, row + owned.offset);
+  showWindows(true);
+  afterLayout();
+  *y = row + rowHeight;
+}
+
+// The windows go with their bindings; the field itself, whose pointers to
+// them would dangle now, is deleted by the caller right after.
+void DialogField::destroyControls() {
+  for (OwnedWindow& owned : windows) owned.window->Destroy();
+  windows.clear();
+}
 
 void DialogField::enableControls(bool enable) {
-  if (mainControl) mainControl->Enable(enable);
+  for (OwnedWindow& owned : windows) owned.window->Enable(enable && !owned.heldDisabled);
 }
 
 void DialogField::raiseControls() {
-  if (mainControl && visible) mainControl->Raise();
+  if (!visible) return;
+  for (OwnedWindow& owned : windows) owned.window->Raise();
 }
 
 bool DialogField::readVariable(std::string* value, int size) {
@@ -135,13 +175,12 @@ void DirectoryField::build(int x, int* y, int* id, bool show) {
   readVariable(&value, kValueSize);
   value = normalisedPath(value);
   int w = record.w;
-  int browseWidth = scaled(30);
+  int browseWidth = scaled(kBrowseButtonWidth);
   int labelWidth = w / 3;
   int textWidth = 2 * w / 3 - 2 * spacing - browseWidth;
 
   textBox = new wxTextCtrl(frame->panel, (*id)++, fromText(value), wxPoint(x + spacing + labelWidth, *y),
                            wxSize(textWidth, -1), 0);
-  mainControl = textBox;
   textBox->Bind(wxEVT_TEXT, &DirectoryField::onTextChanged, this);
   textBox->Bind(wxEVT_SET_FOCUS, [this](wxFocusEvent& event) {
     frame->enterMovesFocus = true;
@@ -151,10 +190,10 @@ void DirectoryField::build(int x, int* y, int* id, bool show) {
     frame->enterMovesFocus = false;
     event.Skip();
   });
-  textBox->Show(visible);
   int boxHeight = textBox->GetSize().GetHeight();
 
-  labelOffset = std::max(0, boxHeight - frame->textHeight) / 2;
+  // The label stands level with the text in the box.
+  int labelOffset = std::max(0, boxHeight - frame->textHeight) / 2;
   label = new wxStaticText(frame->panel, (*id)++, wxString::FromUTF8(record.label), wxPoint(x, *y + labelOffset),
                            wxSize(labelWidth, -1));
   if (record.description[0]) label->SetToolTip(wxString::FromUTF8(record.description));
@@ -162,7 +201,6 @@ void DirectoryField::build(int x, int* y, int* id, bool show) {
   // being cut; the row grows with it.
   label->Wrap(labelWidth);
   label->SetSize(wxSize(labelWidth, label->GetBestSize().GetHeight()));
-  label->Show(visible);
 
   int buttonId = (*id)++;
   wxPoint buttonPosition(x + w - browseWidth, *y);
@@ -175,7 +213,9 @@ void DirectoryField::build(int x, int* y, int* id, bool show) {
   } else {
     browseButton = new wxButton(frame->panel, buttonId, "...", buttonPosition, buttonSize);
   }
-  browseButton->Show(visible);
+  own(label, *y);
+  own(textBox, *y);
+  own(browseButton, *y);
 
   if (themed()) {
     setColour(browseButton, record.buttonForeground, true);
@@ -205,7 +245,7 @@ void DirectoryField::activate(int id) {
   wxDirDialog dialog(frame->panel, "Select a directory", textBox->GetValue());
   if (dialog.ShowModal() == wxID_OK) {
     std::string path(dialog.GetPath().utf8_str());
-    if (path.size() > 1559) path.resize(1559);
+    path = cutTo(path, kMaxPathLength);
     writeVariable(path.c_str());
     // The change event takes it from here.
     textBox->SetValue(fromText(path));
@@ -215,8 +255,7 @@ void DirectoryField::activate(int id) {
 void DirectoryField::onTextChanged(wxCommandEvent& event) {
   if (!visible) return;
   updating = true;
-  std::string value(textBox->GetValue().utf8_str());
-  if (value.size() > 511) value.resize(511);
+  std::string value = cutTo(std::string(textBox->GetValue().utf8_str()), kMaxValueLength);
   writeVariable(normalisedPath(value).c_str());
   refreshPage(frame, kRefreshConditions | kRefreshFields, false);
   updating = false;
@@ -231,57 +270,13 @@ void DirectoryField::loadValue() {
 
 void DirectoryField::storeValue() {
   if (!visible || !textBox || !textBox->IsModified()) return;
-  std::string value(textBox->GetValue().utf8_str());
-  if (value.size() > 511) value.resize(511);
+  std::string value = cutTo(std::string(textBox->GetValue().utf8_str()), kMaxValueLength);
   writeVariable(normalisedPath(value).c_str());
 }
 
 bool DirectoryField::validate() {
   if (!visible || !textBox) return true;
   return !normalisedPath(std::string(textBox->GetValue().utf8_str())).empty();
-}
-
-void DirectoryField::layoutField(int* y) {
-  int row = rowStart(*y);
-  if (!conditionHolds()) {
-    visible = false;
-    showWindow(label, false);
-    showWindow(textBox, false);
-    showWindow(browseButton, false);
-    return;
-  }
-  visible = true;
-  int boxHeight = textBox->GetSize().GetHeight();
-  labelOffset = std::max(0, boxHeight - frame->textHeight) / 2;
-  label->Move(label->GetPosition().x, row + labelOffset);
-  textBox->Move(textBox->GetPosition().x, row);
-  browseButton->Move(browseButton->GetPosition().x, row);
-  showWindow(label, true);
-  showWindow(textBox, true);
-  showWindow(browseButton, true);
-  applyValidityColours();
-  *y = row + rowHeight;
-}
-
-void DirectoryField::destroyControls() {
-  mainControl = nullptr;
-  destroyWindow(label);
-  if (textBox) textBox->Unbind(wxEVT_TEXT, &DirectoryField::onTextChanged, this);
-  destroyWindow(textBox);
-  destroyWindow(browseButton);
-}
-
-void DirectoryField::enableControls(bool enable) {
-  if (label) label->Enable(enable);
-  if (textBox) textBox->Enable(enable);
-  if (browseButton) browseButton->Enable(enable);
-}
-
-void DirectoryField::raiseControls() {
-  if (!visible) return;
-  if (label) label->Raise();
-  if (textBox) textBox->Raise();
-  if (browseButton) browseButton->Raise();
 }
 
 // --- CheckBoxField
@@ -291,15 +286,14 @@ void CheckBoxField::build(int x, int* y, int* id, bool show) {
   int checkId = (*id)++;
   checkBox = new wxCheckBox(frame->panel, checkId, wxString::FromUTF8(record.label), wxPoint(x, *y),
                             wxSize(record.w > 0 ? record.w : -1, record.h > 0 ? record.h : -1), 0);
-  mainControl = checkBox;
+  own(checkBox, *y);
   if (record.description[0]) checkBox->SetToolTip(wxString::FromUTF8(record.description));
-  checkBox->Show(visible);
   if (themed()) {
     setColour(checkBox, record.labelColour, true);
     setColour(checkBox, labelBkgColour, false);
   }
   std::string value;
-  readVariable(&value, 5);
+  readVariable(&value, kChoiceValueSize);
   checkBox->SetValue(!value.empty() && value[0] == '1');
   rowHeight = 3 * spacing / 2 + checkBox->GetSize().GetHeight();
   if (visible) *y += rowHeight;
@@ -330,19 +324,6 @@ void CheckBoxField::loadValue() {
   checkBox->SetValue(value != "0");
 }
 
-void CheckBoxField::layoutField(int* y) {
-  int row = rowStart(*y);
-  if (!conditionHolds()) {
-    visible = false;
-    showWindow(checkBox, false);
-    return;
-  }
-  visible = true;
-  checkBox->Move(checkBox->GetPosition().x, row);
-  checkBox->Show();
-  *y = row + rowHeight;
-}
-
 // --- RadioButtonsField
 
 void RadioButtonsField::build(int x, int* y, int* id, bool show) {
@@ -355,9 +336,8 @@ void RadioButtonsField::build(int x, int* y, int* id, bool show) {
   }
   optionCount = std::min(static_cast<int>(options.size()), kMaxRadioOptions);
 
-  label = new wxStaticText(frame->panel, (*id)++, wxString::FromUTF8(record.label), wxPoint(x, *y + spacing));
-  mainControl = label;
-  label->Show(visible);
+  label = own(new wxStaticText(frame->panel, (*id)++, wxString::FromUTF8(record.label), wxPoint(x, *y + spacing)),
+              *y);
   if (themed()) setColour(label, record.labelColour, true);
   int row = *y + spacing + spacing + label->GetSize().GetHeight();
 
@@ -383,7 +363,7 @@ void RadioButtonsField::build(int x, int* y, int* id, bool show) {
       radio = new wxRadioButton(frame->panel, optionId, fromText(options[i]), wxPoint(x + spacing, row),
                                 wxDefaultSize, style);
     }
-    radio->Show(visible);
+    own(radio, *y);
     if (hasTooltips && i < static_cast<int>(tips.size()) && !tips[i].empty()) radio->SetToolTip(fromText(tips[i]));
     radios[i] = radio;
     optionEnabled[i] = true;
@@ -395,7 +375,7 @@ void RadioButtonsField::build(int x, int* y, int* id, bool show) {
     std::vector<std::string> conditions = splitAt(record.enable, '|');
     for (size_t i = 0; i < conditions.size() && static_cast<int>(i) < optionCount; i++) {
       if (frame->exchange->evaluateCondition(conditions[i].c_str()) == 0) {
-        radios[i]->Enable(false);
+        holdDisabled(radios[i]);
         optionEnabled[i] = false;
       }
     }
@@ -445,50 +425,10 @@ void RadioButtonsField::storeValue() {
 void RadioButtonsField::loadValue() {
   if (!visible) return;
   std::string value;
-  readVariable(&value, 5);
+  readVariable(&value, kChoiceValueSize);
   int chosen = -1;
   if (value.empty() || !parseIndex(value, &chosen)) return;
   if (chosen >= 0 && chosen < optionCount) radios[chosen]->SetValue(true);
-}
-
-void RadioButtonsField::enableControls(bool enable) {
-  if (label) label->Enable(enable);
-  for (int i = 0; i < optionCount; i++)
-    if (optionEnabled[i]) radios[i]->Enable(enable);
-}
-
-void RadioButtonsField::layoutField(int* y) {
-  int start = rowStart(*y);
-  if (!conditionHolds()) {
-    visible = false;
-    showWindow(label, false);
-    for (int i = 0; i < optionCount; i++) showWindow(radios[i], false);
-    return;
-  }
-  visible = true;
-  int row = start + spacing;
-  label->Move(label->GetPosition().x, row);
-  label->Show();
-  row += spacing + label->GetSize().GetHeight();
-  for (int i = 0; i < optionCount; i++) {
-    radios[i]->Move(radios[i]->GetPosition().x, row);
-    radios[i]->Show();
-    row += spacing + radios[i]->GetSize().GetHeight();
-  }
-  *y = start + rowHeight;
-}
-
-void RadioButtonsField::destroyControls() {
-  mainControl = nullptr;
-  destroyWindow(label);
-  for (int i = 0; i < optionCount; i++) destroyWindow(radios[i]);
-}
-
-void RadioButtonsField::raiseControls() {
-  if (!visible) return;
-  if (label) label->Raise();
-  for (int i = 0; i < optionCount; i++)
-    if (radios[i]) radios[i]->Raise();
 }
 
 // --- InstallParameterField
@@ -508,20 +448,19 @@ void InstallParameterField::build(int x, int* y, int* id, bool show) {
   int labelWidth = 2 * w / 5 - spacing / 2;
   int valueWidth = w - spacing - labelWidth;
   valueRoom = 3 * w / 5 - spacing / 2;
-  label = new wxStaticText(frame->panel, (*id)++, wxString::FromUTF8(record.label), wxPoint(x, *y),
-                           wxSize(labelWidth, -1));
-  mainControl = label;
+  label = own(new wxStaticText(frame->panel, (*id)++, wxString::FromUTF8(record.label), wxPoint(x, *y),
+                               wxSize(labelWidth, -1)),
+              *y);
   if (record.description[0] && (parameterType == kParameterDirectory || parameterType == kParameterCheckBox)) {
     label->SetToolTip(wxString::FromUTF8(record.description));
   }
   std::string value;
   readVariable(&value, kValueSize);
   describeValue(value);
-  valueText = new wxStaticText(frame->panel, (*id)++, fromText(displayText), wxPoint(x + labelWidth + spacing, *y),
-                               wxSize(valueWidth, -1));
+  valueText = own(new wxStaticText(frame->panel, (*id)++, fromText(displayText),
+                                   wxPoint(x + labelWidth + spacing, *y), wxSize(valueWidth, -1)),
+                  *y);
   if (isShortened) valueText->SetToolTip(fromText(text));
-  label->Show(visible);
-  valueText->Show(visible);
   if (themed()) {
     bool valid = validate() || record.invalidForeground == kNoColour;
     uint32_t colour = valid ? record.labelColour : record.invalidForeground;
@@ -555,7 +494,7 @@ void InstallParameterField::describeValue(const std::string& value) {
       text = "Error reading parameter!";
       break;
   }
-  if (text.size() > 511) text.resize(511);
+  text = cutTo(text, kMaxValueLength);
   shorten();
 }
 
@@ -588,37 +527,12 @@ bool InstallParameterField::validate() {
   return true;
 }
 
-void InstallParameterField::layoutField(int* y) {
-  int row = rowStart(*y);
-  if (!conditionHolds()) {
-    visible = false;
-    showWindow(label, false);
-    showWindow(valueText, false);
-    return;
-  }
-  visible = true;
-  label->Move(label->GetPosition().x, row);
-  valueText->Move(valueText->GetPosition().x, row);
-  label->Show();
-  valueText->Show();
+void InstallParameterField::afterLayout() {
   if (themed() && record.invalidForeground != kNoColour) {
     uint32_t colour = validate() ? record.labelColour : record.invalidForeground;
     setColour(label, colour, true);
     setColour(valueText, colour, true);
   }
-  *y = row + rowHeight;
-}
-
-void InstallParameterField::destroyControls() {
-  mainControl = nullptr;
-  destroyWindow(label);
-  destroyWindow(valueText);
-}
-
-void InstallParameterField::raiseControls() {
-  if (!visible) return;
-  if (label) label->Raise();
-  if (valueText) valueText->Raise();
 }
 
 // --- shortening
@@ -634,6 +548,20 @@ std::string endRule(const std::string& text, const std::function<bool(const std:
     candidate = text.substr(0, keep) + "...";
   }
   return candidate;
+}
+
+// The largest n in [low, high] that `fits`, where fits(low) is taken to
+// hold and fits stays false above the first n where it fails.
+int largestFitting(int low, int high, const std::function<bool(int)>& fits) {
+  while (low < high) {
+    int middle = (low + high + 1) / 2;
+    if (fits(middle)) {
+      low = middle;
+    } else {
+      high = middle - 1;
+    }
+  }
+  return low;
 }
 
 // The path with `k` of its `positions` kept: the first ceil(k/2) and the
@@ -662,17 +590,9 @@ std::string shortenText(const std::string& text, bool isPath, bool byWords, bool
     while (k >= 1 && !fits(pathCandidate(text, positions, k))) k = k > 1 ? (k + 1) / 2 : 0;
     if (k < 1) return endRule(text, fits);
     // The largest k that fits lies between this one and twice it.
-    int low = k;
-    int high = std::min(2 * k, n - 1);
-    while (low < high) {
-      int middle = (low + high + 1) / 2;
-      if (fits(pathCandidate(text, positions, middle))) {
-        low = middle;
-      } else {
-        high = middle - 1;
-      }
-    }
-    return pathCandidate(text, positions, low);
+    int best = largestFitting(k, std::min(2 * k, n - 1),
+                              [&](int kept) { return fits(pathCandidate(text, positions, kept)); });
+    return pathCandidate(text, positions, best);
   }
   if (byWords) {
     std::vector<size_t> cuts;
@@ -680,17 +600,9 @@ std::string shortenText(const std::string& text, bool isPath, bool byWords, bool
     for (size_t i = 0; i < text.size(); i++)
       if (text[i] == ' ') cuts.push_back(i);
     cuts.push_back(text.size());
-    int low = 0;
-    int high = static_cast<int>(cuts.size()) - 1;
-    while (low < high) {
-      int middle = (low + high + 1) / 2;
-      if (fits(text.substr(0, cuts[middle]) + "...")) {
-        low = middle;
-      } else {
-        high = middle - 1;
-      }
-    }
-    return text.substr(0, cuts[low]) + "...";
+    int best = largestFitting(0, static_cast<int>(cuts.size()) - 1,
+                              [&](int cut) { return fits(text.substr(0, cuts[cut]) + "..."); });
+    return text.substr(0, cuts[best]) + "...";
   }
   return endRule(text, fits);
 }

@@ -6,6 +6,10 @@
 // the engine when the user changed it, says whether its input is valid, and
 // moves itself as a whole when fields above it appear and disappear.
 //
+// The base class owns the list of a field's windows, each with its place in
+// the field's row, and shows, moves, raises, enables and destroys them; a
+// field class only builds its controls and reads or writes its value.
+//
 // The frame routes the events of a field's windows to activate() through
 // its list of (control id, field) pairs, which build() fills.
 #ifndef QLUX_FRONTENDS_GUI_DIALOG_FIELDS_H_
@@ -37,15 +41,19 @@ class DialogField : public wxEvtHandler {
   // Makes the windows at (x, y); moves `y` down by the row when `visible`
   // and takes the ids it needs from `id`.
   virtual void build(int x, int* y, int* id, bool visible) = 0;
-  virtual void destroyControls();
-  virtual void enableControls(bool enable);
-  virtual void raiseControls();
   virtual void loadValue() = 0;
   virtual void storeValue() = 0;
+  virtual bool validate() = 0;
+
   // Moves the windows to the row at `y` and shows them if the field's
   // condition holds, moving `y` down by the row; else hides them.
-  virtual void layoutField(int* y) = 0;
-  virtual bool validate() = 0;
+  void layoutField(int* y);
+  // Destroys the field's windows; the field is deleted next.
+  void destroyControls();
+  // Enables or disables the windows; an option held disabled stays so.
+  void enableControls(bool enable);
+  // Raises the windows of a visible field above the page's background.
+  void raiseControls();
 
   // The variable's value, or false when the engine doesn't know it.
   bool readVariable(std::string* value, int size);
@@ -60,11 +68,35 @@ class DialogField : public wxEvtHandler {
   int spacing;
   int index;
   bool visible;
-  wxWindow* mainControl;
   int rowHeight;
   MainFrame* frame;
   FIELDINFO record;
   uint32_t labelBkgColour;
+
+ protected:
+  // Takes `window`, made by build() with the row's top at `rowTop`, into
+  // the field: it keeps its distance below the row's top wherever the row
+  // moves, and is shown as the field is. Gives the window.
+  template <class Window>
+  Window* own(Window* window, int rowTop) {
+    addWindow(window, rowTop);
+    return window;
+  }
+  // Disables an option for good: enableControls leaves it disabled.
+  void holdDisabled(wxWindow* window);
+  // Called after layoutField has shown the field in its new row: a field
+  // whose colours follow its value sets them here.
+  virtual void afterLayout() {}
+
+ private:
+  struct OwnedWindow {
+    wxWindow* window;
+    int offset;  // below the top of the field's row
+    bool heldDisabled;
+  };
+  void addWindow(wxWindow* window, int rowTop);
+  void showWindows(bool show);
+  std::vector<OwnedWindow> windows;
 };
 
 // A path, normalised as paths are everywhere in the engine.
@@ -75,12 +107,8 @@ class DirectoryField : public DialogField {
   using DialogField::DialogField;
   void activate(int id) override;
   void build(int x, int* y, int* id, bool visible) override;
-  void destroyControls() override;
-  void enableControls(bool enable) override;
-  void raiseControls() override;
   void loadValue() override;
   void storeValue() override;
-  void layoutField(int* y) override;
   bool validate() override;
 
   wxStaticText* label = nullptr;
@@ -89,9 +117,9 @@ class DirectoryField : public DialogField {
   bool updating = false;
 
  private:
+  void afterLayout() override { applyValidityColours(); }
   void onTextChanged(wxCommandEvent& event);
   void applyValidityColours();
-  int labelOffset = 0;
 };
 
 class CheckBoxField : public DialogField {
@@ -101,7 +129,6 @@ class CheckBoxField : public DialogField {
   void build(int x, int* y, int* id, bool visible) override;
   void loadValue() override;
   void storeValue() override;
-  void layoutField(int* y) override;
   bool validate() override { return true; }
 
   wxCheckBox* checkBox = nullptr;
@@ -114,12 +141,8 @@ class RadioButtonsField : public DialogField {
   using DialogField::DialogField;
   void activate(int id) override;
   void build(int x, int* y, int* id, bool visible) override;
-  void destroyControls() override;
-  void enableControls(bool enable) override;
-  void raiseControls() override;
   void loadValue() override;
   void storeValue() override;
-  void layoutField(int* y) override;
   bool validate() override { return true; }
   // The selected option, looking from the end; -1 for none.
   int selectedIndex();
@@ -138,11 +161,8 @@ class InstallParameterField : public DialogField {
   using DialogField::DialogField;
   void activate(int id) override {}
   void build(int x, int* y, int* id, bool visible) override;
-  void destroyControls() override;
-  void raiseControls() override;
   void loadValue() override;
   void storeValue() override {}
-  void layoutField(int* y) override;
   bool validate() override;
 
   wxStaticText* label = nullptr;
@@ -153,6 +173,7 @@ class InstallParameterField : public DialogField {
   bool isShortened = false;
 
  private:
+  void afterLayout() override;
   // Works out `text` from the variable and shortens it into the room.
   void describeValue(const std::string& value);
   void shorten();

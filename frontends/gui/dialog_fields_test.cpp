@@ -4,6 +4,7 @@
 #include <wx/textctrl.h>
 
 #include <string>
+#include <vector>
 
 #include "frontends/gui/page_test_support.h"
 
@@ -76,6 +77,39 @@ PAGE_TEST(HiddenFieldsNeverCountAsInvalidAndTakeNoRoom) {
   EXPECT_TRUE(hidden->textBox->IsShown());
   EXPECT_EQ(below + hidden->rowHeight, samples->checkBox->GetPosition().y);
   EXPECT_EQ(kUiFieldInvalid, engine.getUiState());
+}
+
+// A field's windows are one group: they move by the same rows, hide and show
+// together, and go together; an option that its condition disables stays
+// disabled when the field is enabled again.
+PAGE_TEST(AFieldsWindowsMoveHideAndGoTogether) {
+  open(kFieldsPage, {{"INSTALLDIR", "/opt/x"}, {"OTHERDIR", ""}, {"SHOWOTHER", "0"}, {"SAMPLES", "1"},
+                     {"MODE", "1"}, {"FULL_OK", "0"}});
+  DirectoryField* hidden = fieldAt<DirectoryField>(frame, 1);
+  RadioButtonsField* mode = fieldAt<RadioButtonsField>(frame, 3);
+  ASSERT_TRUE(hidden && mode);
+  ASSERT_EQ(3, mode->optionCount);
+  std::vector<wxWindow*> group = {mode->label, mode->radios[0], mode->radios[1], mode->radios[2]};
+  std::vector<int> before;
+  for (wxWindow* window : group) before.push_back(window->GetPosition().y);
+  EXPECT_FALSE(hidden->label->IsShown() || hidden->textBox->IsShown() || hidden->browseButton->IsShown());
+
+  engine.setVariable("SHOWOTHER", "1");
+  ui.refreshDialog(0, -1, kRefreshConditions | kRefreshFields, false);
+  EXPECT_TRUE(hidden->label->IsShown() && hidden->textBox->IsShown() && hidden->browseButton->IsShown());
+  EXPECT_EQ(hidden->textBox->GetPosition().y, hidden->browseButton->GetPosition().y);
+  for (size_t i = 0; i < group.size(); i++) EXPECT_EQ(before[i] + hidden->rowHeight, group[i]->GetPosition().y) << i;
+
+  mode->enableControls(false);
+  for (wxWindow* window : group) EXPECT_FALSE(window->IsEnabled());
+  mode->enableControls(true);
+  EXPECT_TRUE(mode->label->IsEnabled());
+  EXPECT_FALSE(mode->radios[0]->IsEnabled()) << "held disabled by its condition";
+  EXPECT_TRUE(mode->radios[1]->IsEnabled() && mode->radios[2]->IsEnabled());
+
+  size_t windows = frame->panel->GetChildren().size();
+  mode->destroyControls();
+  EXPECT_EQ(windows - group.size(), frame->panel->GetChildren().size());
 }
 
 PAGE_TEST(CheckBoxReadsAndWritesItsVariable) {
