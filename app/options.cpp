@@ -1,6 +1,7 @@
 #include "app/options.h"
 
 #include "foundation/text.h"
+#include "package/package.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ void readRunOptions(QUtils::Parameters& parameters, RunOptions* options, int par
   parameters.getInteger("gui", &options->gui);
   parameters.getInteger("ignoreErrors", &options->ignoreErrors);
   parameters.getInteger("backup", &options->backup);
-  if (options->backup) options->runFlags |= 2;
+  if (options->backup) options->runFlags |= kRunFlagBackup;
   if (parameters.getText("auto", nullptr)) {
     options->autoInstall = true;
     options->gui = 0;
@@ -43,7 +44,7 @@ void readRunOptions(QUtils::Parameters& parameters, RunOptions* options, int par
   parameters.getText("bin", &options->bin);
   parameters.getText("uninstall", &options->uninstall);
   parameters.getText("uninstallApp", &options->uninstallApp);
-  if (parameters.getText("uninstallFile", &options->uninstallFile)) options->runFlags |= 1;
+  if (parameters.getText("uninstallFile", &options->uninstallFile)) options->runFlags |= kRunFlagActionLog;
   parameters.getText("log", &options->log);
   parameters.getText("exportConfig", &options->exportConfig);
   options->wait = parameters.getText("wait", nullptr);

@@ -7,15 +7,6 @@
 
 namespace {
 
-// The part of `path` behind its last '/' or '\'.
-const char* baseName(const char* path) {
-  const char* base = path;
-  for (const char* p = path; *p; p++) {
-    if (QUtils::isSeparator(*p)) base = p + 1;
-  }
-  return base;
-}
-
 // The key under which the package builder stores an entry without an Alias:
 // its path with every separator taken out.
 void keyFromPath(const char* path, char* key, int size) {
@@ -83,7 +74,7 @@ int Installer::readFileSets() {
       entry.fileSet = setIndex;
       entry.packageIndex = -1;
       QUtils::copyText(entry.dest, document.getAttribute(child, "Dest"), sizeof entry.dest);
-      QUtils::copyText(entry.fileName, baseName(path), sizeof entry.fileName);
+      QUtils::copyText(entry.fileName, QUtils::baseName(path), sizeof entry.fileName);
       const char* alias = document.getAttribute(child, "Alias");
       if (alias) {
         QUtils::copyText(entry.alias, alias, sizeof entry.alias);
@@ -136,7 +127,7 @@ int Installer::getInstalledFilePath(const char* alias, char* buffer, int size) {
       char result[QUtils::kMaxPath];
       expandVariables(dest, result, sizeof result);
       QUtils::appendText(result, "/", sizeof result);
-      QUtils::appendText(result, baseName(path), sizeof result);
+      QUtils::appendText(result, QUtils::baseName(path), sizeof result);
       for (char* p = result; *p; p++) {
         if (QUtils::isSeparator(*p)) *p = QUtils::kPathSeparator;
       }

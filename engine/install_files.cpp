@@ -56,15 +56,6 @@ void useSystemSeparators(char* path) {
   }
 }
 
-// The part of `path` behind its last separator.
-const char* baseName(const char* path) {
-  const char* base = path;
-  for (const char* p = path; *p; p++) {
-    if (QUtils::isSeparator(*p)) base = p + 1;
-  }
-  return base;
-}
-
 // What stands at the target before it is written.
 struct TargetState {
   bool exists = false;
@@ -472,7 +463,7 @@ void Installer::getInstalledFileName(const FILENAMES& entry, char* buffer, int s
 bool Installer::deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs) {
   if (!path || !path[0]) return false;
   char name[200];
-  QUtils::copyText(name, baseName(path), sizeof name);
+  QUtils::copyText(name, QUtils::baseName(path), sizeof name);
   if (!std::strstr(path, ".exe")) return false;
   // A recovery run from an installed uninstaller meets its own program in
   // the log: this program never ends itself to free its own file.

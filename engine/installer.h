@@ -88,7 +88,7 @@ class Installer : public InstallExchangeInfo {
   // A line in the debug log, when there is one.
   void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-  bool isActionLogRun() override { return (package.runFlags & 1) != 0; }
+  bool isActionLogRun() override { return (package.runFlags & kRunFlagActionLog) != 0; }
   int isCancelled() override { return cancelled; }
   int isFinished() override { return finished; }
   int hasFailed() override { return failed; }

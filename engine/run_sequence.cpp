@@ -23,7 +23,7 @@ Installer::Installer()
   std::memset(controlVariables, 0, sizeof controlVariables);
   installerDir[0] = uninstallBackupFile[0] = installedBackupFile[0] = installedDirListFile[0] = 0;
   for (int i = 0; i < kThemeColourCount; i++) theme[i] = kNoColour;
-  package.runFlags = 2;
+  package.runFlags = kRunFlagBackup;
   actionLogWriter.flags = 0;  // the action log's lines carry no number and no time
 }
 

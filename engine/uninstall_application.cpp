@@ -49,7 +49,7 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
     char backupPath[QUtils::kMaxPath];
     char dirListPath[QUtils::kMaxPath];
     backupPath[0] = dirListPath[0] = 0;
-    bool wantBackup = (package.runFlags & 2) != 0;
+    bool wantBackup = (package.runFlags & kRunFlagBackup) != 0;
     if (wantBackup &&
         (getTempFileName(backupPath, sizeof backupPath) != 0 || getTempFileName(dirListPath, sizeof dirListPath) != 0))
       throw QUtils::GenericError("ERROR: Unable to obtain temporary file");

@@ -146,6 +146,14 @@ int cleanPath(char* text) {
   return changes;
 }
 
+const char* baseName(const char* path) {
+  const char* base = path;
+  for (const char* p = path; *p; p++) {
+    if (isSeparator(*p)) base = p + 1;
+  }
+  return base;
+}
+
 int appendPath(char* text, const char* name, int size) {
   if (!text || size < 1) return 0;
   int length = static_cast<int>(strnlen(text, static_cast<size_t>(size)));

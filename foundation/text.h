@@ -39,6 +39,8 @@ void collapseSeparators(char* text);
 int stripTrailingSeparators(char* text, int size);
 int cleanPath(char* text);
 int appendPath(char* text, const char* name, int size);
+// The part of `path` behind its last separator: the file's own name.
+const char* baseName(const char* path);
 // Whether two paths are the same text but for the case of ASCII letters and
 // the kind of separator, as Windows names one file. Null texts are never
 // alike.

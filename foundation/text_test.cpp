@@ -162,6 +162,11 @@ TEST(PathTextTest, SeparatorsAndCleaning) {
   appendPath(g, "file", sizeof g);
   EXPECT_STREQ("file", g);
 
+  // A file's own name: behind the last separator of either kind.
+  EXPECT_STREQ("app.exe", baseName("C:\\Program Files/Demo\\app.exe"));
+  EXPECT_STREQ("", baseName("/opt/demo/"));
+  EXPECT_STREQ("app", baseName("app"));
+
   // One file, as Windows names it: case and the kind of separator aside.
   EXPECT_TRUE(isSamePathText("C:\\Program Files/App", "c:/program files\\APP"));
   EXPECT_FALSE(isSamePathText("C:\\App", "C:\\App2"));

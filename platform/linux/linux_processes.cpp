@@ -50,11 +50,6 @@ bool readExecutable(pid_t pid, char* out, int size) {
   return true;
 }
 
-const char* baseName(const char* path) {
-  const char* slash = std::strrchr(path, '/');
-  return slash ? slash + 1 : path;
-}
-
 // The words of process `pid`'s command line, at most the first kMaxWords.
 std::vector<std::string> readCommandLine(pid_t pid) {
   const int kMaxWords = 16;
@@ -100,8 +95,9 @@ std::string scriptInterpreter(const std::string& script) {
     p += length;
   }
   if (words.empty()) return std::string();
-  if (words.size() > 1 && std::strcmp(baseName(words[0].c_str()), "env") == 0) return baseName(words[1].c_str());
-  return baseName(words[0].c_str());
+  if (words.size() > 1 && std::strcmp(QUtils::baseName(words[0].c_str()), "env") == 0)
+    return QUtils::baseName(words[1].c_str());
+  return QUtils::baseName(words[0].c_str());
 }
 
 // Whether process `pid` runs a script named `name` through its interpreter;
@@ -112,7 +108,7 @@ bool runsScriptNamed(pid_t pid, const char* name, std::string* out) {
   const std::string* script = nullptr;
   for (size_t i = 1; i < words.size() && !script; i++)
     if (!words[i].empty() && words[i][0] != '-') script = &words[i];
-  if (!script || QUtils::compareNoCase(baseName(script->c_str()), name) != 0) return false;
+  if (!script || QUtils::compareNoCase(QUtils::baseName(script->c_str()), name) != 0) return false;
   std::string path = *script;
   if (path[0] != '/') {
     char link[64];
@@ -123,7 +119,7 @@ bool runsScriptNamed(pid_t pid, const char* name, std::string* out) {
     directory[length] = 0;
     path = std::string(directory) + "/" + path;
   }
-  if (scriptInterpreter(path) != baseName(words[0].c_str())) return false;
+  if (scriptInterpreter(path) != QUtils::baseName(words[0].c_str())) return false;
   *out = path;
   return true;
 }
@@ -149,7 +145,7 @@ std::vector<RunningProgram> findProgramsNamed(const char* name) {
     char path[QUtils::kMaxPath];
     if (!readExecutable(pid, path, sizeof path)) continue;
     std::string script;
-    if (QUtils::compareNoCase(baseName(path), name) == 0) {
+    if (QUtils::compareNoCase(QUtils::baseName(path), name) == 0) {
       found.push_back(RunningProgram{pid, path});
     } else if (runsScriptNamed(pid, name, &script)) {
       found.push_back(RunningProgram{pid, script});
