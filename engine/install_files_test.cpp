@@ -17,7 +17,12 @@
 #ifdef _WIN32
 #include <direct.h>
 #else
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+extern char** environ;
 #endif
 
 namespace {
@@ -209,6 +214,73 @@ TEST_F(InstallFilesTest, WorksWithoutAFrontEnd) {
   EXPECT_EQ("1", engine.value("INSTALL_ERROR"));
   EXPECT_EQ("new settings", readFile(root + "/etc/conf.txt"));
 }
+
+#ifndef _WIN32
+// An engine that sees one real program, the child the test started, under
+// the name of the file it holds. Ending it only asks (SIGTERM), as ending a
+// program on Windows returns before it is gone, so that the engine's own
+// wait is what the test watches; the program counts as running until it is
+// reaped.
+class OneProgramInstaller : public FilesInstaller {
+ public:
+  bool isAppRunning(const char* name, const char*) override { return isOurs(name) && !hasEnded(); }
+  bool terminateApp(const char* name, bool) override { return isOurs(name) && kill(child, SIGTERM) == 0; }
+  bool isOurs(const char* name) const { return child > 0 && name && programName == name; }
+  bool hasEnded() {
+    if (!ended && waitpid(child, &status, WNOHANG) == child) ended = true;
+    return ended;
+  }
+  // Starts `script` under /bin/sh, which keeps it open while it runs, and
+  // waits until it has written its file `ready` (the script's path with
+  // ".ready").
+  bool start(const std::string& script) {
+    std::string ready = script + ".ready";
+    programName = QUtils::baseName(script.c_str());
+    const char* args[] = {"/bin/sh", script.c_str(), nullptr};
+    if (posix_spawn(&child, args[0], nullptr, nullptr, const_cast<char**>(args), environ) != 0) return false;
+    for (int i = 0; i < 500 && !QUtils::fileExists(ready.c_str()); i++) usleep(10 * 1000);
+    return QUtils::fileExists(ready.c_str());
+  }
+  ~OneProgramInstaller() override {
+    if (child > 0 && !hasEnded()) {
+      kill(child, SIGKILL);
+      waitpid(child, nullptr, 0);
+    }
+  }
+  pid_t child = 0;
+  std::string programName;
+  int status = 0;
+  bool ended = false;
+};
+
+// The program that holds the target is asked to end, and the file goes only
+// once it has: here it takes a moment after being asked (its TERM handler
+// tidies up and exits with 7). One that won't end is waited for no longer
+// than the limit.
+TEST_F(InstallFilesTest, AProgramHoldingTheTargetIsEndedAndWaitedForBeforeTheFileGoes) {
+  ASSERT_EQ(0, QUtils::createPath((root + "/").c_str(), nullptr));
+  std::string target = root + "/tool.exe";
+  writeFile(target, "trap 'sleep 0.3; exit 7' TERM\necho > \"$0.ready\"\nwhile :; do sleep 0.05; done\n");
+  OneProgramInstaller engine;
+  ASSERT_TRUE(engine.start(target));
+  EXPECT_TRUE(engine.deleteRunningFile(nullptr, target.c_str(), 5000));
+  EXPECT_TRUE(engine.ended) << "the file went while its program still ran";
+  EXPECT_TRUE(WIFEXITED(engine.status) && WEXITSTATUS(engine.status) == 7) << "ended as asked, not killed";
+  EXPECT_FALSE(QUtils::fileExists(target.c_str()));
+
+  std::string stubborn = root + "/stubborn.exe";
+  writeFile(stubborn, "trap '' TERM\necho > \"$0.ready\"\nwhile :; do sleep 0.05; done\n");
+  OneProgramInstaller holder;
+  ASSERT_TRUE(holder.start(stubborn));
+  auto begun = std::chrono::steady_clock::now();
+  // After the limit the file is deleted all the same, which Linux allows.
+  EXPECT_TRUE(holder.deleteRunningFile(nullptr, stubborn.c_str(), 300));
+  auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun);
+  EXPECT_GE(waited.count(), 300);
+  EXPECT_LT(waited.count(), 3000);
+  EXPECT_FALSE(holder.hasEnded());
+}
+#endif
 
 TEST_F(InstallFilesTest, ARunningFileIsOnlyDeletedWhenItIsAProgram) {
   FilesInstaller engine;

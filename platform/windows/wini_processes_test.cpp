@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 #include "foundation/convert.h"
 #include "foundation/files.h"
@@ -31,6 +32,38 @@ TEST(WiniProcessesTest, FindsTheRunningTestProgramByNameAndDirectory) {
   EXPECT_FALSE(engine.isAppRunning("no-such-program.exe", nullptr));
   EXPECT_FALSE(engine.isAppRunning(nullptr, nullptr));
   EXPECT_FALSE(engine.terminateApp("no-such-program.exe", false));
+}
+
+// A copy of this test binary, started to run the child test below, is a
+// real program that holds its own file: Windows refuses to delete the file
+// while it runs. The engine ends the program, waits for it, and then deletes
+// the file.
+TEST(HolderChild, DISABLED_RunsUntilEnded) { Sleep(60000); }
+
+TEST(WiniProcessesTest, AProgramHoldingTheTargetIsEndedBeforeTheFileIsDeleted) {
+  char self[QUtils::kMaxPath];
+  ASSERT_TRUE(QUtils::getModulePath(self, sizeof self));
+  char here[QUtils::kMaxPath];
+  ASSERT_NE(0u, GetCurrentDirectoryA(sizeof here, here));
+  std::string holder = std::string(here) + "\\QluxHolder.exe";
+  ASSERT_TRUE(CopyFileA(self, holder.c_str(), FALSE));
+  std::string command = "\"" + holder + "\" --gtest_also_run_disabled_tests --gtest_filter=HolderChild.DISABLED_RunsUntilEnded";
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  std::vector<char> line(command.begin(), command.end());
+  line.push_back(0);
+  ASSERT_TRUE(CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, here, &startup, &process));
+  Wini engine(0, 0, 0);
+  for (int i = 0; i < 100 && !engine.isAppRunning("QluxHolder.exe", nullptr); i++) Sleep(20);
+  ASSERT_TRUE(engine.isAppRunning("QluxHolder.exe", here));
+
+  EXPECT_TRUE(engine.deleteRunningFile(nullptr, holder.c_str(), 5000));
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process.hProcess, 0)) << "the program still runs";
+  EXPECT_FALSE(QUtils::fileExists(holder.c_str()));
+  if (WaitForSingleObject(process.hProcess, 0) != WAIT_OBJECT_0) TerminateProcess(process.hProcess, 1);
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
 }
 
 // The registered uninstaller is this test binary run again with the child
