@@ -1,3 +1,5 @@
+// Tests of reading the command line into run options: the order in which
+// options act on each other, and what the second stage passes on.
 #include <gtest/gtest.h>
 
 #include <memory>

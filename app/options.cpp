@@ -1,3 +1,5 @@
+// Reading the command line into RunOptions (options.h): the program's own
+// options first, then the run options in their fixed order.
 #include "app/options.h"
 
 #include "foundation/text.h"

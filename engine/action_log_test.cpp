@@ -1,3 +1,5 @@
+// Tests of the action log: written under a temporary name, then placed and
+// appended; its variable block read back and rewritten; its lines read.
 #include <gtest/gtest.h>
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Tests of the backup of replaced files: saved and restored whole, only over
+// files that still hold what was installed, and in part when damaged.
 #include "engine/backup_file.h"
 
 #include <gtest/gtest.h>

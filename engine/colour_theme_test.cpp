@@ -1,3 +1,5 @@
+// Tests of the colour theme: the colour map, and how a theme's colours and
+// groups reach the dialogs that leave them open.
 #include <cstdio>
 #include <string>
 

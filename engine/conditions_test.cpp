@@ -1,3 +1,5 @@
+// Tests of conditions and actions: worked examples of the syntax, the
+// expressions of real templates, and the limits of texts.
 #include <string>
 
 #include "engine/test_support.h"

@@ -1,3 +1,5 @@
+// Tests of the configuration export: which values are written, in which
+// form, and which runs export where.
 #include <gtest/gtest.h>
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Tests of reading the defaults: their order, recalculation, their sources
+// (registry, earlier logs, running programs, configuration, command line).
 #include <gtest/gtest.h>
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Tests of the wizard's walk through the dialogs: forward and back through
+// the frame, work that can't be stepped back over, clicks and cancelling.
 #include <algorithm>
 #include <cstdio>
 #include <functional>

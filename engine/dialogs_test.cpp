@@ -1,3 +1,5 @@
+// Tests of reading dialogs from the template: frames and sub-dialogs,
+// fields, buttons, triggers and the default page.
 #include <cstring>
 #include <string>
 

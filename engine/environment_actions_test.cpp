@@ -1,3 +1,5 @@
+// Tests of the environment actions and their undoing: replacing, appending
+// and inserting, separators, and the type of a value.
 #include <gtest/gtest.h>
 
 #include <string>

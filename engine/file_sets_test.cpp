@@ -1,3 +1,5 @@
+// Tests of the file sets: entries in install order with their package data,
+// and the installed path of an entry.
 #include <cstring>
 #include <string>
 

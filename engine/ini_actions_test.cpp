@@ -1,3 +1,5 @@
+// Tests of the INI actions and their undoing: adding, replacing, moving,
+// new files and their folders, and errors let through.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Tests of installing the files: what is written, logged and backed up, a
+// missing package file, and a file that a running program holds.
 #include <gtest/gtest.h>
 
 #include <algorithm>

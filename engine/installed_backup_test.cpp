@@ -1,3 +1,5 @@
+// Tests of the backup of an installation that an upgrade takes over: saved
+// from its log, put back, and put back in part when cut short.
 #include <gtest/gtest.h>
 
 #include <cstdio>

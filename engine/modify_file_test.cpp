@@ -1,3 +1,5 @@
+// Tests of the modify-file action: adding lines after each match, undoing
+// exactly that, and leaving the target alone on bad input.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,3 +1,5 @@
+// Tests of the product data: the window title and version, the
+// uninstaller's title, the uninstall paths and the control variables.
 #include <cstdio>
 #include <string>
 

@@ -1,3 +1,5 @@
+// Tests of running the template's programs: texts and flags of each kind,
+// failures, log lines and conditions.
 #include <gtest/gtest.h>
 
 #include <string>

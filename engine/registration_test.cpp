@@ -1,3 +1,5 @@
+// Tests of the entry in the system's list of installed programs: written,
+// sized, named and removed again.
 #include <cstring>
 #include <string>
 

@@ -1,3 +1,5 @@
+// Tests of the registry actions: logged so that they can be undone, and
+// undone with the shortcuts and firewall exceptions.
 #include <gtest/gtest.h>
 
 #include <string>

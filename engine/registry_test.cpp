@@ -1,3 +1,5 @@
+// Tests of reading the registry for defaults: the types as text, fields too
+// small, wildcards in key paths, and the preferred key.
 #include <string>
 
 #include "engine/test_support.h"

@@ -1,3 +1,5 @@
+// The body of ResultLog (result_log.h): lines kept in memory until the log's
+// place is known, then written through, and the result line last.
 #include "engine/result_log.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Tests of the result log: what comes before its place is known, the result
+// line last, and where it is written (never through a link).
 #include "engine/result_log.h"
 
 #include <gtest/gtest.h>

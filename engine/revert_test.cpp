@@ -1,3 +1,5 @@
+// Tests of reverting a failed installation: the new one undone, and an
+// older installation that it took over brought back or reported.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,3 +1,5 @@
+// Tests of the run's sequence up to the wizard: a whole template, the
+// theme, missing sections and packages, and an uninstallation's start.
 #include <gtest/gtest.h>
 
 #include <cstdio>

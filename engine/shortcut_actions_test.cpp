@@ -1,3 +1,5 @@
+// Tests of the shortcut and firewall actions: made, logged, failed and
+// undone.
 #include <gtest/gtest.h>
 
 #include <algorithm>

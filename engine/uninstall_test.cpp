@@ -1,3 +1,5 @@
+// Tests of uninstalling from the action log: files, directories, the
+// backup, user files that stay, and damaged logs.
 #include <gtest/gtest.h>
 
 #include <algorithm>

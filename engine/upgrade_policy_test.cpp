@@ -1,3 +1,5 @@
+// Tests of the upgrade policy: comparing versions, and what an installed
+// newer or equal version means for this run.
 #include <gtest/gtest.h>
 
 #include <string>

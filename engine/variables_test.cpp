@@ -1,3 +1,5 @@
+// Tests of variables: how values are stored, recalculated and expanded, and
+// names from the environment.
 #include <cstdlib>
 #include <cstring>
 #include <string>

@@ -1,3 +1,5 @@
+// Tests of the consoles: line numbers and times, disabled and closed
+// consoles, long lines, file modes, and consoles of several members.
 #include "foundation/console.h"
 
 #include <gtest/gtest.h>

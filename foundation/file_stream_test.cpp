@@ -1,3 +1,5 @@
+// Tests of the file stream: open modes, seeking and cutting, failures
+// passed through, names, and mapped views.
 #include "foundation/file_stream.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Tests of the file operations: the basics, making paths, searching,
+// wildcards, deleting by pattern and removing empty parents.
 #include "foundation/files.h"
 
 #include <gtest/gtest.h>

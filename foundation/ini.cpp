@@ -1,3 +1,5 @@
+// The body of the INI editor (ini.h): a file is loaded as lines, a line is
+// classified as comment, section or key, and a change rewrites the whole file.
 #include "foundation/ini.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Tests of the INI editor: reading values and lists, replacing and adding
+// keys, new keys, and removing keys and sections.
 #include "foundation/ini.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of Parameters (parameters.h): parsing the command line's words
+// into named options, and reading them back by name and type.
 #include "foundation/parameters.h"
 
 #include <climits>

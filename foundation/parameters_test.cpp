@@ -1,3 +1,5 @@
+// Tests of command-line parsing: options with and without values, quoting,
+// where the parse ends, and reading values by type.
 #include "foundation/parameters.h"
 
 #include <gtest/gtest.h>

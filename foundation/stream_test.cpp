@@ -1,3 +1,5 @@
+// Tests of the streams: little-endian blocks, a buffer's bounds, and
+// copying between streams.
 #include "foundation/stream.h"
 
 #include <gtest/gtest.h>

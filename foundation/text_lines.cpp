@@ -1,3 +1,5 @@
+// The body of the text-line helpers (text_lines.h): splitting a text into
+// lines that keep their ends, and reading and replacing whole files.
 #include "foundation/text_lines.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Tests of text lines: every line keeps its own end and the lines join back
+// byte for byte.
 #include "foundation/text_lines.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Tests of the text helpers: CharString, StringBuilder, the lists, and the
+// text and path operations.
 #include "foundation/text.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Tests of the thread manager: jobs on pooled threads, thread counts,
+// stopping, progress, and a waiting caller whose front end is served.
 #include "foundation/thread_manager.h"
 
 #include <gtest/gtest.h>

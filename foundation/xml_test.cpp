@@ -1,3 +1,5 @@
+// Tests of the XML document: the string pool, parsing (malformed input
+// included), and finding elements.
 #include "foundation/xml.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of the block table (block_table.h): writing it, and reading it
+// back with every field checked before it is trusted.
 #include "package/block_table.h"
 
 #include <cstring>

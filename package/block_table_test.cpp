@@ -1,3 +1,5 @@
+// Tests of the block table: written and read back, and faulty tables
+// refused.
 #include "package/block_table.h"
 
 #include <gtest/gtest.h>

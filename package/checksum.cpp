@@ -1,3 +1,5 @@
+// The body of the checksum record (checksum.h): finding the marker nearest
+// the end, and summing the part of the file that the record covers.
 #include "package/checksum.h"
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// Tests of the checksum record: what the current and the old record cover,
+// files without a usable record, and the checking mode.
 #include "package/checksum.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of the zlib codec (deflate_codec.h), through libdeflate where the
+// build has it and zlib elsewhere.
 #include "package/deflate_codec.h"
 
 #ifdef QLUX_WITH_LIBDEFLATE

@@ -1,3 +1,5 @@
+// The body of the image offset (image_offset.h): the field that the package
+// builder fills in, as the running program reads it.
 #include "package/image_offset.h"
 
 // Kept as one object so the field and its text stay adjacent in the image.

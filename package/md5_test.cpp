@@ -1,3 +1,4 @@
+// Tests of MD5 against the known digests, whole and in pieces.
 #include "package/md5.h"
 
 #include <gtest/gtest.h>

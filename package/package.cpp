@@ -1,3 +1,5 @@
+// The body of Package (package.h): opening the installer file, listing the
+// records of its blocks, and reading a file out of them.
 #include "package/package.h"
 
 #include <algorithm>

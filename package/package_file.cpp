@@ -1,3 +1,5 @@
+// The body of the package files (package_file.h): positioned reads under a
+// lock, from the installer file or the package files beside it.
 #include "package/package_file.h"
 
 namespace {

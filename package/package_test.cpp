@@ -1,3 +1,5 @@
+// Tests of the package loader: solid and plain packages, stripes, files cut
+// short, extraction results and damage codes.
 #include "package/package.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of the record index (record_index.h): the builder's side, which
+// gathers the record headers of a block and writes them as the index.
 #include "package/record_index.h"
 
 #include <cstring>

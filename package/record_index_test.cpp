@@ -1,3 +1,4 @@
+// Tests of the record index: taken only when it chains through the blob.
 #include "package/record_index.h"
 
 #include <gtest/gtest.h>

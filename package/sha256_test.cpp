@@ -1,3 +1,4 @@
+// Tests of SHA-256 against the known digests, whole and in pieces.
 #include "package/sha256.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of the solid block writer (solid_compressor.h): filling stripes,
+// deflating them on workers, and writing them out in order.
 #include "package/solid_compressor.h"
 
 #include <algorithm>

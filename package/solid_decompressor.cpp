@@ -1,3 +1,5 @@
+// The body of the solid block reader (solid_decompressor.h): the stripe
+// table read and checked (no stripe may overlap another) before any use.
 #include "package/solid_decompressor.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// Tests of solid blocks: stripes read in any order, the factory, damage
+// codes, and blocks written and read back.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// The body of the stripe reader (stripe_reader.h): inflating ahead on the
+// workers and holding only a few stripes in memory.
 #include "package/stripe_reader.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// The body of the stripe workers (stripe_workers.h): jobs by stripe index on
+// the thread pool, and the wait for the one that is needed next.
 #include "package/stripe_workers.h"
 
 namespace {

@@ -1,3 +1,5 @@
+// Tests of the stripe workers: each submitted index runs once, and can run
+// again.
 #include "package/stripe_workers.h"
 
 #include <gtest/gtest.h>

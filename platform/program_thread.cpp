@@ -1,3 +1,5 @@
+// The body of RunProgramThread (program_thread.h): the program run on a
+// pooled thread, and the engine's polling wait for its end.
 #include "platform/program_thread.h"
 
 #include "engine/installer.h"

@@ -1,3 +1,5 @@
+// The body of the uninstaller hand-over (uninstaller_handover.h): the
+// registered command started, and its two events waited for.
 #include "platform/uninstaller_handover.h"
 
 #include "foundation/text.h"

@@ -1,3 +1,5 @@
+// Tests of the console's fields: a folder, a check box and a radio group
+// asked and stored, and a question left unanswered.
 #include "frontends/console/console_fields.h"
 
 #include <gtest/gtest.h>

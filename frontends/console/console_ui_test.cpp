@@ -1,3 +1,5 @@
+// Tests of the console front end: paging, a person walking the wizard,
+// running programs, progress, file lines and messages.
 #include "frontends/console/console_ui.h"
 
 #include <gtest/gtest.h>

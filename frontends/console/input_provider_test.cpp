@@ -1,3 +1,5 @@
+// Tests of the console's input: answers typed by a person or read from a
+// configuration file, and the end of input.
 #include "frontends/console/input_provider.h"
 
 #include <gtest/gtest.h>

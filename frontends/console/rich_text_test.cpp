@@ -1,3 +1,5 @@
+// Tests of the RTF reader: plain text, keywords, damaged documents,
+// wrapping and justifying, and a word processor's document.
 #include "frontends/console/rich_text.h"
 
 #include <gtest/gtest.h>

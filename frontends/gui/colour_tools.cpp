@@ -1,3 +1,5 @@
+// The body of the colour arithmetic (colour_tools.h) for the self-drawn
+// controls.
 #include "frontends/gui/colour_tools.h"
 
 namespace {

@@ -1,3 +1,5 @@
+// Tests of the colour arithmetic: channel bounds, the blur and the circle
+// field.
 #include "frontends/gui/colour_tools.h"
 
 #include <gtest/gtest.h>

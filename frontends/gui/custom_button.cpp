@@ -1,3 +1,5 @@
+// The body of the self-drawn buttons (custom_button.h): the state machine of
+// focus, hover and press, and the drawing of each kind of button.
 #include "frontends/gui/custom_button.h"
 
 #include <wx/dcbuffer.h>

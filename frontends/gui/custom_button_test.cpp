@@ -1,3 +1,5 @@
+// Tests of the self-drawn buttons: accelerators, colours by state, and
+// clicks by key and mouse.
 #include "frontends/gui/custom_button.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of wxCustomProgressBar (custom_progress_bar.h): drawing from the
+// bar's picture, and redrawing only when the value changed.
 #include "frontends/gui/custom_progress_bar.h"
 
 #include <wx/dcbuffer.h>

@@ -1,3 +1,4 @@
+// Tests of the self-drawn progress bar: value and range, and the fill.
 #include "frontends/gui/custom_progress_bar.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of wxCustomRadioButton (custom_radio_button.h): the native mark
+// and its separate label, kept together as the button moves and changes.
 #include "frontends/gui/custom_radio_button.h"
 
 #include <wx/dcclient.h>

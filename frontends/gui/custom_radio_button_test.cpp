@@ -1,3 +1,5 @@
+// Tests of the self-drawn radio button: its label's colour and place, and a
+// click on the label.
 #include "frontends/gui/custom_radio_button.h"
 
 #include <gtest/gtest.h>

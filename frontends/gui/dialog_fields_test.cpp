@@ -1,3 +1,5 @@
+// Tests of the wizard's fields in a window: folders, check boxes, radio
+// groups and summary lines, and the shortening of a summary line.
 #include <wx/checkbox.h>
 #include <wx/radiobut.h>
 #include <wx/stattext.h>

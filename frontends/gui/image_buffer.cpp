@@ -1,3 +1,5 @@
+// The body of wxImageBuffer (image_buffer.h): allocating the pixel arrays,
+// writing pixels into them, and handing them over to a wxImage once.
 #include "frontends/gui/image_buffer.h"
 
 #include <cmath>

@@ -1,3 +1,5 @@
+// Tests of the picture buffer: allocation, alpha, float channels, and the
+// hand-over to a wxImage.
 #include "frontends/gui/image_buffer.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of the picture decoder (image_loader.h): PNG through libpng, JPEG
+// through libjpeg, the raw form read here; every fault an empty image.
 #include "frontends/gui/image_loader.h"
 
 #include <csetjmp>

@@ -1,3 +1,5 @@
+// The body of the picture scaler (image_scaler.h): the weights of a line,
+// cached, and the reduction of rows, then columns.
 #include "frontends/gui/image_scaler.h"
 
 #include <cstdlib>

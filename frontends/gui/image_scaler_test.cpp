@@ -1,3 +1,5 @@
+// Tests of the picture scaler: cached weights, reductions, alpha, and sizes
+// it leaves to the toolkit.
 #include "frontends/gui/image_scaler.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of InstallerApp (installer_app.h): start-up, the page scale from
+// the system font, and the one frame.
 #include "frontends/gui/installer_app.h"
 
 #include <wx/bitmap.h>

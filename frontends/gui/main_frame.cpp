@@ -1,3 +1,6 @@
+// The body of MainFrame (main_frame.h) apart from the building of pages
+// (page_builder.cpp): pictures, buttons and their events, focus, the step
+// buttons, closing, and the task list.
 #include "frontends/gui/main_frame.h"
 
 #include <wx/accel.h>

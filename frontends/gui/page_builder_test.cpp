@@ -1,3 +1,5 @@
+// Tests of building a page: where its windows stand, controls that follow
+// their conditions, the task list, and a page drawn smaller.
 #include <wx/gauge.h>
 #include <wx/listctrl.h>
 #include <wx/checkbox.h>

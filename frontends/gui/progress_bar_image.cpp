@@ -1,3 +1,5 @@
+// The body of the progress bar's picture (progress_bar_image.h): the trough
+// and the fill drawn once, and the slices an update copies.
 #include "frontends/gui/progress_bar_image.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Tests of the progress bar's picture: the slices and the trough above the
+// fill.
 #include "frontends/gui/progress_bar_image.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of wxRTFCallback (rtf_callback.h): the RTF reader's findings
+// turned into styled paragraphs of a wxRichTextCtrl.
 #include "frontends/gui/rtf_callback.h"
 
 #include <wx/strconv.h>

@@ -1,3 +1,5 @@
+// Tests of the RTF display: paragraphs, character styles, alignment, colour
+// and font size.
 #include "frontends/gui/rtf_callback.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The body of the label fitting (text_fit.h): wrapping at words, breaking an
+// overlong word, and the ellipsis where the box is full.
 #include "frontends/gui/text_fit.h"
 
 #include <vector>

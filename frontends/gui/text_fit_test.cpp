@@ -1,3 +1,5 @@
+// Tests of fitting a label into its box: breaks between words, the
+// ellipsis, and a word wider than the box.
 #include "frontends/gui/text_fit.h"
 
 #include "gtest/gtest.h"

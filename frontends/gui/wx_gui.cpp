@@ -1,3 +1,5 @@
+// The body of WxGUI (wx_gui.h): every request of the engine passed on to the
+// frame, or dropped while there is none.
 #include "frontends/gui/wx_gui.h"
 
 #include <wx/gauge.h>

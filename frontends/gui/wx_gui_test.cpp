@@ -1,3 +1,5 @@
+// Tests of the window front end: the page scale, progress controls, themed
+// pages, file lines and buttons by the UI state.
 #include <wx/gauge.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>

@@ -1,3 +1,5 @@
+// Tests of the environment file on Linux: values read as the system reads
+// them, and changes to the variable's lines only.
 #include "platform/linux/environment_file.h"
 
 #include <gtest/gtest.h>

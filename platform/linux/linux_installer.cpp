@@ -1,3 +1,6 @@
+// The body of LinuxInstaller (linux_installer.h) apart from its processes,
+// programs and shortcuts: the configuration file, temporary names, help,
+// installed names, the journal's folder and the engine's factory.
 #include "platform/linux/linux_installer.h"
 
 #include <signal.h>

@@ -1,3 +1,5 @@
+// Tests of processes on Linux: finding and ending programs and scripts by
+// name, named events, and the uninstaller's hand-over.
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>

@@ -1,3 +1,5 @@
+// Tests of running programs on Linux: exit codes, working directory and
+// arguments, programs that can't start, and waiting.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>

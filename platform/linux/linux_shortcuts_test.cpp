@@ -1,3 +1,5 @@
+// Tests of shortcuts and the firewall on Linux: desktop entries, the
+// firewall tools' steps, and links.
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,3 +1,5 @@
+// The body of RegistryStore (registry_store.h): keys as directories, a
+// key's values as the lines of one file that a change replaces whole.
 #include "platform/linux/registry_store.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// Tests of the registry store on Linux: its file format, data another
+// writer left, case, slashes in names, and deleting keys.
 #include "platform/linux/registry_store.h"
 
 #include <sys/stat.h>

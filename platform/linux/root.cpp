@@ -1,3 +1,5 @@
+// The body of the Linux root (root.h): $QLUX_ROOT, or "/", and the
+// machine-wide paths below it.
 #include "platform/linux/root.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// The body of WindowsRegistry (registry_windows.h): the registry's text
+// forms turned into Reg calls and back.
 #include "platform/windows/registry_windows.h"
 
 #include <windows.h>

@@ -1,3 +1,5 @@
+// Tests of the registry on Windows: writing, reading, listing and deleting,
+// and the engine's use of it.
 #include "platform/windows/registry_windows.h"
 
 #include <windows.h>

@@ -1,3 +1,6 @@
+// The body of Wini (wini.h) apart from the units named there: the
+// configuration file, temporary names, help, the journal's folder and the
+// engine's factory.
 #include "platform/windows/wini.h"
 
 #include <windows.h>

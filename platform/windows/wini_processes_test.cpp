@@ -1,3 +1,5 @@
+// Tests of processes on Windows: finding and ending programs, a running
+// program's file, and the uninstaller's hand-over.
 #include <windows.h>
 
 #include <string>

@@ -1,3 +1,5 @@
+// Tests of running programs on Windows: exit codes, working directory,
+// waiting, and missing programs.
 #include <direct.h>
 #include <gtest/gtest.h>
 

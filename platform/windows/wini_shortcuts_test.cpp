@@ -1,3 +1,5 @@
+// Tests of shortcuts and the firewall on Windows: shell links, internet
+// shortcuts, and a failing firewall removal.
 #include <windows.h>
 
 #include <string>

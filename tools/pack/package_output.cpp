@@ -1,3 +1,5 @@
+// The body of PackageOutput (package_output.h): the installer and its
+// package files written under temporary names and renamed into place.
 #include "tools/pack/package_output.h"
 
 #include <unistd.h>
