@@ -25,6 +25,14 @@ void openDebugLog(QUtils::PFileConsole* log) {
   char path[QUtils::kMaxPath];
   if (!QUtils::getTempDirectory(path, sizeof path)) QUtils::copyText(path, "C:", sizeof path);
   QUtils::appendPath(path, "installer_debug.log", sizeof path);
+  // The temporary directory is shared: a name that another user took (a
+  // file, a link, a FIFO) is left to her, and the run goes on without a log.
+  QUtils::FileTrust trust = QUtils::checkFileTrust(path);
+  if (trust != QUtils::kFileMissing && trust != QUtils::kTrustedFile) {
+    std::printf("The Installer debug log file can't be created: %s %s\n", path, QUtils::describeFileTrust(trust));
+    std::fflush(stdout);
+    return;
+  }
   if (log->open(path, 0) == 0) {
     std::printf("Successfully created Installer debug log file:\n\t%s\n", path);
     std::fflush(stdout);
@@ -223,5 +231,11 @@ int qluxEntry(int argc, char** argv) {
     finishResultLog(engine, options, resultLogStem(product, role).c_str(), code, text.c_str());
   }
   delete engine;
+  // Temporary files lie in this run's own directory, which goes with them.
+  // A first stage that started the second hands its directory over; a
+  // second stage run with -debug keeps the copies it was handed.
+  bool handedOver = options.uninstall && code == 0;
+  bool keptForDebugging = !options.uninstall && options.uninstallFile && options.debug;
+  if (!handedOver && !keptForDebugging) QUtils::removeRunDirectory();
   return code;
 }

@@ -1,16 +1,22 @@
 // The two uninstaller stages. The first is a launcher: it copies the
-// program and the action log into the temporary directory and starts the
-// copy, so that the uninstaller never runs from the directory it is about to
-// delete. Before it copies the log it recovers a run of the product that a
-// killed process left half done (journal.h), so that the log describes the
-// machine again. The second runs the uninstallation from the copy and
-// signals a waiting launcher at its start and at its end; at its end the
-// copy removes itself (at once on Linux, when the system restarts on
-// Windows).
+// action log and the program into a directory of its own in the temporary
+// directory (getRunDirectory: made exclusively, mode 0700, so that no other
+// user can have put anything at the copies' names or can touch them) and
+// starts the copy, so that the uninstaller never runs from the directory it
+// is about to delete. A log that another user could have written is
+// refused before anything is copied. A run of the product that a killed
+// process left half done is recovered (journal.h) once the program is
+// copied, since the recovery may put another version's file where this
+// program was started from; the log is then copied again, as it now
+// stands. A first stage that fails removes what it made. The second stage
+// runs the uninstallation from the copy, signals a waiting launcher at its
+// start and at its end, and removes the first stage's directory with the
+// copies (Linux lets a running program's file go; on Windows its own
+// program, and so the directory, go when the system restarts).
 //
 // With -wait the first stage stays until the second has ended and gives
 // its exit code, as a script or a deployment tool wants it: the registered
-// QuietUninstallString asks for that. It then removes the copies itself.
+// QuietUninstallString asks for that. It then removes the directory itself.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -19,6 +25,7 @@
 #include "app/front_end.h"
 #include "app/messages.h"
 #include "engine/exit_codes.h"
+#include "foundation/command_line.h"
 #include "foundation/files.h"
 #include "foundation/system_error.h"
 #include "foundation/text.h"
@@ -29,21 +36,26 @@ namespace {
 const char* const kStartEvent = Host::kUninstallerStartEvent;
 const char* const kEndEvent = Host::kUninstallerEndEvent;
 
-void tempName(char* out, int size, const char* tempDirectory, const char* name) {
-  QUtils::copyText(out, tempDirectory, size);
-  char separator[2] = {QUtils::kPathSeparator, 0};
-  QUtils::appendText(out, separator, size);
-  QUtils::appendText(out, name, size);
+// Tells the user why the uninstallation didn't start: nothing was changed.
+void tellFirstStageRefusal(const RunOptions& options, const char* text) {
+  if (options.gui && Host::hasMessageBox()) {
+    Host::showMessageBox(text, QLUX_MESSAGE_TITLE, Host::kIconError);
+  } else {
+    std::printf("%s\n", text);
+    std::fflush(stdout);
+  }
 }
 
 // Undoes, or finishes, a half-done run of the product, telling the user
-// first. True if that finished an uninstallation, so that the log the
-// registered command names is gone and nothing is left to uninstall.
-bool recoverInterruptedRun(Installer* engine, const RunOptions& options) {
+// first. `outFound` tells whether there was one. True if that finished an
+// uninstallation, so that the log the registered command names is gone and
+// nothing is left to uninstall.
+bool recoverInterruptedRun(Installer* engine, const RunOptions& options, bool* outFound) {
+  *outFound = false;
   Journal found;
   char message[700];
-  if (!options.uninstallApp || engine->findInterruptedRun(options.uninstallApp, &found, message, sizeof message) != 1)
-    return false;
+  int state = options.uninstallApp ? engine->findInterruptedRun(options.uninstallApp, &found, message, sizeof message) : 0;
+  if (state == 0) return false;
   if (message[0]) {
     engine->log("%s", message);
     if (options.gui && Host::hasMessageBox()) {
@@ -53,29 +65,56 @@ bool recoverInterruptedRun(Installer* engine, const RunOptions& options) {
       std::fflush(stdout);
     }
   }
+  if (state != Installer::kInterruptedRunFound) return false;
+  *outFound = true;
   engine->recoverInterruptedRun(found);
   return found.kind == Journal::kUninstall && !QUtils::fileExists(options.uninstall);
+}
+
+// A log the uninstaller may take its orders from; otherwise the refusal is
+// logged and told, `outReason` gets it for the result log, and false.
+bool isTrustedLog(const RunOptions& options, QUtils::PFileConsole* log, std::string* outReason) {
+  QUtils::FileTrust trust = QUtils::checkFileTrust(options.uninstall);
+  // A missing log fails the copy, which says so.
+  if (trust == QUtils::kTrustedFile || trust == QUtils::kFileMissing) return true;
+  char text[QUtils::kMaxPath + 200];
+  QUtils::boundedFormat(text, sizeof text, "The uninstallation can't start: the action log %s %s. Nothing was removed.",
+                        options.uninstall, QUtils::describeFileTrust(trust));
+  log->printf("ERROR: %s", text);
+  tellFirstStageRefusal(options, text);
+  *outReason = std::string("the action log ") + options.uninstall + " " + QUtils::describeFileTrust(trust) +
+               "; nothing was removed";
+  return false;
+}
+
+// Ends a first stage that failed: what it made goes, a launcher that waits
+// hears of the end, and `reason` becomes the run's result.
+int failFirstStage(std::string* text, const std::string& reason) {
+  QUtils::removeRunDirectory();
+  Host::signalNamedEvent(kEndEvent);
+  *text = reason;
+  return kExitFailed;
+}
+
+// The system's words for the error number `error`.
+std::string describeError(int error) {
+  char reason[256];
+  QUtils::describeSystemError(error, reason, sizeof reason);
+  return reason;
 }
 
 }  // namespace
 
 void buildUninstallerCommandLine(char* out, int size, const char* programCopy, const char* logCopy,
                                  const RunOptions& options) {
-  QUtils::copyText(out, "\"", size);
-  QUtils::appendText(out, programCopy, size);
-  QUtils::appendText(out, "\" -uninstallFile=\"", size);
-  QUtils::appendText(out, logCopy, size);
-  QUtils::appendText(out, "\" -uninstallApp=\"", size);
-  QUtils::appendText(out, options.uninstallApp, size);
-  QUtils::appendText(out, "\"", size);
-  if (options.gui == 0) QUtils::appendText(out, " -gui=0", size);
-  if (options.quiet) QUtils::appendText(out, " -quiet=1", size);
-  if (options.debug) QUtils::appendText(out, " -debug=1", size);
-  if (options.log) {
-    QUtils::appendText(out, " -log=\"", size);
-    QUtils::appendText(out, options.log, size);
-    QUtils::appendText(out, "\"", size);
-  }
+  std::string line = QUtils::quoteCommandWord(programCopy);
+  line += " -uninstallFile=" + QUtils::quoteCommandWord(logCopy);
+  line += " -uninstallApp=" + QUtils::quoteCommandWord(options.uninstallApp ? options.uninstallApp : "");
+  if (options.gui == 0) line += " -gui=0";
+  if (options.quiet) line += " -quiet=1";
+  if (options.debug) line += " -debug=1";
+  if (options.log) line += " -log=" + QUtils::quoteCommandWord(options.log);
+  QUtils::copyText(out, line.c_str(), size);
 }
 
 int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* text) {
@@ -87,66 +126,71 @@ int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileCon
     *text = "the uninstaller can't find its own program file";
     return kExitFailed;
   }
-  char tempDirectory[QUtils::kMaxPath];
-  if (!QUtils::getTempDirectory(tempDirectory, sizeof tempDirectory)) {
+  std::string refusal;
+  if (!isTrustedLog(options, log, &refusal)) return failFirstStage(text, refusal);
+  char runDirectory[QUtils::kMaxPath];
+  if (!QUtils::getRunDirectory(runDirectory, sizeof runDirectory)) {
     Host::signalNamedEvent(kEndEvent);
     log->printf("ERROR: Unable to obtain temporary path for uninstaller log. Exiting!");
-    *text = "the uninstaller has no temporary folder";
+    *text = "the uninstaller can't make its own folder in the temporary folder";
     return kExitFailed;
   }
   char logCopy[QUtils::kMaxPath];
   char programCopy[QUtils::kMaxPath];
-  tempName(logCopy, sizeof logCopy, tempDirectory, "qluxuninst.log");
-  tempName(programCopy, sizeof programCopy, tempDirectory, "qluxuninst.dll");
+  QUtils::copyText(logCopy, runDirectory, sizeof logCopy);
+  QUtils::appendPath(logCopy, "qluxuninst.log", sizeof logCopy);
+  QUtils::copyText(programCopy, runDirectory, sizeof programCopy);
+  QUtils::appendPath(programCopy, "qluxuninst.dll", sizeof programCopy);
 
-  // The program is copied first: the recovery below may put another
-  // version's file where this program was started from.
-  int error = Host::copyFile(program, programCopy);
+  // The log first; a log that an interrupted upgrade took away comes back
+  // with the recovery below, and is copied then.
+  int logError = QUtils::copyFile(options.uninstall, logCopy);
+  int error = QUtils::copyFile(program, programCopy);
+  if (error == 0) error = QUtils::setExecutable(programCopy);
   if (error != 0) {
     log->printf("Error copying file %s - Error Number = %d", programCopy, error);
-    Host::signalNamedEvent(kEndEvent);
-    char reason[256];
-    QUtils::describeSystemError(error, reason, sizeof reason);
-    *text = std::string("the uninstaller can't copy itself to ") + programCopy + ": " + reason;
-    return kExitFailed;
+    return failFirstStage(text, std::string("the uninstaller can't copy itself to ") + programCopy + ": " +
+                                    describeError(error));
   }
-  if (recoverInterruptedRun(engine, options)) {
+  bool recovered = false;
+  if (recoverInterruptedRun(engine, options, &recovered)) {
     log->printf("The interrupted uninstallation was finished; nothing is left to uninstall");
+    QUtils::removeRunDirectory();
     Host::signalNamedEvent(kEndEvent);
     *text = "uninstalled: an interrupted uninstallation was finished";
     return kExitSuccess;
   }
-  error = Host::copyFile(options.uninstall, logCopy);
-  if (error != 0) {
-    Host::signalNamedEvent(kEndEvent);
+  // The recovery may have put the log back as an older installation had it.
+  if (recovered || logError != 0) {
+    if (!isTrustedLog(options, log, &refusal)) return failFirstStage(text, refusal);
+    logError = QUtils::copyFile(options.uninstall, logCopy);
+  }
+  if (logError != 0) {
     log->printf("ERROR: Unable to copy uninstaller log to %s. Exiting!", logCopy);
-    char reason[256];
-    QUtils::describeSystemError(error, reason, sizeof reason);
-    *text = std::string("the action log ") + options.uninstall + " can't be read: " + reason + "; nothing was removed";
-    return kExitFailed;
+    return failFirstStage(text, std::string("the action log ") + options.uninstall + " can't be read: " +
+                                    describeError(logError) + "; nothing was removed");
   }
 
   char commandLine[4096];
   buildUninstallerCommandLine(commandLine, sizeof commandLine, programCopy, logCopy, options);
   log->printf("Calling uninstaller process. Command line: %s", commandLine);
   if (!options.wait) {
-    if (Host::startProcess(commandLine, tempDirectory) != 0) {
-      Host::signalNamedEvent(kEndEvent);
+    if (Host::startProcess(commandLine, runDirectory) != 0) {
       log->printf("ERROR: Unable to create uninstall process. Exiting!");
-      *text = "the uninstaller's second stage can't be started";
-      return kExitFailed;
+      return failFirstStage(text, "the uninstaller's second stage can't be started");
     }
     return kExitSuccess;  // the second stage writes the result log
   }
 
   // Waiting, this program would keep its own file, and so its folder, from
-  // going: it steps aside first, and comes back if the uninstallation
-  // failed, since the product's entry still names it.
+  // going: it steps aside into the run's own directory first, and comes
+  // back if the uninstallation failed, since the product's entry still
+  // names it.
   char setAside[QUtils::kMaxPath];
-  bool movedAside = Host::setAsideOwnProgram(tempDirectory, setAside, sizeof setAside);
+  bool movedAside = Host::setAsideOwnProgram(runDirectory, setAside, sizeof setAside);
   if (movedAside) log->printf("The uninstaller's own program waits as %s", setAside);
   int code = kExitFailed;
-  error = Host::runProcess(commandLine, tempDirectory, &code);
+  error = Host::runProcess(commandLine, runDirectory, &code);
   if (error != 0) {
     Host::signalNamedEvent(kEndEvent);
     log->printf("ERROR: Unable to create uninstall process. Exiting!");
@@ -158,15 +202,24 @@ int runFirstStage(Installer* engine, const RunOptions& options, QUtils::PFileCon
       QUtils::renameFile(setAside, program) != 0) {
     log->printf("ERROR: The uninstaller could not be put back as %s", program);
   }
-  // The second stage has ended: its copies can go now.
-  QUtils::deleteFile(programCopy);
-  if (!options.debug) QUtils::deleteFile(logCopy);
+  // The second stage has ended: its directory, with the copies, can go now
+  // (a run with -debug keeps them).
+  if (!options.debug) QUtils::removeRunDirectory();
   return code;
 }
 
 int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileConsole* log, std::string* text) {
   log->printf("Real uninstall");
   Host::signalNamedEvent(kStartEvent);
+  // The directory that the first stage made for the copies is this run's
+  // own: its temporary files go there, and it goes at the end.
+  char directory[QUtils::kMaxPath];
+  QUtils::copyText(directory, options.uninstallFile, sizeof directory);
+  char* cut = directory + std::strlen(directory);
+  while (cut > directory && !QUtils::isSeparator(cut[-1])) cut--;
+  *cut = 0;
+  QUtils::stripTrailingSeparators(directory, sizeof directory);
+  if (!QUtils::adoptRunDirectory(directory)) log->printf("WARNING: %s is no directory of a first stage", directory);
   int result = engine->openPackage(options.uninstallFile, 0, options.runFlags | 1);
   // The log copy is this stage's temporary file: should the stage be killed,
   // the run that finishes its work deletes the copy with the journal's files.
@@ -211,9 +264,10 @@ int runSecondStage(Installer* engine, const RunOptions& options, QUtils::PFileCo
   delete ui;
   if (!options.debug) {
     QUtils::deleteFile(options.uninstallFile);
-    // This program is the first stage's copy: it goes too, now or when the
-    // system restarts.
+    // This program is the first stage's copy: it goes now (Linux) or when
+    // the system restarts (Windows), and then its directory with it.
     if (!Host::removeOwnProgram()) log->printf("WARNING: The uninstaller's copy could not be removed");
+    QUtils::removeRunDirectory();
   }
   Host::signalNamedEvent(kEndEvent);
   return code;

@@ -8,10 +8,12 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "engine/installer_ui.h"
 #include "foundation/console.h"
+#include "foundation/files.h"
 #include "foundation/text.h"
 
 namespace {
@@ -31,6 +33,32 @@ uint64_t getLittleEndian(const unsigned char* in, int bytes) {
   uint64_t value = 0;
   for (int i = bytes - 1; i >= 0; i--) value = (value << 8) | in[i];
   return value;
+}
+
+// The attributes behind a record's path: "L" for a link, "M" and octal
+// permission bits for a regular file whose bits the system keeps.
+const char kLinkAttribute = 'L';
+const char kModeAttribute = 'M';
+
+// What a record's name field says of its file, behind the path.
+struct RecordKind {
+  bool link = false;
+  int mode = -1;  // the permission bits, -1 when the record has none
+};
+
+RecordKind readAttributes(const char* field, uint32_t fieldSize) {
+  RecordKind kind;
+  size_t pathLength = std::strlen(field);
+  if (pathLength + 2 >= fieldSize) return kind;  // nothing behind the path's NUL
+  const char* attributes = field + pathLength + 1;
+  if (attributes[0] == kLinkAttribute) {
+    kind.link = true;
+  } else if (attributes[0] == kModeAttribute) {
+    char* end = nullptr;
+    long mode = std::strtol(attributes + 1, &end, 8);
+    if (end != attributes + 1 && mode >= 0 && mode <= 0777) kind.mode = static_cast<int>(mode);
+  }
+  return kind;
 }
 
 // Opens an existing file for reading, as a copy source or to see whether it
@@ -65,7 +93,7 @@ void BackupFile::openForWriting(const char* path) {
   if (backupMode != kClosed) return;
   backupMode = kWriting;
   if (!path || !path[0] ||
-      openFile(path, QUtils::kGenericRead | QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways) != 0 ||
+      openFile(path, QUtils::kGenericRead | QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways | QUtils::kModePrivate) != 0 ||
       !writeAll(kMagic, kMagicSize)) {
     hasError = 1;
   }
@@ -137,28 +165,44 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
     failAdd(error, -1, -1, "Error opening file");
     return;
   }
-  // A backup is never stored inside a backup.
-  if (isBackupFile(path)) return;
+  // A backup is never stored inside a backup. A link is saved as the text
+  // it holds: what it leads to is not the installation's.
+  bool link = QUtils::isLink(path);
+  if (!link && isBackupFile(path)) return;
+  char linkText[QUtils::kMaxPath];
+  if (link && !QUtils::readSymbolicLink(path, linkText, sizeof linkText)) {
+    failAdd(error, -1, -1, "Error opening file");
+    return;
+  }
+  char attributes[8] = {0};
+  int mode = link ? -1 : QUtils::getFileMode(path);
+  if (link)
+    attributes[0] = kLinkAttribute;
+  else if (mode >= 0)
+    std::snprintf(attributes, sizeof attributes, "%c%03o", kModeAttribute, static_cast<unsigned>(mode) & 0777u);
 
   int64_t recordStart = position();
   size_t length = std::strlen(path);
   if (maxLength > 0 && length > static_cast<size_t>(maxLength - 1)) length = static_cast<size_t>(maxLength - 1);
+  size_t attributesLength = attributes[0] ? std::strlen(attributes) + 1 : 0;
+  size_t fieldSize = length + 1 + attributesLength;
   // A name that a reader would refuse is never written.
-  if (recordStart < 0 || length + 1 > static_cast<size_t>(kMaxNameSize)) {
+  if (recordStart < 0 || fieldSize > static_cast<size_t>(kMaxNameSize)) {
     failAdd(error, recordStart, -1, "Error writing file name");
     return;
   }
   unsigned char nameRecord[2 + kMaxNameSize];
-  putLittleEndian(nameRecord, length + 1, 2);
+  putLittleEndian(nameRecord, fieldSize, 2);
   std::memcpy(nameRecord + 2, path, length);
   nameRecord[2 + length] = 0;
-  if (!writeAll(nameRecord, static_cast<uint32_t>(length + 3))) {
+  if (attributesLength) std::memcpy(nameRecord + 3 + length, attributes, attributesLength);
+  if (!writeAll(nameRecord, static_cast<uint32_t>(fieldSize + 2))) {
     failAdd(error, recordStart, -1, "Error writing file name");
     return;
   }
   const char* name = reinterpret_cast<const char*>(nameRecord + 2);
 
-  int64_t size = fileSize(name);
+  int64_t size = link ? static_cast<int64_t>(std::strlen(linkText)) : fileSize(name);
   if (size < 0) {
     failAdd(error, recordStart, -1, "Error opening file");
     return;
@@ -178,6 +222,10 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   }
 
   if (size == 0) return;
+  if (link) {
+    if (!writeAll(linkText, static_cast<uint32_t>(size))) failAdd(error, recordStart, -1, "Error copying stream (-1)");
+    return;
+  }
   QUtils::PFileStream source;
   if (openForReading(&source, name) != 0) {
     failAdd(error, recordStart, -1, "Error opening file");
@@ -237,14 +285,49 @@ int BackupFile::copyRecords(const char* fromPath, const QUtils::Table<QUtils::Ch
   }
 }
 
-int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole) {
+namespace {
+
+bool isListed(const QUtils::Table<QUtils::CharString>& names, const char* path) {
+  for (int i = 0; i < names.getCount(); i++) {
+    if (QUtils::isSamePath(names[i].getText(), path)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool BackupFile::restoreContent(const char* name, int64_t size, int mode, bool link) {
+  if (link) {
+    // The text of a link is short: a path.
+    char text[QUtils::kMaxPath];
+    if (size <= 0 || size >= static_cast<int64_t>(sizeof text) || !readAll(text, static_cast<uint32_t>(size)))
+      return false;
+    text[size] = 0;
+    if (QUtils::fileExists(name) && (QUtils::isDirectory(name) && !QUtils::isLink(name))) return false;
+    if (QUtils::fileExists(name) && QUtils::deleteFile(name) != 0) return false;
+    return QUtils::makeSymbolicLink(text, name) == 0;
+  }
+  QUtils::PFileStream target;
+  int64_t got = 0, written = 0;
+  bool done = target.create(name, 0) == 0 &&
+              (size == 0 || (QUtils::copyStream(&target, this, size, &got, &written, kBlockSize) == 0 &&
+                             got == size && written == size));
+  if (target.close() != 0) done = false;
+  // Ignoring the result on purpose: the content is back, and a file that
+  // keeps the bits it was made with is still the saved file.
+  if (done && mode >= 0) (void)QUtils::setFileMode(name, mode);
+  return done;
+}
+
+int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole,
+                        const QUtils::Table<QUtils::CharString>* allowed) {
   if (backupMode != kRestoring) return -1;
   if (ui) ui->setOverallProgress(0);
   if (seek(kMagicSize) != 0) return -1;
   int64_t total = size();
   if (total <= 0) return -1;
 
-  char message[QUtils::kMaxPath + 32];
+  char message[QUtils::kMaxPath + 64];
   for (int record = 0;; record++) {
     unsigned char field[8];
     if (!readAll(field, 2)) return -1;
@@ -257,6 +340,7 @@ int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Tabl
       if (ui) ui->addFileLine(nullptr, true);
       return 0;
     }
+    RecordKind kind = readAttributes(name, nameSize);
 
     // A record whose content doesn't all stand in the file isn't whole:
     // nothing of it is written, and its file is named as not restored.
@@ -281,44 +365,35 @@ int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Tabl
     if (whole) whole->add(QUtils::CharString(name));
 
     uint32_t onDisk = computeCheckSum(name);
-    bool present = onDisk != 0;
-    if (!present) {
-      QUtils::PFileStream probe;
-      present = openForReading(&probe, name) == 0;
-    }
+    // A directory at the name counts as absent: writing the file there
+    // fails, and says so.
+    bool present = QUtils::fileExists(name) && (QUtils::isLink(name) || !QUtils::isDirectory(name));
     if (ui) ui->pumpEventsQuietly();
 
     bool reported = true;
-    if (size != 0) {
+    if ((allowed && !isListed(*allowed, name)) || !QUtils::isAbsolutePath(name)) {
+      // A backup that names a file its installation never wrote, or a path
+      // that depends on the working directory, is not trusted with it.
+      if (console) console->printf("The backup names %s, which its action log doesn't; skipping", name);
+      QUtils::boundedFormat(message, sizeof message, "FAILED to restore %s: not a file of the installation", name);
+    } else if (size != 0 || kind.link) {
       if (!present || onDisk == checkSum) {
-        QUtils::PFileStream target;
-        int64_t got = 0, written = 0;
-        bool done = target.create(name, 0) == 0 &&
-                    QUtils::copyStream(&target, this, size, &got, &written, kBlockSize) == 0 && got == size &&
-                    written == size;
-        if (target.close() != 0) done = false;
-        if (done) {
-          if (console) console->printf("Restored %s", name);
-          QUtils::boundedFormat(message, sizeof message, "Restore %s", name);
-        } else {
-          if (console) console->printf("FAILED to restore %s", name);
-          QUtils::boundedFormat(message, sizeof message, "FAILED to restore %s", name);
-        }
+        bool done = restoreContent(name, size, kind.mode, kind.link);
+        if (console) console->printf(done ? "Restored %s" : "FAILED to restore %s", name);
+        QUtils::boundedFormat(message, sizeof message, done ? "Restore %s" : "FAILED to restore %s", name);
       } else {
         if (console) console->printf("Saved check sum different than existing one for %s; skipping", name);
         QUtils::boundedFormat(message, sizeof message, "Left %s", name);
       }
-      // Whatever the copy did, the next record begins behind the content.
-      if (seek(contentStart + size) != 0) return -1;
     } else if (!present) {
-      QUtils::PFileStream target;
-      bool done = target.create(name, 0) == 0;
-      target.close();
+      bool done = restoreContent(name, 0, kind.mode, false);
       if (console) console->printf("Zero saved size for %s; creating blank file", name);
       QUtils::boundedFormat(message, sizeof message, done ? "Restore %s" : "FAILED to restore %s", name);
     } else {
       reported = false;  // an empty record leaves a present file as it is
     }
+    // Whatever the copy did, the next record begins behind the content.
+    if (seek(contentStart + size) != 0) return -1;
 
     if (reported && ui) {
       ui->addFileLine(message, record % 32 == 0);
@@ -338,8 +413,19 @@ bool BackupFile::isBackupFile(const char* path) {
   return std::memcmp(start, kMagic, kMagicTextLength) == 0;
 }
 
+uint32_t BackupFile::checkSumOf(const unsigned char* data, uint32_t size) {
+  BackupCheckSum sum(size);
+  sum.add(data, size);
+  return sum.value();
+}
+
 uint32_t BackupFile::computeCheckSum(const char* path) {
   if (!path || !path[0]) return 0;
+  if (QUtils::isLink(path)) {
+    char text[QUtils::kMaxPath];
+    if (!QUtils::readSymbolicLink(path, text, sizeof text)) return 0;
+    return checkSumOf(reinterpret_cast<const unsigned char*>(text), static_cast<uint32_t>(std::strlen(text)));
+  }
   QUtils::PFileStream file;
   if (openForReading(&file, path) != 0) return 0;
   int64_t length = file.size();

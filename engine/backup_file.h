@@ -5,10 +5,15 @@
 //
 // Layout, little-endian, no padding: the magic text with its NUL, then file
 // records, then an end record (the bytes 01 00 00). One record: a u16 name
-// size (path length + 1), the path with its NUL, a u64 content size, a u32
-// check sum, and the content. A record's check sum tells restore() which
-// state of the file on disk may be overwritten: a file whose check sum
-// differs was changed by somebody and keeps its changes.
+// size, the name field of that size, a u64 content size, a u32 check sum,
+// and the content. The name field is the path with its NUL, and behind it
+// may come what the file was, as a text with a NUL of its own: "L" for a
+// symbolic link, whose content is then the text the link holds, or "M" and
+// the octal permission bits of a regular file ("M755"). A reader that looks
+// at the path alone sees a plain record. A record's check sum tells
+// restore() which state of the file on disk may be overwritten: a file
+// whose check sum differs was changed by somebody and keeps its changes.
+// The check sum of a link is that of the text it holds.
 //
 // Writing keeps the file valid after any failure: a record that can't be
 // completed is cut off again, and the first failure blocks further adds.
@@ -72,19 +77,25 @@ class BackupFile : public QUtils::PFileStream {
   // Appends a record for the file at `path` (of at most maxLength - 1
   // bytes). With checkSumGiven false the check sum is computed from the
   // file. `error` is cleared on success and carries the reason otherwise.
-  // A file that is itself a backup is passed over, with success.
+  // A file that is itself a backup is passed over, with success. A
+  // symbolic link is saved as a link, never read through.
   void addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
                bool checkSumGiven);
   // Restores every record of a backup opened with openForRestore. Each
   // record's file is written back if it is absent or its check sum is the
-  // record's; otherwise it is left. A file that can't be written is
+  // record's; otherwise it is left. A file is made anew with its saved
+  // permission bits (a link standing at its name is replaced, never written
+  // through), and a link as a link. With `allowed` (may be null), only the
+  // records whose path it holds are written back; the others are reported
+  // as refused and passed over. A file that can't be written is
   // reported as failed and passed over. `console` gets a line per record and
   // `ui` (may be null) a file line and the progress. `whole` (may be null)
   // receives the name of every record that was read whole, whatever became
   // of its file. A record cut short is reported by its name when the name
   // itself is whole. 0 when the end record was reached, -1 when the backup
   // isn't open for restoring or a record isn't whole.
-  int restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole = nullptr);
+  int restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Table<QUtils::CharString>* whole = nullptr,
+              const QUtils::Table<QUtils::CharString>* allowed = nullptr);
   // Appends to a backup being written the whole records of the backup at
   // `fromPath` whose names `names` holds, as they are. Gives the number
   // copied, or -1 when that backup can't be read or a copy failed (a record
@@ -99,7 +110,10 @@ class BackupFile : public QUtils::PFileStream {
   // The check sum of a file's content: its length, XORed with each whole
   // little-endian 32-bit word, and each byte of a last incomplete word
   // XORed into the low byte. 0 for an empty file or one that can't be read.
+  // A symbolic link's is that of the text it holds.
   static uint32_t computeCheckSum(const char* path);
+  // The same over data in memory.
+  static uint32_t checkSumOf(const unsigned char* data, uint32_t size);
 
   int32_t backupMode;  // kClosed, kRestoring or kWriting
   int32_t hasError;    // set by the first failure while writing
@@ -109,6 +123,10 @@ class BackupFile : public QUtils::PFileStream {
   // back to `recordStart`, where the next record (or the end record) goes.
   void failAdd(QUtils::ErrorChain& error, int64_t recordStart, int32_t code, const char* format, ...)
       __attribute__((format(printf, 5, 6)));
+  // Writes the content of the record at the read position (`size` bytes)
+  // to a new file at `name` with the permission bits `mode` (-1: the
+  // file's own), or makes `name` a link holding that text. True if done.
+  bool restoreContent(const char* name, int64_t size, int mode, bool link);
   // Reads exactly `size` bytes; false if fewer arrived.
   bool readAll(void* buffer, uint32_t size);
   bool writeAll(const void* buffer, uint32_t size);

@@ -23,6 +23,13 @@
 namespace {
 
 const char kMagic[] = "Halvo Software installer backup file.\n";
+// The permission bits behind a record's path ("M644" and its NUL), where
+// the system keeps such bits.
+#ifdef _WIN32
+const size_t kModeAttributeSize = 0;
+#else
+const size_t kModeAttributeSize = 5;
+#endif
 
 // The check sum written out plainly: the length, each whole little-endian
 // word, then each byte of the tail into the low byte.
@@ -83,10 +90,11 @@ class BackupFileTest : public ::testing::Test {
     EXPECT_EQ(0, writer.close());
   }
 
-  int restore(const std::string& backup, LinesConsole* console, RecordingUI* ui) {
+  int restore(const std::string& backup, LinesConsole* console, RecordingUI* ui,
+              const QUtils::Table<QUtils::CharString>* allowed = nullptr) {
     BackupFile reader;
     if (reader.openForRestore(backup.c_str()) != 0) return -2;
-    return reader.restore(console, ui);
+    return reader.restore(console, ui, nullptr, allowed);
   }
 
   std::string directory;
@@ -204,7 +212,7 @@ TEST_F(BackupFileTest, TruncatedBackupRestoresWhatIsWhole) {
   std::vector<size_t> recordEnds;
   size_t at = sizeof kMagic;
   for (size_t i = 0; i < files.size(); i++) {
-    at += 2 + files[i].size() + 1 + 8 + 4 + contents[i].size();
+    at += 2 + files[i].size() + 1 + kModeAttributeSize + 8 + 4 + contents[i].size();
     recordEnds.push_back(at);
   }
   ASSERT_EQ(raw.size(), at + 3);
@@ -252,13 +260,71 @@ TEST_F(BackupFileTest, AddFileRefusesAndKeepsTheBackupValidAfterAFailure) {
     EXPECT_STREQ("[BackupFile::addFile] There is a previous error", text);
   }
   // The failed record was cut off: one record, then the end record.
-  EXPECT_EQ(sizeof kMagic + 2 + good.size() + 1 + 12 + 4 + 3, readFile(backup).size());
+  EXPECT_EQ(sizeof kMagic + 2 + good.size() + 1 + kModeAttributeSize + 12 + 4 + 3, readFile(backup).size());
   ASSERT_EQ(0, QUtils::deleteFile(good.c_str()));
   RecordingUI ui;
   EXPECT_EQ(0, restore(backup, nullptr, &ui));
   EXPECT_EQ("kept", readFile(good));
   EXPECT_EQ(1u, ui.lines.size());
 }
+
+// Only what the installation's log names goes back; a record of any other
+// file, or of a path that depends on the working directory, is refused.
+TEST_F(BackupFileTest, RestoresOnlyTheFilesItIsAllowedTo) {
+  std::string mine = path("mine.conf"), other = path("other.conf");
+  writeFile(mine, "saved");
+  writeFile(other, "saved too");
+  writeFile("relative.txt", "in the working directory");
+  std::string backup = path("allowed.bak");
+  writeBackup(backup, {mine, other, "relative.txt"});
+  QUtils::deleteFile(mine.c_str());
+  QUtils::deleteFile(other.c_str());
+  QUtils::deleteFile("relative.txt");
+  QUtils::Table<QUtils::CharString> allowed;
+  allowed.add(QUtils::CharString(mine.c_str()));
+  allowed.add(QUtils::CharString("relative.txt"));
+  RecordingUI ui;
+  EXPECT_EQ(0, restore(backup, nullptr, &ui, &allowed));
+  EXPECT_EQ("saved", readFile(mine));
+  EXPECT_EQ("<missing>", readFile(other));
+  EXPECT_EQ("<missing>", readFile("relative.txt"));
+  std::vector<std::string> expected = {"Restore " + mine, "FAILED to restore " + other + ": not a file of the installation",
+                                       "FAILED to restore relative.txt: not a file of the installation"};
+  EXPECT_EQ(expected, ui.lines);
+}
+
+#ifndef _WIN32
+// A symbolic link is saved as a link and comes back as one: what it leads to
+// is neither read into the backup nor written when it is restored. A file
+// comes back with its permission bits.
+TEST_F(BackupFileTest, LinksStayLinksAndFilesKeepTheirModes) {
+  std::string secret = path("secret"), link = path("link"), script = path("tool.sh"), closed = path("closed");
+  writeFile(secret, "not for the backup");
+  ASSERT_EQ(0, QUtils::makeSymbolicLink(secret.c_str(), link.c_str()));
+  writeFile(script, "#!/bin/sh\n");
+  ASSERT_EQ(0, QUtils::setFileMode(script.c_str(), 0755));
+  writeFile(closed, "mine only");
+  ASSERT_EQ(0, QUtils::setFileMode(closed.c_str(), 0600));
+  std::string backup = path("links.bak");
+  writeBackup(backup, {link, script, closed});
+  EXPECT_EQ(std::string::npos, readFile(backup).find("not for the backup"));
+
+  QUtils::deleteFile(link.c_str());
+  QUtils::deleteFile(script.c_str());
+  QUtils::deleteFile(closed.c_str());
+
+  RecordingUI ui;
+  EXPECT_EQ(0, restore(backup, nullptr, &ui));
+  EXPECT_TRUE(QUtils::isLink(link.c_str()));
+  char text[QUtils::kMaxPath];
+  ASSERT_TRUE(QUtils::readSymbolicLink(link.c_str(), text, sizeof text));
+  EXPECT_EQ(secret, text);
+  EXPECT_EQ("not for the backup", readFile(secret));
+  EXPECT_EQ(0755, QUtils::getFileMode(script.c_str()));
+  EXPECT_EQ(0600, QUtils::getFileMode(closed.c_str()));
+  EXPECT_EQ("mine only", readFile(closed));
+}
+#endif
 
 TEST_F(BackupFileTest, RecognisesBackupsAndSumsFiles) {
   writeFile(path("text-only"), kMagic);

@@ -252,6 +252,8 @@ int Installer::checkPreviousInstallation() {
 void Installer::readPreviousInstallationValues() { loadLogVariables(nullptr); }
 
 int Installer::removeOlderInstallations(InstallerUI* ui) {
+  // Nothing is removed for an installation that can't go where it should.
+  if (checkDestinations(ui) != 0) return -1;
   // The removal runs each time the wizard enters the page: a user who kept
   // the older installation may go back and choose to remove it after all.
   olderInstallationsDone = 1;

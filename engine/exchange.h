@@ -71,6 +71,11 @@ class InstallExchangeInfo {
   virtual void setUiState(int state) {}
   virtual int getUiState() { return 0; }
 
+  // Whether a folder that the user gives can take an installation; false
+  // with the reason (cut at `size`) otherwise. The console and the window
+  // refuse such an answer.
+  virtual bool isUsableFolder(const char* path, char* reason, int size) { return true; }
+
   // Variables and conditions.
   virtual int getVariableDefault(const char* name, char* buffer, int size) { return -1; }
   virtual int getVariable(const char* name, char* buffer, int size) { return -1; }

@@ -60,13 +60,26 @@ void useSystemSeparators(char* path) {
 struct TargetState {
   bool exists = false;
   bool same = false;
+  // Something other than a file of its own: a symbolic link, a FIFO, a
+  // device. It is replaced by the file, and never opened or written through.
+  bool foreign = false;
 };
+
+// Whether what stands at `target` is no file of its own (see TargetState).
+bool isForeignNode(const char* target) {
+  return QUtils::isLink(target) ||
+         (!QUtils::isDirectory(target) && QUtils::checkFileTrust(target) == QUtils::kNotAFile);
+}
 
 // A target exists if it opens for reading; it is the same if it has the
 // package file's length, reads whole, and has the package record's digest.
 // It is read a piece at a time, so a file of any size is compared.
 TargetState lookAtTarget(const char* target, const unsigned char* digest, uint64_t packedSize) {
   TargetState state;
+  if (isForeignNode(target)) {
+    state.exists = state.foreign = true;
+    return state;
+  }
   QUtils::PFileStream file;
   if (file.openFile(target, QUtils::kGenericRead, QUtils::kShareRead | QUtils::kShareWrite,
                     QUtils::kModeMustExist | QUtils::kModeSequential) != 0)
@@ -93,6 +106,14 @@ TargetState lookAtTarget(const char* target, const unsigned char* digest, uint64
   return state;
 }
 
+// Whether an existing file opens for writing, without changing it.
+bool canOpenForWriting(const char* target) {
+  QUtils::PFileStream file;
+  if (file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeMustExist) != 0) return false;
+  file.close();
+  return true;
+}
+
 // Writes `size` bytes in pieces the system takes. 0, or the system's error
 // number (-1 when a write fell short without one).
 int writeAll(QUtils::PFileStream* file, const unsigned char* data, size_t size) {
@@ -108,12 +129,13 @@ int writeAll(QUtils::PFileStream* file, const unsigned char* data, size_t size) 
   return 0;
 }
 
-// Makes the target anew and writes its content: `text` when it isn't null,
-// otherwise the package file that `reader` reads, as its bytes come. False
-// if it couldn't be made or a write fell short; `outCreated` says whether
-// it was made, and `outError` gets the system's error number of a failure
-// to make or write it (-1 when the system gave none; 0 when the package
-// couldn't be read).
+// Makes the target anew, in place of whatever stood there (a link is
+// replaced, never written through), and writes its content: `text` when it
+// isn't null, otherwise the package file that `reader` reads, as its bytes
+// come. False if it couldn't be made or a write fell short; `outCreated`
+// says whether it was made, and `outError` gets the system's error number
+// of a failure to make or write it (-1 when the system gave none; 0 when
+// the package couldn't be read).
 bool writeTarget(const char* target, const char* text, PackageFileReader* reader, bool* outCreated, int* outError) {
   QUtils::PFileStream file;
   *outCreated = false;
@@ -320,11 +342,23 @@ void FileStage::installEntry(int index, int count) {
   int error = 0;
   if (writing) {
     // A file already there that can't be opened for writing (a running
-    // program, a locked file) is asked to go first. Nothing was read from
-    // the package while the target wouldn't open.
+    // program, a locked file) is asked to go first; a link or another node
+    // that isn't a file of its own is no program to free. POSIX would let
+    // the new file take the name of a running program's without asking:
+    // it is asked all the same, so that the log says the program goes on
+    // with its old version. Nothing was read from the package while the
+    // target wouldn't open.
     bool created = false;
+    bool asked = false;
+    if (state.exists && !state.foreign && !canOpenForWriting(target)) {
+      asked = true;
+      // Ignoring the result on purpose: the write below tells whether the
+      // name could be taken.
+      (void)engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs);
+    }
     bool ok = writeTarget(target, text, &data, &created, &error);
-    if (!created && state.exists && engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
+    if (!created && state.exists && !state.foreign && !asked &&
+        engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
       ok = writeTarget(target, text, &data, &created, &error);
     if (!created) engine->log("ERROR: \"%s\" can't be written", target);
     failed = !ok;
@@ -358,6 +392,11 @@ bool runLaterStages(Installer* engine, InstallerUI* ui) {
 }  // namespace
 
 int Installer::installFiles(InstallerUI* ui) {
+  // Nothing changes while a destination can't be used.
+  if (checkDestinations(ui) != 0) {
+    setControlVariable(kCtlInstallError, "1");
+    return -1;
+  }
   // A template without an "Uninstall" page still removes what stands in
   // the way; after that page it is the page's choice that counts.
   try {

@@ -296,4 +296,79 @@ TEST_F(InstallFilesTest, ARunningFileIsOnlyDeletedWhenItIsAProgram) {
   EXPECT_FALSE(engine.deleteRunningFile(nullptr, "", 2000));
 }
 
+#ifndef _WIN32
+// A link that stands where a file goes is replaced by the file and saved as
+// a link; what it leads to is neither read nor written.
+TEST_F(InstallFilesTest, ALinkWhereAFileGoesIsReplacedAndSavedAsALink) {
+  FilesInstaller engine;
+  prepare(engine);
+  std::string outside = here("outside.txt");
+  writeFile(outside, "not the product's");
+  ASSERT_EQ(0, QUtils::createPath((root + "/etc/").c_str(), nullptr));
+  ASSERT_EQ(0, QUtils::makeSymbolicLink(outside.c_str(), (root + "/etc/conf.txt").c_str()));
+  ASSERT_EQ(0, QUtils::makeSymbolicLink(outside.c_str(), (root + "/etc/same.txt").c_str()));
+  RecordingUI ui;
+  EXPECT_EQ(0, engine.installFiles(&ui));
+  EXPECT_EQ("not the product's", readFile(outside));
+  EXPECT_FALSE(QUtils::isLink((root + "/etc/conf.txt").c_str()));
+  EXPECT_FALSE(QUtils::isLink((root + "/etc/same.txt").c_str()));
+  EXPECT_EQ("new settings", readFile(root + "/etc/conf.txt"));
+  EXPECT_EQ("unchanged", readFile(root + "/etc/same.txt"));
+  std::string backup = readFile(root + "/uninstall/backup.bin");
+  EXPECT_EQ(std::string::npos, backup.find("not the product's"));
+  EXPECT_NE(std::string::npos, backup.find(root + "/etc/conf.txt" + std::string(1, '\0') + "L"));
+
+  // Restored, the link is a link again.
+  BackupFile restorer;
+  ASSERT_EQ(0, restorer.openForRestore((root + "/uninstall/backup.bin").c_str()));
+  EXPECT_EQ(0, restorer.restore(nullptr, nullptr));
+  restorer.close();
+  EXPECT_TRUE(QUtils::isLink((root + "/etc/conf.txt").c_str()));
+  EXPECT_EQ("not the product's", readFile(root + "/etc/conf.txt"));
+  QUtils::deleteFile(outside.c_str());
+}
+#endif
+
+// A folder variable that is empty or relative would put the product
+// somewhere else than the template means ("[ROOT]/etc" as "/etc", or below
+// the working directory): the run stops before its first change, and says
+// which variable it is. The runs here have relative values, so that a
+// fault can only reach the test's own directory; the empty value, which
+// would reach the machine's root, is only checked.
+TEST_F(InstallFilesTest, AnEmptyOrRelativeFolderVariableStopsTheRunFirst) {
+  for (const char* value : {"relative/place", "has\nline"}) {
+    SCOPED_TRACE(value);
+    FilesInstaller engine;
+    prepare(engine);
+    engine.setVariable("ROOT", value);
+    RecordingUI ui;
+    EXPECT_EQ(-1, engine.installFiles(&ui));
+    EXPECT_EQ("1", engine.value("INSTALL_ERROR"));
+    ASSERT_EQ(1, engine.errorList->getCount());
+    std::string reason = (*engine.errorList)[0].getText();
+    EXPECT_NE(std::string::npos, reason.find("The folder variable ROOT is no usable folder")) << reason;
+    EXPECT_NE(std::string::npos, reason.find("nothing was installed or removed")) << reason;
+    EXPECT_EQ(0, engine.tempCount) << "no log was begun";
+    EXPECT_FALSE(QUtils::fileExists("relative"));
+    EXPECT_FALSE(QUtils::fileExists("has\nline"));
+  }
+  FilesInstaller empty;
+  prepare(empty);
+  empty.setVariable("ROOT", "");
+  EXPECT_EQ(-1, empty.checkDestinations(nullptr));
+  EXPECT_STREQ("The folder variable ROOT is empty: nothing was installed or removed.", (*empty.errorList)[0].getText());
+
+  // A whole path that isn't a root is a folder.
+  FilesInstaller engine;
+  char reason[300];
+  EXPECT_TRUE(engine.isUsableFolder(root.c_str(), reason, sizeof reason));
+  EXPECT_FALSE(engine.isUsableFolder("n", reason, sizeof reason));
+  EXPECT_FALSE(engine.isUsableFolder("", reason, sizeof reason));
+#ifndef _WIN32
+  EXPECT_FALSE(engine.isUsableFolder("/", reason, sizeof reason));
+  EXPECT_FALSE(engine.isUsableFolder("/usr", reason, sizeof reason));
+  EXPECT_FALSE(engine.isUsableFolder("/opt/a\nb", reason, sizeof reason));
+#endif
+}
+
 }  // namespace

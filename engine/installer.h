@@ -249,6 +249,22 @@ class Installer : public InstallExchangeInfo {
                                    QUtils::Table<QUtils::CharString>* errorList,
                                    QUtils::Table<QUtils::CharString>* kept = nullptr, const char* ceiling = nullptr);
 
+  // ---- Destination checks (destinations.cpp) ----
+  // Whether a folder that a user gives can take an installation: absolute,
+  // without control characters, and neither a root nor a system directory.
+  // False with the reason (cut at `size`) otherwise.
+  bool isUsableFolder(const char* path, char* reason, int size) override;
+  // Whether a path text of the template can be written to as it expands
+  // now: the variable it begins with is a folder (not empty, not relative,
+  // not a root), and the whole expands to an absolute path. `what` names
+  // the text in the reason.
+  bool checkDestinationText(const char* text, const char* what, char* reason, int size);
+  // Checks every destination of the file entries that install now and the
+  // places of the log, the backup, the template copy and the uninstaller,
+  // before the first change of a run. 0, or -1 after telling errorList, the
+  // log and `ui` (may be null) which variable or path is unusable.
+  int checkDestinations(InstallerUI* ui);
+
   // ---- File installation (install_files.cpp) ----
   // installFiles (declared with the work that pages start) writes every file
   // entry to its expanded Dest, logs and backs up what it does, and moves
@@ -303,10 +319,16 @@ class Installer : public InstallExchangeInfo {
   virtual bool isProcessRunning(long pid) { return false; }
   // The journal's path for `product`; false without a journal directory.
   bool getJournalPath(const char* product, char* buffer, int size);
-  // Looks for the journal of `product`. 1 if a process that no longer runs
-  // left one: `out` holds it, and `message` (cut at `size`) the text for the
-  // user, empty when there is nothing to undo. 0 for no journal, one of a
-  // running process (left alone) or a damaged one (logged and removed).
+  // Looks for the journal of `product`. kInterruptedRunFound if a process
+  // that no longer runs left one: `out` holds it, and `message` (cut at
+  // `size`) the text for the user, empty when there is nothing to undo.
+  // kInterruptedRunRefused for a journal that can't be trusted (another
+  // user's, or one that names files that its run couldn't have made):
+  // `message` says why, and the journal is left as it is. 0 for no
+  // journal, one of a running process (left alone) or a damaged one
+  // (logged and removed).
+  static constexpr int kInterruptedRunFound = 1;
+  static constexpr int kInterruptedRunRefused = 2;
   int findInterruptedRun(const char* product, Journal* out, char* message, int size);
   // Undoes or finishes the work of `found` through a second engine, with no
   // front end (the steps go to the log), then deletes its temporary files
@@ -326,8 +348,10 @@ class Installer : public InstallExchangeInfo {
   // Deletes this run's journal and the temporary files it names.
   void dropJournal();
   // Deletes the temporary files that `found` names, each only if it lies
-  // directly in the temporary directory or in the journal directory.
-  void deleteJournalFiles(const Journal& found);
+  // directly in a run directory or in the journal directory; with
+  // `removeRunDirectories` (the journal of a run that was cut short) the
+  // run directories they lie in go as well.
+  void deleteJournalFiles(const Journal& found, bool removeRunDirectories = false);
   Journal journal;  // kind kNoKind while this run keeps none
   // INI files made by the actions of the log being undone.
   QUtils::Table<QUtils::CharString> newIniFiles;
@@ -732,6 +756,11 @@ class Installer : public InstallExchangeInfo {
   int preUninstallDone;
   int uninstallPrepared;
   char uninstallBackupFile[1560];
+  // Set once checkDestinations refused the run's destinations (and said so).
+  bool destinationsRefused = false;
+  // Why the uninstallation refuses to start (an untrusted backup); empty
+  // while it may.
+  char uninstallRefusal[1800] = {0};
   char installedBackupFile[1560];
   char installedDirListFile[1560];
   QUtils::Table<COPIEDFILE> copiedFiles;

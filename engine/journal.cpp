@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -152,7 +153,20 @@ bool parseJournal(const std::string& text, Journal* out) {
 }
 
 bool writeJournal(const char* path, const Journal& journal) {
-  return path && path[0] && QUtils::replaceWholeFile(path, formatJournal(journal));
+  // A value with a line break would read back as lines of its own: a folder
+  // name could then add a line that the next run acts on.
+  std::vector<const std::string*> values = {&journal.product,     &journal.log,       &journal.backup,
+                                            &journal.templateCopy, &journal.finalLog,  &journal.finalBackup,
+                                            &journal.oldBackup,    &journal.oldDirList};
+  for (const auto& pair : journal.copied) {
+    values.push_back(&pair.first);
+    values.push_back(&pair.second);
+  }
+  for (const std::string& path : journal.temporaries) values.push_back(&path);
+  for (const std::string& path : journal.created) values.push_back(&path);
+  for (const std::string* value : values)
+    if (value->find_first_of("\r\n") != std::string::npos) return false;
+  return path && path[0] && QUtils::replaceWholeFile(path, formatJournal(journal), QUtils::kPrivateFileMode);
 }
 
 int readJournal(const char* path, Journal* out) {
@@ -251,6 +265,112 @@ bool liesIn(const std::string& path, const char* directory) {
   return path.find("..") == std::string::npos;
 }
 
+// The directory part of `path`, without its last separator; empty if none.
+std::string parentOf(const std::string& path) {
+  size_t cut = path.size();
+  while (cut > 0 && !QUtils::isSeparator(path[cut - 1])) cut--;
+  while (cut > 1 && QUtils::isSeparator(path[cut - 1])) cut--;
+  return path.substr(0, cut);
+}
+
+// Whether a journal may name `path` as a temporary file: it lies directly in
+// a run directory (a directory of this user's runs, that no other user can
+// enter) or directly in the journal directory.
+bool isTemporaryPlace(const std::string& path, const char* journals) {
+  if (path.empty()) return false;
+  if (journals[0] && liesIn(path, journals)) return true;
+  std::string parent = parentOf(path);
+  return !parent.empty() && QUtils::isRunDirectory(parent.c_str()) && liesIn(path, parent.c_str());
+}
+
+// An absolute path without "." or ".." parts and without control
+// characters: one that names one place whatever the working directory.
+bool isPlainAbsolutePath(const std::string& path) {
+  if (path.empty()) return false;
+  bool drive = path.size() >= 3 && path[1] == ':' && QUtils::isSeparator(path[2]);
+  if (!drive && !QUtils::isSeparator(path[0])) return false;
+  for (char c : path)
+    if (static_cast<unsigned char>(c) < 0x20) return false;
+  size_t start = 0;
+  while (start <= path.size()) {
+    size_t end = start;
+    while (end < path.size() && !QUtils::isSeparator(path[end])) end++;
+    std::string part = path.substr(start, end - start);
+    if (part == "." || part == "..") return false;
+    start = end + 1;
+  }
+  return true;
+}
+
+// The paths of the FILE lines of the action log at `path`.
+std::vector<std::string> loggedFiles(const std::string& path) {
+  std::vector<std::string> files;
+  FILE* file = QUtils::openFile(path.c_str(), "rb");
+  if (!file) return files;
+  char line[Installer::kLogLineSize];
+  while (Installer::readLogLine(file, line, sizeof line)) {
+    Installer::stripLogLine(line);
+    if (!Installer::hasLogTag(line, Installer::kLogFile)) continue;
+    const char* field = Installer::nextLogField(Installer::nextLogField(line));
+    if (*field) files.push_back(field);
+  }
+  std::fclose(file);
+  return files;
+}
+
+// Header line 2 of the action log at `path`, the backup's path; empty if
+// it can't be read.
+std::string loggedBackupPath(const std::string& path) {
+  FILE* file = QUtils::openFile(path.c_str(), "rb");
+  if (!file) return std::string();
+  char line[Installer::kLogLineSize];
+  std::string backup;
+  if (Installer::readLogLine(file, line, sizeof line) && Installer::readLogLine(file, line, sizeof line)) {
+    Installer::stripLogLine(line);
+    backup = line;
+  }
+  std::fclose(file);
+  return backup;
+}
+
+// Why a journal can't be trusted with the next run's work; empty if it can.
+// A journal tells a run as root what to undo, restore and delete: it must be
+// this user's own, name temporary files only where this user's runs make
+// them, and name nothing that its own log doesn't.
+std::string journalRefusal(const Journal& found, const char* journals) {
+  QUtils::FileTrust trust = QUtils::checkFileTrust(found.file.c_str());
+  if (trust != QUtils::kTrustedFile) return "the journal " + found.file + " " + QUtils::describeFileTrust(trust);
+  std::vector<std::string> temporaries = {found.log,       found.backup,     found.templateCopy,
+                                          found.oldBackup, found.oldDirList};
+  for (const auto& pair : found.copied) temporaries.push_back(pair.second);
+  temporaries.insert(temporaries.end(), found.temporaries.begin(), found.temporaries.end());
+  for (const std::string& path : temporaries) {
+    if (path.empty()) continue;
+    if (!isTemporaryPlace(path, journals)) return "it names " + path + ", which is no temporary file of a run";
+    trust = QUtils::checkFileTrust(path.c_str());
+    if (trust != QUtils::kTrustedFile && trust != QUtils::kFileMissing)
+      return "its temporary file " + path + " " + QUtils::describeFileTrust(trust);
+  }
+  // The files that an undo deletes beyond the log's own (used only while
+  // the log is there to undo).
+  std::vector<std::string> logged = isThere(found.log) ? loggedFiles(found.log) : std::vector<std::string>();
+  for (const std::string& path : found.created) {
+    if (isThere(found.log) && std::find(logged.begin(), logged.end(), path) == logged.end())
+      return "it names " + path + ", which its action log doesn't";
+  }
+  for (const auto& pair : found.copied) {
+    if (!isPlainAbsolutePath(pair.first)) return "it names " + pair.first + " to restore";
+  }
+  // The backup's copy to its place follows the log there: the backup must
+  // be the one the log names, the placed log once the temporary one is gone.
+  if (!found.finalBackup.empty() && found.kind == Journal::kInstall && found.stage == Journal::kPlacing) {
+    const std::string& log = isThere(found.log) ? found.log : found.finalLog;
+    if (QUtils::checkFileTrust(log.c_str()) != QUtils::kTrustedFile || loggedBackupPath(log) != found.finalBackup)
+      return "its backup " + found.finalBackup + " is not the one its action log names";
+  }
+  return std::string();
+}
+
 }  // namespace
 
 bool Installer::getJournalPath(const char* product, char* buffer, int size) {
@@ -261,24 +381,38 @@ bool Installer::getJournalPath(const char* product, char* buffer, int size) {
   return true;
 }
 
-void Installer::deleteJournalFiles(const Journal& found) {
+void Installer::deleteJournalFiles(const Journal& found, bool removeRunDirectories) {
   // The journal names temporary files only, and only files that lie
-  // directly in the temporary directory or beside the journal are deleted:
-  // a journal that says otherwise is not trusted with the user's files.
-  char temporary[QUtils::kMaxPath];
-  if (!QUtils::getTempDirectory(temporary, sizeof temporary)) temporary[0] = 0;
+  // directly in a run directory or beside the journal are deleted: a
+  // journal that says otherwise is not trusted with the user's files.
   char journals[QUtils::kMaxPath];
   if (!getJournalDirectory(journals, sizeof journals)) journals[0] = 0;
   std::vector<std::string> paths = {found.log, found.backup, found.templateCopy, found.oldBackup, found.oldDirList};
   for (const auto& pair : found.copied) paths.push_back(pair.second);
   for (const std::string& path : found.temporaries) paths.push_back(path);
+  std::vector<std::string> runDirectories;
   for (const std::string& path : paths) {
-    if (!isThere(path)) continue;
-    if ((temporary[0] && liesIn(path, temporary)) || (journals[0] && liesIn(path, journals))) {
-      if (QUtils::deleteFile(path.c_str()) != 0) log("WARNING: Could not delete the temporary file %s", path.c_str());
-    } else {
-      log("WARNING: The journal names %s, which is no temporary file; it is left", path.c_str());
+    if (path.empty()) continue;
+    if (!isTemporaryPlace(path, journals)) {
+      if (isThere(path)) log("WARNING: The journal names %s, which is no temporary file; it is left", path.c_str());
+      continue;
     }
+    std::string parent = parentOf(path);
+    if (!(journals[0] && liesIn(path, journals)) &&
+        std::find(runDirectories.begin(), runDirectories.end(), parent) == runDirectories.end())
+      runDirectories.push_back(parent);
+    if (isThere(path) && QUtils::deleteFile(path.c_str()) != 0)
+      log("WARNING: Could not delete the temporary file %s", path.c_str());
+  }
+  // The run that was cut short left its directory with whatever else it
+  // held (an uninstaller's program copy): it goes whole.
+  if (!removeRunDirectories) return;
+  char own[QUtils::kMaxPath];
+  if (!QUtils::getRunDirectory(own, sizeof own)) own[0] = 0;
+  for (const std::string& directory : runDirectories) {
+    if (QUtils::isSamePath(directory.c_str(), own)) continue;  // this run's own goes when it ends
+    if (QUtils::isRunDirectory(directory.c_str()) && !QUtils::deleteTree(directory.c_str()))
+      log("WARNING: Could not remove the directory %s", directory.c_str());
   }
 }
 
@@ -312,11 +446,15 @@ bool Installer::saveJournal(Journal::Stage stage) {
       log("WARNING: Process %ld keeps the journal %s; this run keeps none", other.pid, path);
       return false;
     }
+    // The journals' directory is this user's alone: a journal in it gives
+    // orders to the next run.
     char directory[QUtils::kMaxPath];
     getJournalDirectory(directory, sizeof directory);
-    char separator[2] = {QUtils::kPathSeparator, 0};
-    QUtils::appendText(directory, separator, sizeof directory);
-    QUtils::createPath(directory, nullptr);
+    if (!QUtils::makePrivateDirectory(directory)) {
+      log("WARNING: The journal directory %s can't be made, or belongs to another user; this run keeps none",
+          directory);
+      return false;
+    }
     journal.file = path;
     journal.product = product;
   }
@@ -365,6 +503,18 @@ int Installer::findInterruptedRun(const char* product, Journal* out, char* messa
   if (found.pid > 0 && found.pid != getProcessId() && isProcessRunning(found.pid)) {
     log("The journal %s belongs to process %ld, which is still running; it is left", path, found.pid);
     return 0;
+  }
+  char journals[QUtils::kMaxPath];
+  if (!getJournalDirectory(journals, sizeof journals)) journals[0] = 0;
+  std::string refusal = journalRefusal(found, journals);
+  if (!refusal.empty()) {
+    log("ERROR: The journal %s is not trusted: %s; it is left, and nothing is undone", path, refusal.c_str());
+    if (message)
+      QUtils::boundedFormat(message, size,
+                            "An interrupted run of %s was found, but its journal can't be trusted (%s); "
+                            "nothing of it was undone",
+                            product, refusal.c_str());
+    return kInterruptedRunRefused;
   }
   static const char* const kTexts[] = {"", "An interrupted installation of %s was found; undoing it",
                                        "An interrupted uninstallation of %s was found; finishing it",
@@ -452,7 +602,7 @@ int Installer::recoverInterruptedRun(const Journal& found) {
   } else {
     log("The interrupted run of %s left nothing to undo", found.product.c_str());
   }
-  deleteJournalFiles(found);
+  deleteJournalFiles(found, true);
   QUtils::deleteFile(found.file.c_str());
   return result;
 }

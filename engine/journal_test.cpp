@@ -2,7 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+
+#ifndef _WIN32
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 #include "engine/backup_file.h"
 #include "engine/test_files.h"
@@ -216,10 +222,23 @@ TEST_F(RecoveryTest, ADamagedJournalIsLoggedAndRemoved) {
   EXPECT_NE(std::string::npos, debugLog.all.find("can't be read; it is removed"));
 }
 
+// A path in this run's own directory, where the run's temporary files lie.
+std::string inRun(const std::string& name) {
+  char directory[QUtils::kMaxPath];
+  EXPECT_TRUE(QUtils::getRunDirectory(directory, sizeof directory));
+  std::string path = std::string(directory) + "/" + name;
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
 TEST_F(RecoveryTest, AJournalOfARunningProcessIsLeftAlone) {
-  Journal journal = sampleJournal();
+  Journal journal;
+  journal.kind = Journal::kRevert;
+  journal.stage = Journal::kWorking;
   journal.product = "Demo";
   journal.pid = 4242;
+  journal.log = inRun("qli1.tmp");
+  journal.oldBackup = inRun("qli2.tmp");
   ASSERT_TRUE(writeJournal(path, journal));
   engine.running = 4242;
   Journal found;
@@ -227,33 +246,88 @@ TEST_F(RecoveryTest, AJournalOfARunningProcessIsLeftAlone) {
   EXPECT_EQ(0, engine.findInterruptedRun("Demo", &found, message, sizeof message));
   EXPECT_TRUE(QUtils::fileExists(path));
   engine.running = 0;
-  EXPECT_EQ(1, engine.findInterruptedRun("Demo", &found, message, sizeof message));
+  EXPECT_EQ(Installer::kInterruptedRunFound, engine.findInterruptedRun("Demo", &found, message, sizeof message));
   EXPECT_EQ(Journal::kRevert, found.kind);
 }
 
-// Done, the run left only temporary files; the journal's names outside the
-// temporary places are never deleted.
+// Done, the run left only temporary files: those in its run directory and
+// beside the journal go.
 TEST_F(RecoveryTest, AFinishedRunLeavesOnlyItsTemporaryFilesToDelete) {
   std::string stray = inJournals("temp-stray");
-  std::string outside = here("machine/keep.txt");
-  ASSERT_EQ(0, QUtils::createPath(here("machine/").c_str(), nullptr));
+  std::string temporary = inRun("qli7.tmp");
   writeFile(stray, "x");
-  writeFile(outside, "mine");
+  writeFile(temporary, "y");
   Journal journal;
   journal.kind = Journal::kInstall;
   journal.stage = Journal::kDone;
   journal.product = "Demo";
   journal.oldBackup = stray;
-  journal.temporaries = {outside};
+  journal.temporaries = {temporary};
   ASSERT_TRUE(writeJournal(path, journal));
   Journal found;
   char message[200];
-  ASSERT_EQ(1, engine.findInterruptedRun("Demo", &found, message, sizeof message));
+  ASSERT_EQ(Installer::kInterruptedRunFound, engine.findInterruptedRun("Demo", &found, message, sizeof message));
   EXPECT_STREQ("", message);
   EXPECT_EQ(0, engine.recoverInterruptedRun(found));
   EXPECT_FALSE(QUtils::fileExists(stray.c_str()));
-  EXPECT_EQ("mine", readFile(outside));
+  EXPECT_FALSE(QUtils::fileExists(temporary.c_str()));
   EXPECT_FALSE(QUtils::fileExists(path));
+}
+
+// A journal gives a run as root its orders: one that names a file outside
+// the places its run makes temporary files in, a file to delete that its
+// log never wrote, or that another user could have written, is refused
+// whole. The user is told, nothing is touched, and the journal stays.
+TEST_F(RecoveryTest, AnUntrustedJournalIsRefusedAndLeft) {
+  std::string outside = here("machine/keep.txt");
+  ASSERT_EQ(0, QUtils::createPath(here("machine/").c_str(), nullptr));
+  writeFile(outside, "mine");
+  std::string log = inRun("qli1.tmp");
+  writeFile(log, "template\nbackup\nNUMVARS\t0\nFILE\tCREATE\t" + here("machine/product.txt") + "\r\n");
+
+  Journal outsideTemporary;
+  outsideTemporary.kind = Journal::kInstall;
+  outsideTemporary.stage = Journal::kDone;
+  outsideTemporary.product = "Demo";
+  outsideTemporary.temporaries = {outside};
+
+  Journal strangeNew;
+  strangeNew.kind = Journal::kInstall;
+  strangeNew.stage = Journal::kWorking;
+  strangeNew.product = "Demo";
+  strangeNew.log = log;
+  strangeNew.created = {outside};
+
+  for (const Journal& journal : {outsideTemporary, strangeNew}) {
+    ASSERT_TRUE(writeJournal(path, journal));
+    Journal found;
+    char message[400];
+    EXPECT_EQ(Installer::kInterruptedRunRefused, engine.findInterruptedRun("Demo", &found, message, sizeof message));
+    EXPECT_NE(std::string::npos, std::string(message).find("can't be trusted (it names " + outside)) << message;
+    EXPECT_EQ("mine", readFile(outside));
+    EXPECT_TRUE(QUtils::fileExists(path));
+  }
+
+#ifndef _WIN32
+  // A journal that others may write to, or another user's.
+  Journal plain;
+  plain.kind = Journal::kInstall;
+  plain.stage = Journal::kDone;
+  plain.product = "Demo";
+  ASSERT_TRUE(writeJournal(path, plain));
+  ASSERT_EQ(0, chmod(path, 0666));
+  Journal found;
+  char message[400];
+  EXPECT_EQ(Installer::kInterruptedRunRefused, engine.findInterruptedRun("Demo", &found, message, sizeof message));
+  EXPECT_NE(std::string::npos, std::string(message).find("can be changed by other users")) << message;
+  if (geteuid() == 0) {
+    ASSERT_EQ(0, chmod(path, 0600));
+    ASSERT_EQ(0, chown(path, 65534, 65534));
+    EXPECT_EQ(Installer::kInterruptedRunRefused, engine.findInterruptedRun("Demo", &found, message, sizeof message));
+    EXPECT_NE(std::string::npos, std::string(message).find("belongs to another user")) << message;
+  }
+  EXPECT_TRUE(QUtils::fileExists(path));
+#endif
 }
 
 }  // namespace

@@ -16,8 +16,10 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "engine/installer.h"
+#include "foundation/command_line.h"
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
@@ -26,7 +28,7 @@ namespace {
 
 const char kHive[] = "HKEY_LOCAL_MACHINE";
 const char kUninstallKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-const char kLogOption[] = "-uninstall=\"";
+const char kLogOption[] = "-uninstall=";
 // Where the system keeps the program directory's path.
 const char kProgramFilesKey[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
 // The options that make the uninstaller run without its window and without
@@ -98,7 +100,7 @@ void writeDword(RegistryAccess* registry, const char* key, const char* name, uin
 
 // Paths in the uninstall command are written with the system's separator
 // where that is '/': there a '\' is read as a separator by the file layer,
-// but a shell running the command would take it for an escape.
+// and '/' keeps the command as the system's own tools show paths.
 void useSystemSeparators(char* path) {
   if (QUtils::kPathSeparator != '/') return;
   for (char* p = path; *p; p++) {
@@ -192,11 +194,15 @@ bool Installer::getUninstallCommand(char* outProgram, int programSize, char* out
   }
   useSystemSeparators(program);
   useSystemSeparators(logFile);
-  if (outProgram && programSize > 0) {
-    QUtils::boundedFormat(outProgram, programSize, quoted ? "\"%s\"" : "%s", program);
-  }
+  // Each value is quoted by the rules that the command is split with
+  // (command_line.h), so that a '"' or '\' in a folder or product name
+  // reaches the uninstaller as it stands.
+  if (outProgram && programSize > 0)
+    QUtils::copyText(outProgram, quoted ? QUtils::quoteCommandWord(program).c_str() : program, programSize);
   if (outArguments && argumentsSize > 0) {
-    QUtils::boundedFormat(outArguments, argumentsSize, "-uninstall=\"%s\" -uninstallApp=\"%s\"", logFile, name);
+    std::string arguments = std::string(kLogOption) + QUtils::quoteCommandWord(logFile) +
+                            " -uninstallApp=" + QUtils::quoteCommandWord(name);
+    QUtils::copyText(outArguments, arguments.c_str(), argumentsSize);
   }
   return true;
 }
@@ -319,14 +325,13 @@ bool Installer::getApplicationLogFile(const char* application, char* buffer, int
   buffer[0] = 0;
   char command[kCommandSize];
   if (!getUninstallString(application, command, sizeof command)) return false;
-  const char* start = std::strstr(command, kLogOption);
-  if (!start) return false;
-  start += sizeof kLogOption - 1;
-  // Up to the closing quote, or all that follows when there is none.
-  const char* end = std::strchr(start, '"');
-  int length = end ? static_cast<int>(end - start) : static_cast<int>(std::strlen(start));
-  if (length > size - 1) length = size - 1;
-  std::memcpy(buffer, start, static_cast<size_t>(length));
-  buffer[length] = 0;
-  return true;
+  // The command's words as the uninstaller receives them: the option's value
+  // has its quotes removed, or is all that follows when one isn't closed.
+  std::vector<std::string> words = QUtils::splitCommandLine(command);
+  for (size_t i = 1; i < words.size(); i++) {
+    if (words[i].compare(0, sizeof kLogOption - 1, kLogOption) != 0) continue;
+    QUtils::copyText(buffer, words[i].c_str() + sizeof kLogOption - 1, size);
+    return true;
+  }
+  return false;
 }

@@ -85,31 +85,17 @@ int Installer::getInstallerDir(char* buffer, int size) {
   return 0;
 }
 
-bool Installer::copyFile(const char* from, const char* to) {
-  FILE* in = QUtils::openFile(from, "rb");
-  if (!in) return false;
-  FILE* out = QUtils::openFile(to, "wb");
-  if (!out) {
-    std::fclose(in);
-    return false;
-  }
-  char block[1024];
-  size_t n;
-  while ((n = std::fread(block, 1, sizeof block, in)) > 0) {
-    if (std::fwrite(block, 1, n, out) != n) break;
-  }
-  bool ok = !std::ferror(in) && !std::ferror(out);
-  std::fclose(in);
-  if (std::fclose(out) != 0) ok = false;
-  return ok;
-}
+bool Installer::copyFile(const char* from, const char* to) { return QUtils::copyFile(from, to) == 0; }
 
 namespace {
 
-// Reads a whole file into `out` (with a NUL behind it). False on failure.
+// Reads a whole file into `out` (with a NUL behind it). False on failure,
+// and for a file that another user wrote or could have: the template copy
+// of an uninstallation says what to delete.
 bool readWholeFile(const char* path, QUtils::RefArray<unsigned char>& out, uint32_t* outSize) {
   QUtils::PFileStream stream;
   if (stream.openFile(path, QUtils::kGenericRead, QUtils::kShareRead, QUtils::kModeMustExist) != 0) return false;
+  if (stream.checkTrust() != QUtils::kTrustedFile) return false;
   int64_t size = stream.size();
   if (size < 0 || size > 0x7FFFFFF0) return false;
   QUtils::RefArray<unsigned char> data(static_cast<uint32_t>(size) + 1);
@@ -129,12 +115,13 @@ void recoverBeforeStart(Installer* engine, InstallerUI* ui) {
   engine->log("Checking for an interrupted run");
   Journal found;
   char message[700];
-  if (engine->findInterruptedRun(product, &found, message, sizeof message) != 1) return;
+  int state = engine->findInterruptedRun(product, &found, message, sizeof message);
+  if (state == 0) return;
   if (message[0]) {
     engine->log("%s", message);
     ui->showMessage(message, kMessageNotice);
   }
-  engine->recoverInterruptedRun(found);
+  if (state == Installer::kInterruptedRunFound) engine->recoverInterruptedRun(found);
 }
 
 }  // namespace

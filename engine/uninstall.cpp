@@ -20,6 +20,7 @@
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
 #include "foundation/errors.h"
+#include "foundation/file_stream.h"
 #include "foundation/files.h"
 #include "foundation/system_error.h"
 #include "foundation/text.h"
@@ -113,24 +114,10 @@ bool readActionLine(FILE* file, char* line, int size, bool* damaged) {
   return true;
 }
 
-// True if `a` and `b` name the same path: either separator stands for the
-// other, and on Windows letters compare without case.
-bool samePath(const char* a, const char* b) {
-  for (;; a++, b++) {
-    if (QUtils::isSeparator(*a) && QUtils::isSeparator(*b)) continue;
-#ifdef _WIN32
-    if (std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b))) return false;
-#else
-    if (*a != *b) return false;
-#endif
-    if (!*a) return true;
-  }
-}
-
 // True if `names` holds `path`.
 bool listed(const QUtils::Table<QUtils::CharString>& names, const char* path) {
   for (int i = 0; i < names.getCount(); i++) {
-    if (samePath(names[i].getText(), path)) return true;
+    if (QUtils::isSamePath(names[i].getText(), path)) return true;
   }
   return false;
 }
@@ -139,7 +126,7 @@ void addErrorTo(QUtils::Table<QUtils::CharString>* errorList, const char* text) 
   if (errorList && text) errorList->add(QUtils::CharString(text));
 }
 
-// Whether `path` lies in (or is) one of the `folders`, compared as samePath
+// Whether `path` lies in (or is) one of the `folders`, compared as isSamePath
 // compares.
 bool isWithin(const char* path, const QUtils::Table<QUtils::CharString>* folders) {
   if (!folders) return false;
@@ -147,7 +134,7 @@ bool isWithin(const char* path, const QUtils::Table<QUtils::CharString>* folders
     const char* folder = (*folders)[i].getText();
     size_t length = std::strlen(folder);
     std::string head(path, std::min(length, std::strlen(path)));
-    if (samePath(head.c_str(), folder) && (!path[length] || QUtils::isSeparator(path[length]))) return true;
+    if (QUtils::isSamePath(head.c_str(), folder) && (!path[length] || QUtils::isSeparator(path[length]))) return true;
   }
   return false;
 }
@@ -203,7 +190,7 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
                         QUtils::Table<QUtils::CharString>* errorList, QUtils::Table<QUtils::CharString>* kept,
                         const char* ceiling) {
   bool ok;
-  if (!isDeletablePath(path)) {
+  if (!isDeletablePath(path) || QUtils::isSystemDirectory(path)) {
     ok = false;
   } else if (!QUtils::fileExists(path)) {
     ok = true;
@@ -231,6 +218,22 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
   return ok;
 }
 
+// The paths of the FILE and SHORTCUT lines of an open log: what the
+// installation wrote, and so what its backup may put back.
+void loggedPaths(FILE* file, QUtils::Table<QUtils::CharString>* out) {
+  if (!file || std::fseek(file, 0, SEEK_SET) != 0) return;
+  char line[Installer::kLogLineSize];
+  bool damaged = false;
+  while (readActionLine(file, line, sizeof line, &damaged)) {
+    if (damaged) continue;
+    Installer::stripLogLine(line);
+    if (!Installer::hasLogTag(line, Installer::kLogFile) && !Installer::hasLogTag(line, Installer::kLogShortcut))
+      continue;
+    const char* path = Installer::nextLogField(Installer::nextLogField(line));
+    if (*path) out->add(QUtils::CharString(path));
+  }
+}
+
 }  // namespace
 
 int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
@@ -252,8 +255,9 @@ int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::P
     path[i] = 0;
     // Runs of separators close one level only.
     if (i > 0 && QUtils::isSeparator(path[i - 1])) continue;
-    // The start of the path: nothing above it is the installation's.
-    if (!isDeletablePath(path)) break;
+    // The start of the path, or a directory of the system: nothing from
+    // there up is the installation's, whatever the log says.
+    if (!isDeletablePath(path) || QUtils::isSystemDirectory(path)) break;
     count--;
     if (!removeOneDirectory(path, console, ui, errorList, kept, ceiling)) failed = 1;
   }
@@ -283,6 +287,16 @@ int Installer::PrepareUninstall(InstallerUI* ui, const char* backupPath) {
     }
   } else {
     log("WARNING: PrepareUninstall called without open action log and no specified backup file!");
+  }
+  // The backup is written back as root: one that another user wrote, or
+  // could have, refuses the whole uninstallation before anything changes.
+  QUtils::FileTrust trust = uninstallBackupFile[0] ? QUtils::checkFileTrust(uninstallBackupFile) : QUtils::kFileMissing;
+  if (trust != QUtils::kTrustedFile && trust != QUtils::kFileMissing) {
+    QUtils::boundedFormat(uninstallRefusal, sizeof uninstallRefusal,
+                          "The uninstallation can't start: the backup %s %s. Nothing was removed.",
+                          uninstallBackupFile, QUtils::describeFileTrust(trust));
+    log("ERROR: %s", uninstallRefusal);
+    return 0;
   }
   if (preUninstallDone) return 0;
   preUninstallDone = 1;
@@ -314,7 +328,12 @@ void Installer::initFromActionLog(InstallerUI* ui, QUtils::PConsole* console) {
   // The document reads the file whole and parses it in one call; parsing
   // itself never fails, it keeps what it read before a fault.
   log("Uninstall: Reading installation file");
-  if (!templatePath[0] || document.load(templatePath) != 0)
+  // The template copy names what its UninstallWildcards delete: one that
+  // another user could have written is not read.
+  QUtils::PFileStream templateFile;
+  if (!templatePath[0] ||
+      templateFile.openFile(templatePath, QUtils::kGenericRead, QUtils::kShareRead, QUtils::kModeMustExist) != 0 ||
+      templateFile.checkTrust() != QUtils::kTrustedFile || document.load(&templateFile) != 0)
     throw QUtils::InstallerError("ERROR: Unable to read installation file");
   log("Uninstall: Parsing installation file");
   if (document.getCount() == 0) throw QUtils::InstallerError("ERROR: Error parsing installation file");
@@ -354,7 +373,7 @@ void Installer::uninstallWildcards(InstallerUI* ui) {
     bool deleteDirs = deleteDirsText && evaluateCondition(deleteDirsText) != 0;
     // The pattern is matched through the whole tree below Dest: a Dest that
     // isn't a real, absolute directory below a root is never searched.
-    if (!isDeletablePath(dest) || QUtils::isLink(dest)) {
+    if (!isDeletablePath(dest) || QUtils::isLink(dest) || QUtils::isSystemDirectory(dest)) {
       log("WARNING: UninstallWildcards entry with an unusable Dest \"%s\" passed over", dest);
       continue;
     }
@@ -447,6 +466,15 @@ void setProgress(InstallerUI* ui, int line, int total) {
 
 int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   PrepareUninstall(ui, backupPath);
+  if (uninstallRefusal[0]) {
+    addError(uninstallRefusal);
+    if (ui) {
+      ui->addFileLine(uninstallRefusal, true);
+      ui->setDestinationText("There were errors during the uninstall.");
+    }
+    setControlVariable(kCtlUninstallError, "1");
+    return -1;
+  }
   QUtils::PFileConsole nullConsole;
   UndoRun run{this, ui, &nullConsole, false};
 
@@ -458,9 +486,13 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   bool environmentChanged = false;
   QUtils::Table<QUtils::CharString> wholeRecords;
   if (uninstallBackupFile[0]) {
+    // The backup may put back only what the log says the installation
+    // wrote: a record of any other file is refused.
+    QUtils::Table<QUtils::CharString> logged;
+    if (package.actionLogFile) loggedPaths(package.actionLogFile, &logged);
     BackupFile backup;
     bool opened = backup.openForRestore(uninstallBackupFile) == 0;
-    if (opened) restored = backup.restore(&nullConsole, ui, &wholeRecords) == 0;
+    if (opened) restored = backup.restore(&nullConsole, ui, &wholeRecords, package.actionLogFile ? &logged : nullptr) == 0;
     backup.close();
     if (!restored && (opened || QUtils::fileExists(uninstallBackupFile))) {
       char message[QUtils::kMaxPath + 64];

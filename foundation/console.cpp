@@ -96,7 +96,9 @@ PFileConsole::~PFileConsole() { close(); }
 int PFileConsole::open(const char* name, int mode) {
   close();
   stream = new PFileStream();
-  int result = stream->create(name, mode);
+  // A log holds what a run did and the values it was given: its file is
+  // its owner's alone.
+  int result = stream->create(name, mode | kModePrivate);
   if (result != 0) {
     delete stream;
     stream = nullptr;

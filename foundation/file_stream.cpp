@@ -41,7 +41,7 @@ int PFileStream::openFile(const char* fileName, uint32_t fileAccess, uint32_t fi
 
 int PFileStream::create(const char* fileName, int createMode) {
   bool append = (createMode & 3) == 1;
-  int disposition = (append ? kModeOpenAlways : kModeCreateAlways) | (createMode & kModeSequential);
+  int disposition = (append ? kModeOpenAlways : kModeCreateAlways) | (createMode & (kModeSequential | kModePrivate));
   configure(fileName, kGenericRead | kGenericWrite, kShareRead, disposition);
   int result = open();
   if (result == 0 && append) result = seekFromEnd(0);

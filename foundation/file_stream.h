@@ -23,6 +23,10 @@ const int kModeCreateNew = 1;
 const int kModeOpenAlways = 2;
 const int kModeCreateAlways = 3;
 const int kModeSequential = 4;
+// Bit 3: a file that the open makes is its owner's alone (POSIX mode 0600,
+// else 0644; Windows has no such bits). Making anew (mode 3) never writes
+// through a link at the name: it replaces it.
+const int kModePrivate = 8;
 
 class PFileStream : public PStream {
  public:
@@ -48,9 +52,13 @@ class PFileStream : public PStream {
   virtual int configure(const char* name, uint32_t access, uint32_t share, int mode);
   // Opens for reading and writing with read sharing. Mode 1 opens or makes
   // the file and goes to its end (appending); any other mode makes it anew.
+  // kModeSequential and kModePrivate may be added.
   virtual int create(const char* name, int mode);
 
   const char* getName() const { return name; }
+  // How far the open file can be trusted to give orders (checkFileTrust of
+  // files.h); kFileMissing while closed.
+  int checkTrust() const;
 
  protected:
   char* name;

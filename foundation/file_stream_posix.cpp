@@ -1,6 +1,7 @@
 // PFileStream and PMMFileStream on POSIX: a file descriptor, and mmap with
 // the page size as the granularity of a view's offset. Names go through
-// systemPath, so '\' works as a separator. The share masks have no POSIX
+// systemPath, so '\' works as a separator, and are reached by walkPath, so
+// no link of another user leads an open astray. The share masks have no POSIX
 // counterpart and are not enforced. Failures give errno.
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -10,6 +11,8 @@
 #include <cerrno>
 
 #include "foundation/file_stream.h"
+#include "foundation/files.h"
+#include "foundation/path_walk.h"
 #include "foundation/text.h"
 
 namespace QUtils {
@@ -18,48 +21,20 @@ namespace {
 
 int lastError() { return errno != 0 ? errno : -1; }
 
-int openFlags(uint32_t access, int mode) {
-  int flags = O_CLOEXEC;
+// Opens `fileName` as the mode says: an existing file, one opened or made,
+// one made anew in place of whatever stood there, or one made where nothing
+// stood (path_walk.h). Only a regular file opens, so a directory is refused
+// as the Windows call refuses it.
+int openDescriptor(const char* fileName, uint32_t access, int mode, int* out) {
   bool reads = (access & kGenericRead) != 0;
   bool writes = (access & kGenericWrite) != 0;
-  if (reads && writes)
-    flags |= O_RDWR;
-  else if (writes)
-    flags |= O_WRONLY;
-  else
-    flags |= O_RDONLY;
-  switch (mode & 3) {
-    case kModeOpenAlways:
-      flags |= O_CREAT;
-      break;
-    case kModeCreateAlways:
-      flags |= O_CREAT | O_TRUNC;
-      break;
-    case kModeCreateNew:
-      // O_EXCL also refuses a link at the name, dangling or not.
-      flags |= O_CREAT | O_EXCL;
-      break;
-    default:  // the file must exist
-      break;
-  }
-  return flags;
-}
-
-// Opens `fileName` and refuses a directory, as the Windows call does.
-int openDescriptor(const char* fileName, int flags, int* out) {
-  CharString path = systemPath(fileName);
-  int fd;
-  do {
-    fd = ::open(path.getText(), flags, 0666);
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) return lastError();
-  struct stat info;
-  if (fstat(fd, &info) == 0 && S_ISDIR(info.st_mode)) {
-    ::close(fd);
-    return EISDIR;
-  }
-  *out = fd;
-  return 0;
+  int flags = reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY;
+  OpenWay way = kOpenExisting;
+  if ((mode & 3) == kModeOpenAlways) way = kOpenOrMake;
+  if ((mode & 3) == kModeCreateAlways) way = kMakeNew;
+  if ((mode & 3) == kModeCreateNew) way = kMakeExclusive;
+  mode_t permissions = (mode & kModePrivate) ? kPrivateFileMode : kPublicFileMode;
+  return openFileSafely(fileName, way, flags, permissions, out);
 }
 
 // Reads into or writes from `buffer` until `size` bytes are moved or the file
@@ -106,7 +81,7 @@ int PFileStream::open() {
   if (handle != -1) close();
   if (!name) return -1;
   int fd = -1;
-  int result = openDescriptor(name, openFlags(access, mode), &fd);
+  int result = openDescriptor(name, access, mode, &fd);
   if (result != 0) {
     handle = -1;
     return result;
@@ -117,6 +92,10 @@ int PFileStream::open() {
   handle = fd;
   openCount++;
   return 0;
+}
+
+int PFileStream::checkTrust() const {
+  return handle == -1 ? kFileMissing : checkDescriptorTrust(static_cast<int>(handle));
 }
 
 int PFileStream::close() {
@@ -192,7 +171,7 @@ int64_t PMMFileStream::viewGranularity() { return pageSize(); }
 
 int PMMFileStream::openMappedFile(bool writes, int64_t* fileLength) {
   int fd = -1;
-  int result = openDescriptor(name, O_CLOEXEC | (writes ? O_RDWR : O_RDONLY), &fd);
+  int result = openDescriptor(name, writes ? kGenericRead | kGenericWrite : kGenericRead, kModeMustExist, &fd);
   if (result != 0) return result;
   struct stat info;
   if (fstat(fd, &info) != 0) {

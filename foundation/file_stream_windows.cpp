@@ -6,6 +6,7 @@
 
 #include "foundation/convert.h"
 #include "foundation/file_stream.h"
+#include "foundation/files.h"
 #include "foundation/text.h"
 
 namespace QUtils {
@@ -75,6 +76,9 @@ int PFileStream::open() {
 
 // The handle is cleared in any case: a failed CloseHandle leaves nothing to
 // retry with.
+// Who may change a file is a matter of its folder's access list on Windows.
+int PFileStream::checkTrust() const { return handle == -1 ? kFileMissing : kTrustedFile; }
+
 int PFileStream::close() {
   if (handle == -1) return ERROR_INVALID_HANDLE;
   BOOL closed = CloseHandle(toHandle(handle));

@@ -288,6 +288,45 @@ int removeEmptyParents(const char* path, const char* keep) {
   return deleteTree(top) ? levels : 0;
 }
 
+bool isSystemDirectory(const char* path) {
+  if (!path || !path[0]) return false;
+  if (isRootPath(path)) return true;
+  char clean[kMaxPath];
+  copyText(clean, path, sizeof clean);
+  useSystemSeparators(clean);
+  collapseSeparators(clean);
+  stripTrailingSeparators(clean, sizeof clean);
+  if (!clean[0] || isRootPath(clean)) return true;
+  QUtils::Table<CharString> directories(64);
+  listSystemDirectories(&directories);
+  for (int i = 0; i < directories.getCount(); i++) {
+    const char* directory = directories[i].getText();
+    if (!directory) continue;
+#ifdef _WIN32
+    if (compareNoCase(directory, clean) == 0) return true;
+#else
+    if (std::strcmp(directory, clean) == 0) return true;
+#endif
+  }
+  return false;
+}
+
+const char* describeFileTrust(FileTrust trust) {
+  switch (trust) {
+    case kTrustedFile:
+      return "can be trusted";
+    case kFileMissing:
+      return "is missing";
+    case kNotAFile:
+      return "is no regular file";
+    case kFileOfAnotherUser:
+      return "belongs to another user";
+    case kFileWritableByOthers:
+      return "can be changed by other users";
+  }
+  return "can't be checked";
+}
+
 // Places.
 
 bool getModuleDirectory(char* out, int size) {

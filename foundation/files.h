@@ -7,6 +7,17 @@
 // what happened. Operations that give an int give 0 for success, else -1 or
 // the system's error number (errno, GetLastError), unless told otherwise.
 //
+// On POSIX no operation here is led by a symbolic link that a user other
+// than root or this process's own user made: such a link on the way to a
+// name stops the operation (ELOOP), so that a link put into a folder that
+// other users can write to never carries the installer's writes and
+// deletions elsewhere (path_walk.h). A link as the last part of a name is
+// followed by reading only; deleting removes the link itself, and making a
+// file anew replaces it. Files are made with explicit permission bits
+// whatever the umask: kPublicFileMode unless asked otherwise, directories
+// 0755. Windows keeps its own rules: its product and system folders are
+// closed to other users by their access lists.
+//
 // Wildcards: '*' stands for any run of characters (dots and a leading dot
 // included), '?' for exactly one, and a pattern ending in ".*" also takes a
 // name with no dot at all, so "*.*" takes every name. Windows matches
@@ -17,22 +28,36 @@
 #include <cstdio>
 
 #include "foundation/charstring.h"
+#include "foundation/lists.h"
 
 namespace QUtils {
 
-// A buffered stream of the C runtime. Modes: "rb", "wb", "ab", "rt", "wt".
-// Null on failure. On POSIX the stream isn't inherited by started programs.
-FILE* openFile(const char* name, const char* mode);
+// Permission bits of a file that this layer makes (POSIX; Windows has
+// none): readable by everybody, or by its owner alone.
+const int kPublicFileMode = 0644;
+const int kPrivateFileMode = 0600;
+
+// A buffered stream of the C runtime. Modes: "rb", "wb", "ab", "rt", "wt",
+// "at". Null on failure. "w" makes the file anew (a link at the name is
+// replaced, never written through) with `newFileMode`, as does "a" when
+// the file isn't there. On POSIX only a regular file opens, and the stream
+// isn't inherited by started programs.
+FILE* openFile(const char* name, const char* mode, int newFileMode = kPublicFileMode);
 
 int deleteFile(const char* name);
 // The system's rename: POSIX replaces an existing `newName`, Windows fails.
 int renameFile(const char* oldName, const char* newName);
 // Moves `source` over `target`, replacing it in one step, after flushing
 // `source` to the disk: for writing a file beside its old version and then
-// putting it in place. On POSIX the new file takes the old one's
-// permissions, and a `target` that is a symbolic link stays one: the file
-// it leads to is replaced.
+// putting it in place. On POSIX the new file takes the old one's owner and
+// permission bits (never its set-id bits), so that it is open to exactly
+// whom the old one was; a `target` that is a trusted symbolic link stays
+// one, and the file it leads to is replaced.
 int replaceFile(const char* source, const char* target);
+// Copies the file `from` whole to a new file at `to`, replacing whatever
+// stands there (never writing through a link); the copy gets the
+// permission bits of `from`.
+int copyFile(const char* from, const char* to);
 int removeDirectory(const char* name);
 
 // True if something of that name is there (a directory, a file, a link,
@@ -44,8 +69,17 @@ bool isDirectory(const char* name);
 bool isLink(const char* name);
 // True if made, or if the directory was there already.
 bool makeDirectory(const char* name);
-// Makes a file runnable: POSIX gives it mode 0755; Windows has no such bit
-// and does nothing. 0, or the system's error number.
+// Makes a directory that only this process's user may enter (POSIX mode
+// 0700; Windows: as makeDirectory), with the directories above it. An
+// existing one must be a directory of this user, and is closed to others.
+bool makePrivateDirectory(const char* name);
+// Sets a regular file's permission bits (POSIX; Windows has none and does
+// nothing). A link at the name is not followed. 0, or the error number.
+int setFileMode(const char* path, int mode);
+// The permission bits of a regular file (POSIX; a link is not followed).
+// -1 if there is none, and always on Windows.
+int getFileMode(const char* path);
+// Makes a file runnable: setFileMode 0755.
 int setExecutable(const char* path);
 // Whether a file has the owner's execute bit (POSIX); always false on
 // Windows, which has no such bit.
@@ -65,6 +99,16 @@ bool isPlainDirectory(const char* name);
 // either (which also keeps "/" out). What removeEmptyParents asks of every
 // level.
 bool isBareDirectory(const char* path, const char* child);
+
+// Whether `path` is a root or one of the system's own directories, which no
+// installation may remove (or empty with a wildcard) whatever its log or
+// template says: POSIX "/", "/usr", "/etc", "/opt", "/home", "/tmp" and their
+// like; Windows a drive's root, the Windows and system folders, the program
+// and program data folders, and the users' folders.
+bool isSystemDirectory(const char* path);
+// The system's own directories for isSystemDirectory (roots apart), in the
+// system's separators and without one at the end.
+void listSystemDirectories(Table<CharString>* out);
 
 // Makes every directory of `path` that is followed by a separator, so a
 // path to a file makes the file's directory and "a/b/" makes "a" and "a/b".
@@ -92,6 +136,34 @@ int deleteMatching(const char* directory, const char* pattern, bool removeIfEmpt
 // it was given, so a fault in one of them must not be enough to remove a
 // tree that is in use.
 int removeEmptyParents(const char* path, const char* keep = nullptr);
+
+// Symbolic links (POSIX; Windows has none that this layer makes, and gives
+// -1 and false). makeSymbolicLink makes `path` a link to `target`, where
+// nothing stands; readSymbolicLink gives the text of the link at `path`.
+int makeSymbolicLink(const char* target, const char* path);
+bool readSymbolicLink(const char* path, char* out, int size);
+
+// How far a file that the installer reads its orders from (a journal, an
+// action log, a backup, a template copy) can be trusted: it must be a
+// regular file of this process's user that nobody else may write to, or a
+// user could make the installer act for her.
+enum FileTrust : int {
+  kTrustedFile = 0,
+  kFileMissing,        // nothing is there
+  kNotAFile,           // a directory, a FIFO, a device, or a link not followed
+  kFileOfAnotherUser,  // its owner isn't this process's user
+  kFileWritableByOthers,
+};
+// The same test tells whether a name in a shared directory may be written:
+// only where nothing stands or this user's own file does. Windows leaves
+// ownership to the access lists of the folders these files lie in, and
+// gives kTrustedFile for any file.
+FileTrust checkFileTrust(const char* path);
+// The same for a file that is open already: no race with a name that
+// changes between the test and the open.
+FileTrust checkFileTrust(FILE* file);
+// A text for a result of checkFileTrust, such as "belongs to another user".
+const char* describeFileTrust(FileTrust trust);
 
 // True if `name` matches the wildcard `pattern` (case-sensitively). The
 // matching rule of the POSIX wildcard search.
@@ -162,6 +234,25 @@ bool getTempDirectory(char* out, int size);
 // `out` emptied to a null handle, when the variable isn't set; a variable
 // set to the empty text gives true and an empty text.
 bool getProcessEnvironment(const char* name, CharString* out);
+
+// This run's own directory for temporary files: made on the first call, in
+// the temporary directory, with a name of kRunDirectoryPrefix and six
+// random characters that no other directory had (POSIX mkdtemp, mode
+// 0700), so that no other user can have made, or can enter, any file in
+// it. False if it can't be made. Every temporary file of a run lies in it.
+const char kRunDirectoryPrefix[] = "qlux-";
+bool getRunDirectory(char* out, int size);
+// Takes `path`, the run directory that another process of this user made
+// (an uninstaller's first stage hands its own over), as this run's, if it
+// is one (isRunDirectory). False otherwise, and nothing changes.
+bool adoptRunDirectory(const char* path);
+// Whether `path` is a run directory: directly in the temporary directory,
+// named by the prefix, a directory (not a link) of this user that no
+// other user may enter.
+bool isRunDirectory(const char* path);
+// Removes this run's directory with everything in it, as far as it can
+// (Windows can't delete a program that runs). Nothing if none was made.
+void removeRunDirectory();
 
 // A process-wide text of kMaxPath bytes: the program's name as the command
 // line gave it, stored by the entry before anything else.

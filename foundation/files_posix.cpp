@@ -1,5 +1,7 @@
 // The file layer's system calls on POSIX. Every name goes through
-// systemPath, so '\' arrives as '/'.
+// systemPath, so '\' arrives as '/'. Whatever writes or deletes reaches its
+// name through walkPath (path_walk.h), and acts on the last part with the
+// *at calls below the directory that the walk opened.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -15,6 +17,7 @@
 #include <vector>
 
 #include "foundation/files.h"
+#include "foundation/path_walk.h"
 #include "foundation/text.h"
 
 namespace QUtils {
@@ -73,55 +76,131 @@ bool removeTreeAt(int parentFd, const char* name, dev_t device) {
 
 }  // namespace
 
-FILE* openFile(const char* name, const char* mode) {
+FILE* openFile(const char* name, const char* mode, int newFileMode) {
   if (!name || !mode) return nullptr;
-  // The C library has no text mode here: "t" goes, and "e" keeps the
-  // stream out of programs that the installer starts.
-  char systemMode[16];
-  int length = 0;
-  for (const char* p = mode; *p && length < 12; p++)
-    if (*p != 't') systemMode[length++] = *p;
-  systemMode[length++] = 'e';
-  systemMode[length] = 0;
-  return std::fopen(systemPath(name).getText(), systemMode);
+  bool plus = std::strchr(mode, '+') != nullptr;
+  OpenWay way = kOpenExisting;
+  int access = plus ? O_RDWR : O_RDONLY;
+  if (mode[0] == 'w') {
+    way = kMakeNew;
+    access = plus ? O_RDWR : O_WRONLY;
+  } else if (mode[0] == 'a') {
+    way = kOpenOrMake;
+    access = (plus ? O_RDWR : O_WRONLY) | O_APPEND;
+  } else if (mode[0] != 'r') {
+    return nullptr;
+  }
+  int fd = -1;
+  int error = openFileSafely(name, way, access, static_cast<mode_t>(newFileMode), &fd);
+  if (error != 0) {
+    errno = error;
+    return nullptr;
+  }
+  // The C library has no text mode here: "t" goes.
+  char systemMode[4] = {mode[0], 'b', 0, 0};
+  if (plus) systemMode[2] = '+';
+  FILE* file = fdopen(fd, systemMode);
+  if (!file) close(fd);
+  return file;
 }
 
 int deleteFile(const char* name) {
   if (!name) return -1;
-  return unlink(systemPath(name).getText()) == 0 ? 0 : lastError();
+  WalkedPath where;
+  int error = walkPath(name, 0, &where);
+  if (error != 0) return error;
+  return unlinkat(where.directory(), where.leaf(), 0) == 0 ? 0 : lastError();
 }
 
 int renameFile(const char* oldName, const char* newName) {
   if (!oldName || !newName) return -1;
-  return std::rename(systemPath(oldName).getText(), systemPath(newName).getText()) == 0 ? 0 : lastError();
+  WalkedPath from, to;
+  int error = walkPath(oldName, 0, &from);
+  if (error == 0) error = walkPath(newName, 0, &to);
+  if (error != 0) return error;
+  return renameat(from.directory(), from.leaf(), to.directory(), to.leaf()) == 0 ? 0 : lastError();
 }
 
 int replaceFile(const char* source, const char* target) {
   if (!source || !target) return -1;
-  CharString from = systemPath(source);
-  CharString to = systemPath(target);
+  WalkedPath from, to;
+  int error = walkPath(source, 0, &from);
+  // A trusted link at the target stays, and the file it leads to is
+  // replaced; anybody else's link is refused.
+  if (error == 0) error = walkPath(target, kFollowLastLink, &to);
+  if (error != 0) return error;
+  struct stat old;
+  bool hadFile = fstatat(to.directory(), to.leaf(), &old, AT_SYMLINK_NOFOLLOW) == 0;
+  if (hadFile && S_ISLNK(old.st_mode)) return ELOOP;
 
+  int fd = openat(from.directory(), from.leaf(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return lastError();
+  struct stat status;
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(fd);
+    return EINVAL;
+  }
+  if (hadFile && S_ISREG(old.st_mode)) {
+    // Ignoring errors on purpose: a file that can't take the old owner
+    // (the process isn't root) keeps this user's, which wrote it.
+    if (geteuid() == 0 && (old.st_uid != status.st_uid || old.st_gid != status.st_gid))
+      (void)fchown(fd, old.st_uid, old.st_gid);
+    fchmod(fd, old.st_mode & 0777);
+  }
   // The data is on the disk before the name is, so that a crash leaves
   // either the old file or the whole new one.
-  int fd = open(from.getText(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return lastError();
   fsync(fd);
   close(fd);
+  return renameat(from.directory(), from.leaf(), to.directory(), to.leaf()) == 0 ? 0 : lastError();
+}
 
-  const char* destination = to.getText();
-  char resolved[PATH_MAX];
+int copyFile(const char* from, const char* to) {
+  if (!from || !to) return -1;
+  int in = -1;
+  int error = openFileSafely(from, kOpenExisting, O_RDONLY, 0, &in);
+  if (error != 0) return error;
   struct stat status;
-  if (lstat(destination, &status) == 0) {
-    if (S_ISLNK(status.st_mode) && realpath(destination, resolved) && stat(resolved, &status) == 0)
-      destination = resolved;
-    if (!S_ISLNK(status.st_mode)) chmod(from.getText(), status.st_mode & 07777);
+  if (fstat(in, &status) != 0) {
+    error = lastError();
+    close(in);
+    return error;
   }
-  return std::rename(from.getText(), destination) == 0 ? 0 : lastError();
+  int out = -1;
+  error = openFileSafely(to, kMakeNew, O_WRONLY, status.st_mode & 0777, &out);
+  if (error != 0) {
+    close(in);
+    return error;
+  }
+  char buffer[65536];
+  for (;;) {
+    ssize_t n = read(in, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      if (n < 0) error = lastError();
+      break;
+    }
+    for (ssize_t done = 0; done < n && error == 0;) {
+      ssize_t w = write(out, buffer + done, static_cast<size_t>(n - done));
+      if (w < 0 && errno == EINTR) continue;
+      if (w < 0) error = lastError();
+      else done += w;
+    }
+    if (error != 0) break;
+  }
+  // A copy made by a user other than the file's owner keeps the source's
+  // bits all the same (kMakeNew may have kept an older file's).
+  if (fchmod(out, status.st_mode & 0777) != 0 && error == 0) error = lastError();
+  if (close(out) != 0 && error == 0) error = lastError();
+  close(in);
+  return error;
 }
 
 int removeDirectory(const char* name) {
   if (!name) return -1;
-  return rmdir(systemPath(name).getText()) == 0 ? 0 : lastError();
+  WalkedPath where;
+  int error = walkPath(name, 0, &where);
+  if (error != 0) return error;
+  return unlinkat(where.directory(), where.leaf(), AT_REMOVEDIR) == 0 ? 0 : lastError();
 }
 
 bool fileExists(const char* name) {
@@ -139,10 +218,31 @@ bool isLink(const char* name) {
   return name && lstat(bareName(name).getText(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
-int setExecutable(const char* path) {
+int setFileMode(const char* path, int mode) {
   if (!path || !path[0]) return EINVAL;
-  return chmod(systemPath(path).getText(), 0755) == 0 ? 0 : errno;
+  WalkedPath where;
+  int error = walkPath(path, 0, &where);
+  if (error != 0) return error;
+  int fd = openat(where.directory(), where.leaf(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return errno;
+  struct stat status;
+  error = fstat(fd, &status) != 0 ? errno : !S_ISREG(status.st_mode) ? EINVAL : 0;
+  if (error == 0 && fchmod(fd, static_cast<mode_t>(mode) & 0777) != 0) error = errno;
+  close(fd);
+  return error;
 }
+
+int getFileMode(const char* path) {
+  if (!path || !path[0]) return -1;
+  WalkedPath where;
+  struct stat status;
+  if (walkPath(path, 0, &where) != 0 || fstatat(where.directory(), where.leaf(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+      !S_ISREG(status.st_mode))
+    return -1;
+  return static_cast<int>(status.st_mode & 0777);
+}
+
+int setExecutable(const char* path) { return setFileMode(path, 0755); }
 
 bool isExecutable(const char* path) {
   if (!path || !path[0]) return false;
@@ -152,8 +252,33 @@ bool isExecutable(const char* path) {
 
 bool makeDirectory(const char* name) {
   if (!name) return false;
-  if (mkdir(systemPath(name).getText(), 0777) == 0) return true;
-  return errno == EEXIST && isDirectory(name);
+  WalkedPath where;
+  if (walkPath(name, 0, &where) != 0) return false;
+  if (mkdirat(where.directory(), where.leaf(), 0755) != 0) return errno == EEXIST && isDirectory(name);
+  // The umask may have taken bits away.
+  int fd = openat(where.directory(), where.leaf(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd >= 0) {
+    (void)fchmod(fd, 0755);  // ignoring errors on purpose: the directory works for its maker
+    close(fd);
+  }
+  return true;
+}
+
+bool makePrivateDirectory(const char* name) {
+  if (!name || !name[0]) return false;
+  CharString path = bareName(name);
+  std::string parent = path.getText();
+  parent += '/';
+  if (createPath(parent.c_str(), nullptr) != 0) return false;
+  WalkedPath where;
+  if (walkPath(path.getText(), 0, &where) != 0) return false;
+  if (mkdirat(where.directory(), where.leaf(), 0700) != 0 && errno != EEXIST) return false;
+  int fd = openat(where.directory(), where.leaf(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return false;
+  struct stat status;
+  bool ok = fstat(fd, &status) == 0 && status.st_uid == geteuid() && fchmod(fd, 0700) == 0;
+  close(fd);
+  return ok;
 }
 
 bool isPlainDirectory(const char* name) {
@@ -194,10 +319,69 @@ bool isBareDirectory(const char* path, const char* child) {
 
 bool deleteTree(const char* path) {
   if (!path) return false;
-  CharString name = bareName(path);
+  WalkedPath where;
+  if (walkPath(path, 0, &where) != 0) return false;
   struct stat status;
-  if (lstat(name.getText(), &status) != 0) return false;
-  return removeTreeAt(AT_FDCWD, name.getText(), status.st_dev);
+  if (fstatat(where.directory(), where.leaf(), &status, AT_SYMLINK_NOFOLLOW) != 0) return false;
+  return removeTreeAt(where.directory(), where.leaf(), status.st_dev);
+}
+
+int makeSymbolicLink(const char* target, const char* path) {
+  if (!target || !path) return -1;
+  WalkedPath where;
+  int error = walkPath(path, 0, &where);
+  if (error != 0) return error;
+  return symlinkat(systemPath(target).getText(), where.directory(), where.leaf()) == 0 ? 0 : lastError();
+}
+
+bool readSymbolicLink(const char* path, char* out, int size) {
+  if (!path || !out || size < 1) return false;
+  out[0] = 0;
+  WalkedPath where;
+  if (walkPath(path, 0, &where) != 0) return false;
+  ssize_t length = readlinkat(where.directory(), where.leaf(), out, static_cast<size_t>(size - 1));
+  if (length < 0 || length >= size - 1) {
+    out[0] = 0;
+    return false;
+  }
+  out[length] = 0;
+  return true;
+}
+
+namespace {
+
+FileTrust trustOf(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return kNotAFile;
+  if (status.st_uid != geteuid()) return kFileOfAnotherUser;
+  if (status.st_mode & (S_IWGRP | S_IWOTH)) return kFileWritableByOthers;
+  return kTrustedFile;
+}
+
+}  // namespace
+
+FileTrust checkFileTrust(const char* path) {
+  if (!path || !path[0]) return kFileMissing;
+  WalkedPath where;
+  int error = walkPath(path, kFollowLastLink, &where);
+  // A missing directory on the way, or a file where one should be, leaves
+  // no place for the name; a link that isn't followed stands in the way.
+  if (error != 0) return error == ENOENT || error == ENOTDIR ? kFileMissing : kNotAFile;
+  struct stat status;
+  if (fstatat(where.directory(), where.leaf(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+    return errno == ENOENT ? kFileMissing : kNotAFile;
+  return trustOf(status);
+}
+
+FileTrust checkFileTrust(FILE* file) {
+  struct stat status;
+  if (!file || fstat(fileno(file), &status) != 0) return kFileMissing;
+  return trustOf(status);
+}
+
+FileTrust checkDescriptorTrust(int fd) {
+  struct stat status;
+  if (fd < 0 || fstat(fd, &status) != 0) return kFileMissing;
+  return trustOf(status);
 }
 
 bool FileList::search(const char* pattern) {
@@ -324,6 +508,89 @@ bool getProcessEnvironment(const char* name, CharString* out) {
   const char* value = name && *name ? std::getenv(name) : nullptr;
   out->assign(value);  // an empty value gives an empty text, not a null one
   return value != nullptr;
+}
+
+namespace {
+
+// This run's directory once made; empty before.
+char runDirectory[kMaxPath];
+
+// The temporary directory as the system names it, with one '/' behind.
+std::string temporaryPrefix() {
+  char temporary[kMaxPath];
+  getTempDirectory(temporary, sizeof temporary);
+  std::string prefix = systemPath(temporary).getText();
+  if (prefix.empty() || prefix.back() != '/') prefix += '/';
+  return prefix;
+}
+
+}  // namespace
+
+bool getRunDirectory(char* out, int size) {
+  if (!out || size < 1) return false;
+  out[0] = 0;
+  if (!runDirectory[0]) {
+    std::string pattern = temporaryPrefix() + kRunDirectoryPrefix + "XXXXXX";
+    if (pattern.size() >= sizeof runDirectory) return false;
+    char made[kMaxPath];
+    copyText(made, pattern.c_str(), sizeof made);
+    // mkdtemp makes the directory exclusively, mode 0700.
+    if (!mkdtemp(made)) return false;
+    copyText(runDirectory, made, sizeof runDirectory);
+  }
+  copyText(out, runDirectory, size);
+  return static_cast<int>(std::strlen(runDirectory)) < size;
+}
+
+bool isRunDirectory(const char* path) {
+  if (!path || !path[0]) return false;
+  std::string name = bareName(path).getText();
+  std::string prefix = temporaryPrefix();
+  if (name.size() <= prefix.size() || name.compare(0, prefix.size(), prefix) != 0) return false;
+  std::string leaf = name.substr(prefix.size());
+  if (leaf.compare(0, std::strlen(kRunDirectoryPrefix), kRunDirectoryPrefix) != 0 || leaf.find('/') != std::string::npos ||
+      leaf == "." || leaf == "..")
+    return false;
+  struct stat status;
+  return lstat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+         (status.st_mode & 077) == 0;
+}
+
+bool adoptRunDirectory(const char* path) {
+  if (!isRunDirectory(path)) return false;
+  copyText(runDirectory, bareName(path).getText(), sizeof runDirectory);
+  return true;
+}
+
+void removeRunDirectory() {
+  if (!runDirectory[0]) return;
+  // Ignoring the result on purpose: what can't go stays in a directory
+  // that only this user may enter.
+  (void)deleteTree(runDirectory);
+  runDirectory[0] = 0;
+}
+
+void listSystemDirectories(Table<CharString>* out) {
+  static const char* const kDirectories[] = {
+      "/bin",           "/boot",         "/dev",          "/etc",           "/home",          "/lib",
+      "/lib32",         "/lib64",        "/libx32",       "/media",         "/mnt",           "/opt",
+      "/proc",          "/root",         "/run",          "/sbin",          "/srv",           "/sys",
+      "/tmp",           "/usr",          "/usr/bin",      "/usr/sbin",      "/usr/lib",       "/usr/lib32",
+      "/usr/lib64",     "/usr/libexec",  "/usr/include",  "/usr/share",     "/usr/share/doc", "/usr/share/applications",
+      "/usr/local",     "/usr/local/bin", "/usr/local/sbin", "/usr/local/lib", "/usr/local/share", "/usr/src",
+      "/var",           "/var/lib",      "/var/log",      "/var/tmp",       "/var/cache",     "/var/opt",
+      "/etc/xdg",       "/etc/systemd",  "/etc/opt"};
+  for (const char* directory : kDirectories) out->add(CharString(directory));
+  // The temporary directory and the user's home are the user's own.
+  char temporary[kMaxPath];
+  if (getTempDirectory(temporary, sizeof temporary)) out->add(CharString(systemPath(temporary).getText()));
+  const char* home = std::getenv("HOME");
+  if (home && home[0]) {
+    char clean[kMaxPath];
+    copyText(clean, home, sizeof clean);
+    stripTrailingSeparators(clean, sizeof clean);
+    out->add(CharString(clean));
+  }
 }
 
 bool getConsoleSize(int* outColumns, int* outRows) {

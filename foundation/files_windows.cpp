@@ -2,6 +2,7 @@
 // text at each call and go to the W functions.
 #include <windows.h>
 #include <shellapi.h>
+#include <shlobj.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -36,7 +37,7 @@ bool isDotEntry(const char* name) { return name[0] == '.' && (!name[1] || (name[
 
 }  // namespace
 
-FILE* openFile(const char* name, const char* mode) {
+FILE* openFile(const char* name, const char* mode, int) {
   if (!name || !mode) return nullptr;
   TextConverter wideName(name);
   TextConverter wideMode(mode);
@@ -70,6 +71,13 @@ int replaceFile(const char* source, const char* target) {
   return MoveFileExW(from.wide(), to.wide(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ? 0 : lastError();
 }
 
+int copyFile(const char* from, const char* to) {
+  if (!from || !to) return -1;
+  TextConverter source(from);
+  TextConverter target(to);
+  return CopyFileW(source.wide(), target.wide(), FALSE) ? 0 : lastError();
+}
+
 int removeDirectory(const char* name) {
   if (!name) return -1;
   TextConverter wide(name);
@@ -88,7 +96,12 @@ bool isLink(const char* name) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
-// Whether a file runs follows from its name on Windows.
+// Whether a file runs follows from its name on Windows, and who may read
+// it from the access list of its folder.
+int setFileMode(const char*, int) { return 0; }
+
+int getFileMode(const char*) { return -1; }
+
 int setExecutable(const char*) { return 0; }
 
 bool isExecutable(const char*) { return false; }
@@ -98,6 +111,15 @@ bool makeDirectory(const char* name) {
   TextConverter wide(name);
   if (CreateDirectoryW(wide.wide(), nullptr)) return true;
   return GetLastError() == ERROR_ALREADY_EXISTS && isDirectory(name);
+}
+
+bool makePrivateDirectory(const char* name) {
+  if (!name || !name[0]) return false;
+  char parent[kMaxPath];
+  copyText(parent, name, sizeof parent);
+  stripTrailingSeparators(parent, sizeof parent);
+  appendText(parent, "\\", sizeof parent);
+  return createPath(parent, nullptr) == 0;
 }
 
 bool isPlainDirectory(const char* name) {
@@ -150,6 +172,22 @@ bool deleteTree(const char* path) {
   delete[] list;
   return result == 0 && !aborted && !fileExists(path);
 }
+
+int makeSymbolicLink(const char*, const char*) { return -1; }
+
+bool readSymbolicLink(const char*, char* out, int size) {
+  if (out && size > 0) out[0] = 0;
+  return false;
+}
+
+FileTrust checkFileTrust(const char* path) {
+  DWORD attributes = attributesOf(path);
+  if (attributes == INVALID_FILE_ATTRIBUTES) return kFileMissing;
+  if (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE)) return kNotAFile;
+  return kTrustedFile;
+}
+
+FileTrust checkFileTrust(FILE* file) { return file ? kTrustedFile : kFileMissing; }
 
 bool FileList::search(const char* pattern) {
   if (!pattern) return false;
@@ -222,6 +260,120 @@ bool getProcessEnvironment(const char* name, CharString* out) {
   if (GetLastError() == ERROR_ENVVAR_NOT_FOUND) return false;
   out->assign("");
   return true;
+}
+
+namespace {
+
+// This run's directory once made; empty before.
+char runDirectory[kMaxPath];
+
+}  // namespace
+
+bool getRunDirectory(char* out, int size) {
+  if (!out || size < 1) return false;
+  out[0] = 0;
+  if (!runDirectory[0]) {
+    char temporary[kMaxPath];
+    getTempDirectory(temporary, sizeof temporary);
+    // CreateDirectoryW fails where anything has the name already, so the
+    // directory is this run's own; the name only needs to be unlikely.
+    static unsigned counter = 0;
+    for (int attempt = 0; attempt < 100 && !runDirectory[0]; attempt++) {
+      char name[kMaxPath];
+      boundedFormat(name, sizeof name, "%s\\%s%06lX", temporary, kRunDirectoryPrefix,
+                    (GetCurrentProcessId() * 7919ul + GetTickCount() + ++counter * 104729ul) & 0xFFFFFFul);
+      TextConverter wide(name);
+      if (CreateDirectoryW(wide.wide(), nullptr)) copyText(runDirectory, name, sizeof runDirectory);
+      else if (GetLastError() != ERROR_ALREADY_EXISTS) return false;
+    }
+    if (!runDirectory[0]) return false;
+  }
+  copyText(out, runDirectory, size);
+  return static_cast<int>(std::strlen(runDirectory)) < size;
+}
+
+bool isRunDirectory(const char* name) {
+  if (!name || !name[0]) return false;
+  char path[kMaxPath];
+  copyText(path, name, sizeof path);
+  normalizeSeparators(path, '\\');
+  stripTrailingSeparators(path, sizeof path);
+  char temporary[kMaxPath];
+  getTempDirectory(temporary, sizeof temporary);
+  normalizeSeparators(temporary, '\\');
+  size_t length = std::strlen(temporary);
+  if (compareNoCase(path, temporary, length) != 0 || !isSeparator(path[length])) return false;
+  const char* leaf = path + length + 1;
+  if (compareNoCase(leaf, kRunDirectoryPrefix, std::strlen(kRunDirectoryPrefix)) != 0) return false;
+  for (const char* p = leaf; *p; p++)
+    if (isSeparator(*p) && p[1]) return false;
+  DWORD attributes = attributesOf(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) &&
+         !(attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+bool adoptRunDirectory(const char* path) {
+  if (!isRunDirectory(path)) return false;
+  copyText(runDirectory, path, sizeof runDirectory);
+  stripTrailingSeparators(runDirectory, sizeof runDirectory);
+  return true;
+}
+
+void removeRunDirectory() {
+  if (!runDirectory[0]) return;
+  // Ignoring the result on purpose: a program that still runs from the
+  // directory (an uninstaller's second stage) keeps it.
+  (void)deleteTree(runDirectory);
+  runDirectory[0] = 0;
+}
+
+namespace {
+
+// The shell's folders, asked once: each question is slow, and a tree's
+// removal asks for every level.
+void findSystemDirectories(Table<CharString>* out) {
+  WideChar folder[MAX_PATH + 1];
+  char narrow[kMaxPath];
+  auto add = [&]() {
+    wideToUtf8(folder, narrow, sizeof narrow);
+    stripTrailingSeparators(narrow, sizeof narrow);
+    if (narrow[0]) out->add(CharString(narrow));
+  };
+  if (GetWindowsDirectoryW(folder, MAX_PATH)) add();
+  if (GetSystemDirectoryW(folder, MAX_PATH)) add();
+  static const int kFolders[] = {CSIDL_SYSTEMX86,         CSIDL_PROGRAM_FILES,      CSIDL_PROGRAM_FILESX86,
+                                 CSIDL_PROGRAM_FILES_COMMON, CSIDL_COMMON_APPDATA, CSIDL_APPDATA,
+                                 CSIDL_LOCAL_APPDATA,     CSIDL_PROFILE,            CSIDL_COMMON_DESKTOPDIRECTORY,
+                                 CSIDL_DESKTOPDIRECTORY,  CSIDL_COMMON_STARTMENU,   CSIDL_STARTMENU,
+                                 CSIDL_COMMON_PROGRAMS,   CSIDL_PROGRAMS,           CSIDL_COMMON_DOCUMENTS,
+                                 CSIDL_PERSONAL};
+  for (int id : kFolders) {
+    if (SUCCEEDED(SHGetFolderPathW(nullptr, id, nullptr, 0, folder))) add();
+  }
+  // The folder of all the users' profiles.
+  if (SUCCEEDED(SHGetFolderPathW(nullptr, CSIDL_PROFILE, nullptr, 0, folder))) {
+    wideToUtf8(folder, narrow, sizeof narrow);
+    stripTrailingSeparators(narrow, sizeof narrow);
+    char* cut = narrow + std::strlen(narrow);
+    while (cut > narrow && !isSeparator(cut[-1])) cut--;
+    if (cut > narrow) {
+      cut[-1] = 0;
+      out->add(CharString(narrow));
+    }
+  }
+  char temporary[kMaxPath];
+  if (getTempDirectory(temporary, sizeof temporary)) out->add(CharString(temporary));
+}
+
+}  // namespace
+
+void listSystemDirectories(Table<CharString>* out) {
+  static Table<CharString>* known = nullptr;
+  if (!known) {
+    known = new Table<CharString>(32);
+    findSystemDirectories(known);
+  }
+  for (int i = 0; i < known->getCount(); i++) out->add((*known)[i]);
 }
 
 bool getConsoleSize(int* outColumns, int* outRows) {

@@ -165,6 +165,53 @@ int appendPath(char* text, const char* name, int size) {
   return appendText(text, name, size);
 }
 
+bool isAbsolutePath(const char* path) {
+  if (!path || !path[0]) return false;
+#ifdef _WIN32
+  bool drive = ((path[0] >= 'A' && path[0] <= 'Z') || (path[0] >= 'a' && path[0] <= 'z')) && path[1] == ':';
+  if (drive) return isSeparator(path[2]);
+  return isSeparator(path[0]) && isSeparator(path[1]);
+#else
+  return isSeparator(path[0]);
+#endif
+}
+
+bool isSamePath(const char* a, const char* b) {
+  if (!a || !b) return false;
+  for (;; a++, b++) {
+    if (isSeparator(*a) && isSeparator(*b)) continue;
+#ifdef _WIN32
+    char x = *a >= 'A' && *a <= 'Z' ? static_cast<char>(*a + 32) : *a;
+    char y = *b >= 'A' && *b <= 'Z' ? static_cast<char>(*b + 32) : *b;
+    if (x != y) return false;
+#else
+    if (*a != *b) return false;
+#endif
+    if (!*a) return true;
+  }
+}
+
+bool isRootPath(const char* path) {
+  if (!path || !path[0]) return false;
+  const char* p = path;
+  bool drive = ((p[0] >= 'A' && p[0] <= 'Z') || (p[0] >= 'a' && p[0] <= 'z')) && p[1] == ':';
+  if (drive) p += 2;
+  bool network = !drive && isSeparator(p[0]) && isSeparator(p[1]);
+  // The parts that a root has: none, or a server and a share.
+  int parts = 0;
+  bool inPart = false;
+  for (; *p; p++) {
+    if (isSeparator(*p)) {
+      inPart = false;
+    } else if (!inPart) {
+      inPart = true;
+      parts++;
+    }
+  }
+  if (network) return parts <= 2;
+  return parts == 0 && (drive || isSeparator(path[0]));
+}
+
 int splitText(const char* text, char delimiter, Table<CharString>& list) {
   if (!text || !*text) return 0;
   list.setCount(0, 0);

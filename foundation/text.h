@@ -48,6 +48,17 @@ bool isSamePathText(const char* a, const char* b);
 // Whether two paths are one once cleaned: blanks at the ends and the kind
 // and doubling of separators don't count; case does.
 bool isSameCleanPath(const char* a, const char* b);
+// Whether `path` names one place whatever the working directory: on Windows
+// a drive with its root ("C:\") or a network path ("\\server\share");
+// elsewhere a path that begins with a separator.
+bool isAbsolutePath(const char* path);
+// Whether two texts name the same path as the system reads them: either
+// separator stands for the other, and on Windows ASCII letters compare
+// without case.
+bool isSamePath(const char* a, const char* b);
+// Whether `path` is a root and nothing more: "/", "C:\", "C:", or a
+// network path's "\\server\share".
+bool isRootPath(const char* path);
 void trimText(char* text);
 
 // Other text operations.

@@ -49,14 +49,19 @@ bool readWholeFile(const char* path, std::string* out) {
   return ok;
 }
 
-bool replaceWholeFile(const char* path, const std::string& data) {
+bool replaceWholeFile(const char* path, const std::string& data, int newFileMode) {
   if (!path || !path[0]) return false;
   std::string beside = std::string(path) + ".qlux-new";
-  FILE* file = openFile(beside.c_str(), "wb");
+  FILE* file = openFile(beside.c_str(), "wb", newFileMode);
   if (!file) return false;
   bool ok = std::fwrite(data.data(), 1, data.size(), file) == data.size();
   if (std::fclose(file) != 0) ok = false;
-  if (ok && replaceFile(beside.c_str(), path) == 0) return true;
+  if (ok && replaceFile(beside.c_str(), path) == 0) {
+    // Ignoring the result on purpose: the data is in place, and only a
+    // file made before private files were asked for keeps wider bits.
+    if (newFileMode == kPrivateFileMode) (void)setFileMode(path, kPrivateFileMode);
+    return true;
+  }
   deleteFile(beside.c_str());
   return false;
 }

@@ -25,7 +25,9 @@ bool readWholeFile(const char* path, std::string* out);
 // Replaces the file at `path` with `data` only once the new content is
 // complete: it is written to "<path>.qlux-new" beside it and renamed over
 // it. On failure that file is removed and the old file stays as it was.
-bool replaceWholeFile(const char* path, const std::string& data);
+// The file keeps its owner and permission bits (replaceFile); a new one
+// gets `newFileMode`, and kPrivateFileMode is kept in any case.
+bool replaceWholeFile(const char* path, const std::string& data, int newFileMode = 0644);
 
 }  // namespace QUtils
 

@@ -136,6 +136,15 @@ int Package::openPackage(const char* fileName, uint32_t offset, int flags) {
       log("ERROR: Failed to open the installation log file (%s)", fileName);
       return kPackageLogOpenFailed;
     }
+    // The log tells the uninstaller what to delete: one that another user
+    // wrote, or could have, is not followed.
+    QUtils::FileTrust trust = QUtils::checkFileTrust(actionLogFile);
+    if (trust != QUtils::kTrustedFile) {
+      log("ERROR: The installation log file (%s) %s", fileName, QUtils::describeFileTrust(trust));
+      std::fclose(actionLogFile);
+      actionLogFile = nullptr;
+      return kPackageLogOpenFailed;
+    }
     return 0;
   }
   return loadPackage(fileName, offset);

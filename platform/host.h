@@ -66,10 +66,6 @@ bool setAsideOwnProgram(const char* directory, char* outMoved, int size);
 // (Windows). True if it is gone or will go.
 bool removeOwnProgram();
 
-// Copies a file whole, replacing the target. Gives 0, or the system's error
-// number. An executable copy stays executable.
-int copyFile(const char* from, const char* to);
-
 // True where the system has a message box to show before a front end exists.
 bool hasMessageBox();
 

@@ -9,7 +9,7 @@ packages=(
   g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev
   wine64
   libwxgtk3.2-dev libpng-dev libjpeg-dev imagemagick
-  xvfb xauth xdotool tesseract-ocr
+  xvfb xauth xdotool tesseract-ocr inotify-tools
   clang libclang-rt-dev
   python3 python3-pefile osslsigncode openssl
   time

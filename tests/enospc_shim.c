@@ -4,7 +4,7 @@
  * files below it hold counts as used, and a write that would grow a file
  * below it past the free rest writes what fits and then fails with ENOSPC,
  * as a full disk does. Deleting files frees their space again. Writes go
- * through write(2) or, for streams opened with fopen, through a cookie
+ * through write(2) or, for streams opened with fopen or fdopen, through a cookie
  * stream that calls the same check. The directory also counts as a
  * volume of its own, so a rename into it or out of it fails with EXDEV,
  * and a program has to copy instead. Nothing outside it is touched. */
@@ -80,6 +80,28 @@ int rename(const char* from, const char* to) {
   return realRename(from, to);
 }
 
+/* The same for `name` below the directory `directory`. */
+static int atOnVolume(int directory, const char* name) {
+  if (!name || name[0] == '/' || directory == AT_FDCWD) return pathOnVolume(name);
+  char link[64], path[PATH_MAX];
+  snprintf(link, sizeof link, "/proc/self/fd/%d", directory);
+  ssize_t n = readlink(link, path, sizeof path - 1);
+  if (n <= 0) return 0;
+  path[n] = 0;
+  snprintf(path + n, sizeof path - (size_t)n, "/%s", name);
+  return pathOnVolume(path);
+}
+
+int renameat(int fromDirectory, const char* from, int toDirectory, const char* to) {
+  static int (*realRename)(int, const char*, int, const char*);
+  if (!realRename) realRename = (int (*)(int, const char*, int, const char*))dlsym(RTLD_NEXT, "renameat");
+  if (atOnVolume(fromDirectory, from) != atOnVolume(toDirectory, to)) {
+    errno = EXDEV;
+    return -1;
+  }
+  return realRename(fromDirectory, from, toDirectory, to);
+}
+
 /* How many of `count` bytes a write to `fd` may put on the volume. */
 static size_t room(int fd, size_t count) {
   struct stat info;
@@ -141,6 +163,12 @@ static FILE* wrap(FILE* file, const char* mode) {
   cookie_io_functions_t io = {cookieRead, cookieWrite, cookieSeek, cookieClose};
   FILE* stream = fopencookie(file, mode, io);
   return stream ? stream : file;
+}
+
+FILE* fdopen(int fd, const char* mode) {
+  static FILE* (*realOpen)(int, const char*);
+  if (!realOpen) realOpen = (FILE * (*)(int, const char*)) dlsym(RTLD_NEXT, "fdopen");
+  return wrap(realOpen(fd, mode), mode);
 }
 
 FILE* fopen(const char* path, const char* mode) {

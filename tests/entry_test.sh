@@ -52,16 +52,16 @@ check "argument with blank" grep -qF "  [ARG 02] -configFile=\"$TMPDIR/my config
 check "argument without value" grep -qE '  \[ARG 03\] -auto'$'\r''$' "$log"
 check "installation finished" grep -q "Installation finished (res=" "$log"
 
-# First stage: copies the log and the program to the temporary directory and
-# starts the copy; the second stage removes its log copy unless debugging.
+# First stage: copies the log and the program into a directory of its own in
+# the temporary directory and starts the copy; the second stage removes that
+# directory unless debugging.
 new_sandbox "uninstall"
 mkdir -p "$QLUX_ROOT/opt"
 echo "action log" >"$TMPDIR/install.log"
 "$setup" -uninstall="$TMPDIR/install.log" -uninstallApp="Demo App" -gui=0; code=$?
 check "first stage exits 0, got $code" test "$code" -eq 0
-for _ in $(seq 50); do [ -e "$TMPDIR/qluxuninst.log" ] || [ -e "$TMPDIR/qluxuninst.dll" ] || break; sleep 0.1; done
-check "second stage removed its log copy" test ! -e "$TMPDIR/qluxuninst.log"
-check "and its own program copy" test ! -e "$TMPDIR/qluxuninst.dll"
+for _ in $(seq 50); do ls -d "$TMPDIR"/qlux-?????? >/dev/null 2>&1 || break; sleep 0.1; done
+check "second stage removed the copies and their directory" test -z "$(ls -d "$TMPDIR"/qlux-?????? 2>/dev/null)"
 check "the original log stays" test -f "$TMPDIR/install.log"
 
 new_sandbox "uninstall-debug"
@@ -69,8 +69,10 @@ mkdir -p "$QLUX_ROOT/opt"
 echo "action log" >"$TMPDIR/install.log"
 "$setup" -uninstall="$TMPDIR/install.log" -uninstallApp=App -gui=0 -debug=1 >/dev/null
 for _ in $(seq 50); do grep -q "Real uninstall" "$TMPDIR/installer_debug.log" 2>/dev/null && break; sleep 0.1; done
-check "with -debug=1 the log copy is kept" test -f "$TMPDIR/qluxuninst.log"
-check "with -debug=1 the program copy is kept, runnable" test -x "$TMPDIR/qluxuninst.dll"
+copies=$(ls -d "$TMPDIR"/qlux-??????)
+check "with -debug=1 the log copy is kept" test -f "$copies/qluxuninst.log"
+check "the copies' directory is the run's own" test "$(stat -c %a "$copies")" = 700
+check "program copy is executable" test -x "$copies/qluxuninst.dll"
 check "second stage logged" grep -q "Real uninstall" "$TMPDIR/installer_debug.log"
 
 new_sandbox "uninstall-missing"

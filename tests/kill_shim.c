@@ -12,7 +12,9 @@
  *
  * Each process counts on its own. Without QLUX_KILL_CALL nothing changes.
  * The programs are built with 64-bit file offsets, so their opens are the
- * "64" entries of the C library.
+ * "64" entries of the C library. The file layer works below opened
+ * directories (openat, renameat, unlinkat): a name relative to a directory
+ * descriptor is matched as the whole path it stands for.
  * Built by the test: cc -shared -fPIC -o kill_shim.so kill_shim.c -ldl */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -26,6 +28,20 @@
 #include <unistd.h>
 
 static int counted;
+
+/* The whole path that `name` below the directory `directory` stands for,
+ * in `out`; `name` itself when it is absolute or relative to the working
+ * directory. */
+static const char* fullPath(int directory, const char* name, char* out, size_t size) {
+  if (!name || name[0] == '/' || directory == AT_FDCWD) return name;
+  char link[64];
+  snprintf(link, sizeof link, "/proc/self/fd/%d", directory);
+  ssize_t n = readlink(link, out, size - 1);
+  if (n <= 0) return name;
+  out[n] = 0;
+  snprintf(out + n, size - (size_t)n, "/%s", name);
+  return out;
+}
 
 /* True if this call of `kind` on `path` (and `other`) is the one that
  * kills. */
@@ -80,7 +96,8 @@ static int openWith(const char* name, const char* path, int flags, mode_t mode) 
 
 static int openAtWith(const char* name, int directory, const char* path, int flags, mode_t mode) {
   OpenAtCall real = (OpenAtCall)dlsym(RTLD_NEXT, name);
-  int hit = writes(flags) && isTheCall("write", path, 0);
+  char whole[4096];
+  int hit = writes(flags) && isTheCall("write", fullPath(directory, path, whole, sizeof whole), 0);
   int result;
   AROUND(hit, result = real(directory, path, flags, mode));
   return result;
@@ -113,6 +130,27 @@ int rename(const char* from, const char* to) {
   int hit = isTheCall("rename", from, to);
   int result;
   AROUND(hit, result = real(from, to));
+  return result;
+}
+
+int renameat(int fromDirectory, const char* from, int toDirectory, const char* to) {
+  static int (*real)(int, const char*, int, const char*) = 0;
+  if (!real) real = (int (*)(int, const char*, int, const char*))dlsym(RTLD_NEXT, "renameat");
+  char wholeFrom[4096], wholeTo[4096];
+  int hit = isTheCall("rename", fullPath(fromDirectory, from, wholeFrom, sizeof wholeFrom),
+                      fullPath(toDirectory, to, wholeTo, sizeof wholeTo));
+  int result;
+  AROUND(hit, result = real(fromDirectory, from, toDirectory, to));
+  return result;
+}
+
+int unlinkat(int directory, const char* path, int flags) {
+  static int (*real)(int, const char*, int) = 0;
+  if (!real) real = (int (*)(int, const char*, int))dlsym(RTLD_NEXT, "unlinkat");
+  char whole[4096];
+  int hit = !(flags & AT_REMOVEDIR) && isTheCall("unlink", fullPath(directory, path, whole, sizeof whole), 0);
+  int result;
+  AROUND(hit, result = real(directory, path, flags));
   return result;
 }
 

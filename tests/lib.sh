@@ -1,11 +1,46 @@
 # Shared helpers of the end-to-end tests. Every test runs in its own sandbox:
 # QLUX_ROOT and TMPDIR point into a fresh directory that is removed at exit.
+#
+# The script itself runs again in a private mount namespace (unshare -m)
+# where every file system is read-only but the sandbox (and, for the Windows
+# scripts, the Wine prefix and the directory of its server), with a private
+# /dev/shm for the uninstaller's named semaphores: a path that a fault makes
+# wrong fails the test instead of changing the machine. Where unshare isn't
+# allowed, the script says so and runs as it is. Sourced near the top of a
+# script, before it changes anything: the fenced run starts the script anew.
 set -u
 failures=0
 checks=0
 
-sandbox=$(mktemp -d "${TMPDIR:-/tmp}/qlux-e2e.XXXXXX")
-trap 'cd / && rm -rf "$sandbox"' EXIT
+if [ -z "${QLUX_FENCED_SANDBOX:-}" ]; then
+  sandbox=$(mktemp -d "${TMPDIR:-/tmp}/qlux-e2e.XXXXXX")
+  trap 'cd / && rm -rf "$sandbox"' EXIT
+  if [ -z "${QLUX_NO_FENCE:-}" ] && unshare -m --propagation private true 2>/dev/null; then
+    # The sandbox goes here, outside, once the fenced run has ended: inside,
+    # its mount point can't be removed.
+    QLUX_FENCED_SANDBOX=$sandbox unshare -m --propagation private bash "$0" "$@"
+    exit $?
+  fi
+  echo "NOTE: unshare -m isn't allowed here; the installer runs are not fenced in a read-only file system"
+else
+  sandbox=$QLUX_FENCED_SANDBOX
+  # These stay writable; every other mount becomes read-only, but /proc,
+  # /sys and /dev.
+  writable=("$sandbox")
+  [ -n "${WINEPREFIX:-}" ] && writable+=("$WINEPREFIX")
+  [ -n "${wine_tmp:-}" ] && writable+=("$wine_tmp")
+  for path in "${writable[@]}"; do mount --bind "$path" "$path"; done
+  mount -t tmpfs -o mode=1777 tmpfs /dev/shm
+  while read -r _ point _; do
+    case "$point" in /proc | /proc/* | /sys | /sys/* | /dev | /dev/*) continue ;; esac
+    for path in "${writable[@]}"; do [ "$point" = "$path" ] && continue 2; done
+    mount -o remount,bind,ro "$point" 2>/dev/null || echo "NOTE: $point stays writable"
+  done < <(tac /proc/self/mounts)
+  # What the tools of the script write for themselves goes to the sandbox.
+  mkdir -p "$sandbox/home"
+  export HOME="$sandbox/home"
+  [ -z "${wine_tmp:-}" ] && export TMPDIR="$sandbox"
+fi
 cd "$sandbox"
 
 # new_sandbox NAME: fresh QLUX_ROOT and TMPDIR under the sandbox.

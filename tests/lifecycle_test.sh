@@ -144,10 +144,12 @@ mkdir -p "$root/var" && echo "scratch" >"$root/var/run.tmp"
 cp "$log_file" "$case_dir/install.log.saved"
 run_uninstaller -debug=1
 check "first stage exits 0, got $code" test "$code" -eq 0
-check "the log was handed over as qluxuninst.log" cmp -s "$case_dir/install.log.saved" "$TMPDIR/qluxuninst.log"
-check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$TMPDIR/qluxuninst.dll"
-check "the program copy is 755" test "$(mode_of "$TMPDIR/qluxuninst.dll")" = 755
-check "the second stage ran on the log copy" grep -qF "[ARG 00] -uninstallFile=\"$TMPDIR/qluxuninst.log\"" \
+copies=$(ls -d "$TMPDIR"/qlux-??????)
+check "the copies lie in a directory of the run's own" test "$(mode_of "$copies")" = 700
+check "the log was handed over as qluxuninst.log" cmp -s "$case_dir/install.log.saved" "$copies/qluxuninst.log"
+check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$copies/qluxuninst.dll"
+check "the program copy is 755" test "$(mode_of "$copies/qluxuninst.dll")" = 755
+check "the second stage ran on the log copy" grep -qF "[ARG 00] -uninstallFile=\"$copies/qluxuninst.log\"" \
   "$TMPDIR/installer_debug.log"
 # The settings file is logged OVER (BackupExisting); the backup restored
 # without error, so it counts as the file that stood there before, and stays.
@@ -185,7 +187,7 @@ check "the new log is version 2's" \
   test "$(grep -c 'lib/v1only.txt' "$log_file") $(grep -c '^FILE	CREATE	.*/Lifecycle Shared/data.txt' "$log_file")" = "0 1"
 check "ROOT kept from version 1" grep -qxF "VAR	ROOT	$root" <<<"$v1_log"
 check "registered version 2.0.0" test "$(entry_value DisplayVersion)" = "2.0.0"
-check "no backup of version 1 left behind" test -z "$(grep -lF "$magic" "$TMPDIR"/* 2>/dev/null)"
+check "no backup of version 1 left behind" test -z "$(grep -rlF "$magic" "$TMPDIR" 2>/dev/null)"
 
 # --- A failed upgrade is reverted -------------------------------------------------
 # A directory stands where version 2 has to write a file, so its file stage
@@ -295,8 +297,8 @@ check "and overwritten" holds "$out" "Overwrite $root/etc/settings.conf"
 check "the product's file is in place" cmp -s "$data/v1/etc/settings.conf" "$root/etc/settings.conf"
 check "the backup holds the user's file" grep -qF "colour=red  # mine" "$root/uninstall/backup.bin"
 run_uninstaller
-check "the log copy is gone after the second stage" test ! -e "$TMPDIR/qluxuninst.log"
-check "and so is the program copy" test ! -e "$TMPDIR/qluxuninst.dll"
+check "the copies and their directory are gone after the second stage" \
+  test -z "$(ls -A "$TMPDIR" | grep -vE -- '-uninstall(-[0-9]+)?\.log$')"
 check "the user's file is restored" test "$(cat "$root/etc/settings.conf" 2>/dev/null)" = "colour=red  # mine"
 check "nothing else of the product stays" test "$(cd "$root" 2>/dev/null && find . | sort | tr '\n' ' ')" = ". ./etc ./etc/settings.conf "
 

@@ -72,12 +72,12 @@ state() {
 }
 
 # clean WHAT: no journal, and nothing in the temporary directory but the
-# result logs of the runs that failed or uninstalled, and the uninstaller's
-# program copy that a killed second stage couldn't remove.
+# result logs of the runs that failed or uninstalled: each run's directory
+# goes with it, or with the recovery of a run that was cut short.
 clean() {
   check "$1: no journal left" test -z "$(ls -A "$journals" 2>/dev/null)"
   check "$1: no temporary file left" \
-    test -z "$(ls -A "$TMPDIR" | grep -vx qluxuninst.dll | grep -vE -- '-(un)?install(-[0-9]+)?\.log$')"
+    test -z "$(ls -A "$TMPDIR" | grep -vE -- '-(un)?install(-[0-9]+)?\.log$')"
 }
 
 # The entry's values but for EstimatedSize, which counts the log's bytes too.
@@ -132,10 +132,11 @@ for point in "rename install.log 1 after" "write $root/ 9 after"; do
 done
 
 # --- The user's file that the installation was replacing ------------------------
-# Killed just after the settings file was opened for writing: the user's
-# file is empty on disk, and only the backup holds it.
+# Killed just after the settings file was made anew for writing (behind
+# the look whether it is free): the user's file is empty on disk, and only
+# the backup holds it.
 fresh_machine user
-killed write "$root/" 5 after run_installer v1
+killed write "$root/" 6 after run_installer v1
 check "the user's file was cut" test ! -s "$root/etc/settings.conf"
 run_installer v1
 check "[user file] the machine is as after one clean run" test "$(state)" = "$ref_user_v1"

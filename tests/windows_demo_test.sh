@@ -175,11 +175,12 @@ out=$(runwine cmd /c "$(dos_path "$sandbox/uninstall.bat")" </dev/null 2>"$sandb
 code=${PIPESTATUS[0]}
 settle
 check "first stage exits 0, got $code" test "$code" -eq 0
-check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
-check "the log was handed over as qluxuninst.log" cmp -s "$sandbox/install.log.saved" "$temp_dir/qluxuninst.log"
+copies=$(handover_dir)
+check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$copies/qluxuninst.dll"
+check "the log was handed over as qluxuninst.log" cmp -s "$sandbox/install.log.saved" "$copies/qluxuninst.log"
 check "the debug log is this run's" test "$debug_log" -nt "$sandbox/started"
 check "the second stage ran the copy on the log copy" \
-  grep -qF "[ARG 00] -uninstallFile=\"$win_temp\\qluxuninst.log\"" "$debug_log"
+  grep -qF "[ARG 00] -uninstallFile=\"$win_temp\\$(basename "$copies")\\qluxuninst.log\"" "$debug_log"
 check "the uninstallation succeeds" holds "$out" "Automatic uninstallation was successful!" ||
   printf '%s\n' "--- its output:" "$out" "--- its errors:" "$(tail -n 40 "$sandbox/uninstall.err")" "---"
 

@@ -97,7 +97,7 @@ contents() {
   (cd "$1" && find . -printf '%y %p\n' | sort -k2 && find . -type f -exec md5sum {} + | sort -k2)
 }
 # Files of the temporary directory that hold a backup.
-temp_backups() { grep -lF "$magic" "$temp_dir"/* 2>/dev/null | sort; }
+temp_backups() { grep -rlF "$magic" "$temp_dir" 2>/dev/null | sort; }
 
 # --- Installing -------------------------------------------------------------------
 use_case "install"
@@ -150,11 +150,12 @@ mkdir -p "$root/var" && echo "scratch" >"$root/var/run.tmp"
 cp "$log_file" "$case_dir/install.log.saved"
 run_uninstaller -debug=1
 check "first stage exits 0, got $code" test "$code" -eq 0
-check "the log was handed over as qluxuninst.log" cmp -s "$case_dir/install.log.saved" "$temp_dir/qluxuninst.log"
-check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
+copies=$(handover_dir)
+check "the log was handed over as qluxuninst.log" cmp -s "$case_dir/install.log.saved" "$copies/qluxuninst.log"
+check "the program was handed over as qluxuninst.dll" cmp -s "$setup" "$copies/qluxuninst.dll"
 check "the debug log is this run's" test "$debug_log" -nt "$case_dir/started"
 check "the second stage ran the copy on the log copy" \
-  grep -qF "[ARG 00] -uninstallFile=\"$win_temp\\qluxuninst.log\"" "$debug_log"
+  grep -qF "[ARG 00] -uninstallFile=\"$win_temp\\$(basename "$copies")\\qluxuninst.log\"" "$debug_log"
 check "the second stage was told the application" grep -qF "[ARG 01] -uninstallApp=\"$product\"" "$debug_log"
 check "the second stage removed files" grep -q 'Setting dialog "CopyProgress"' "$debug_log"
 check "and ends on Finish: a folder kept for the user's file is no failure" \
@@ -206,8 +207,12 @@ run_uninstaller
 check "version 2's uninstaller exits 0, got $code" test "$code" -eq 0
 check "version 2's uninstaller reports success" holds "$out" "Automatic uninstallation was successful!" ||
   printf '%s\n' "--- its output:" "$out" "--- its errors:" "$(tail -n 40 "$case_dir/uninstall.err")" "---"
-check "the log copy is gone after the second stage" test ! -e "$temp_dir/qluxuninst.log"
-check "the program copy stays until Windows next starts" cmp -s "$setup" "$temp_dir/qluxuninst.dll"
+# Windows can't delete a program while it runs: the copy stays in the
+# directory of the hand-over until Windows next starts, and only the log
+# copy goes.
+copies=$(handover_dir)
+check "the log copy is gone after the second stage" test ! -e "$copies/qluxuninst.log"
+check "the program copy stays until Windows next starts" cmp -s "$setup" "$copies/qluxuninst.dll"
 check "version 2's folders are gone" test ! -e "$root/bin" -a ! -e "$root/uninstall" -a ! -e "$shared"
 check "version 2's entry is gone" unregistered
 

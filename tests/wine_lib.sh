@@ -54,8 +54,8 @@ entry_value() { entry | awk -v name="$1" '$1 == name && $2 ~ /^REG_/ { sub(/^ *[
 
 # The program directory as the registry names it (program_files), and the
 # temporary directory of the Windows side (win_temp, temp_dir), where the
-# hand-over copies and the debug log (debug_log) go. Ends the script when
-# the prefix has neither.
+# debug log (debug_log) and each run's own directory go. Ends the script
+# when the prefix has neither.
 find_wine_places() {
   program_files=$(reg_value 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion' ProgramFilesDir)
   win_temp=$(runwine cmd /c 'echo %TEMP%' 2>/dev/null | tr -d '\r')
@@ -99,3 +99,7 @@ check_planted() {
   planted_places=()
   check "no planted DLL was loaded:$loaded" test -z "$loaded"
 }
+
+# handover_dir: the newest run directory in the temporary directory, where
+# an uninstaller's first stage put the copies it handed over.
+handover_dir() { ls -td "$temp_dir"/qlux-?????? 2>/dev/null | head -n 1; }

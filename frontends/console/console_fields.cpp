@@ -2,6 +2,7 @@
 #include "frontends/console/console_fields.h"
 
 #include <cstdint>
+#include <cstring>
 
 #include "foundation/text.h"
 
@@ -39,10 +40,27 @@ void DirectoryField::ask(const FIELDINFO* field, InputProvider* input, InstallEx
   if (exchange->getVariable(field->variable, current, sizeof current) < 0) current[0] = 0;
   if (exchange->getVariableDefault(field->variable, fallback, sizeof fallback) < 0) fallback[0] = 0;
   char answer[QUtils::kMaxPath];
-  answer[0] = 0;
-  input->askText(field->label, answer, sizeof answer, current, fallback);
-  if (input->inputEnded()) return;
-  QUtils::cleanPath(answer);
+  // A folder that can't take the installation (relative, a root, a system
+  // directory) is refused with the reason, and the question comes again.
+  // An answer that stays as the variable held it is taken: that is how an
+  // unattended run answers, and the installation's own check of its
+  // destinations stops the run then.
+  // The held value is compared as cleaned, as the answer is: the end of the
+  // input answers with the held value, which must not be asked again.
+  char held[QUtils::kMaxPath];
+  QUtils::copyText(held, current, sizeof held);
+  QUtils::cleanPath(held);
+  for (;;) {
+    answer[0] = 0;
+    input->askText(field->label, answer, sizeof answer, current, fallback);
+    if (input->inputEnded()) return;
+    QUtils::cleanPath(answer);
+    char reason[300];
+    if (std::strcmp(answer, current) == 0 || std::strcmp(answer, held) == 0 ||
+        exchange->isUsableFolder(answer, reason, sizeof reason))
+      break;
+    input->showNotice(reason);
+  }
   exchange->setVariable(field->variable, answer);
 }
 

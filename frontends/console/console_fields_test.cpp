@@ -27,22 +27,46 @@ FIELDINFO field(int type, const char* label, const char* variable, const char* c
 }
 
 const char kValues[] =
-    "<Value Name=\"TARGET\" DataType=\"value\">/opt/product</Value>"
+    "<Value Name=\"TARGET\" DataType=\"value\">" QLUX_TEST_ROOT "/opt/product</Value>"
     "<Value Name=\"ICON\" DataType=\"value\"></Value>"
     "<Value Name=\"KIND\" DataType=\"value\">7</Value>"
     "<Value Name=\"ADVANCED\" DataType=\"value\">0</Value>";
 
 TEST(ConsoleFieldsTest, DirectoryOffersTheValueOrTheDefaultAndStoresACleanPath) {
-  FakeTerminal terminal("\n  /srv/my app /data  \n");
+  FakeTerminal terminal("\n  " QLUX_TEST_ROOT "/srv/my app /data  \n");
   User user(0, terminal.in, terminal.out);
   WizardEngine engine("", kValues);
   FIELDINFO target = field(kFieldDirectory, "Install to", "TARGET");
   engine.setVariable("TARGET", "");
   DirectoryField().ask(&target, &user, &engine);
-  EXPECT_EQ(nativePath("/opt/product"), engine.value("TARGET"));
+  const std::string product = nativePath(QLUX_TEST_ROOT "/opt/product");
+  EXPECT_EQ(product, engine.value("TARGET"));
   DirectoryField().ask(&target, &user, &engine);
-  EXPECT_EQ(nativePath("/srv/my app/data"), engine.value("TARGET"));
-  EXPECT_EQ("Install to [/opt/product]:Install to [" + nativePath("/opt/product") + "]:", terminal.printed());
+  EXPECT_EQ(nativePath(QLUX_TEST_ROOT "/srv/my app/data"), engine.value("TARGET"));
+  EXPECT_EQ("Install to [" QLUX_TEST_ROOT "/opt/product]:Install to [" + product + "]:", terminal.printed());
+}
+
+// A folder that can't take an installation (relative, a root) is refused
+// with the reason, and asked for again.
+TEST(ConsoleFieldsTest, DirectoryRefusesAFolderThatIsNoWholePath) {
+  FakeTerminal terminal("n\n\n" QLUX_TEST_ROOT "/\n\n" QLUX_TEST_ROOT "/srv/app\n");  // each notice waits for Enter
+  User user(0, terminal.in, terminal.out);
+  WizardEngine engine("", kValues);
+  FIELDINFO target = field(kFieldDirectory, "Install to", "TARGET");
+  DirectoryField().ask(&target, &user, &engine);
+  EXPECT_EQ(nativePath(QLUX_TEST_ROOT "/srv/app"), engine.value("TARGET"));
+  std::string printed = terminal.printed();
+  EXPECT_NE(std::string::npos, printed.find("The folder must be a whole path")) << printed;
+  EXPECT_NE(std::string::npos, printed.find("The folder is a root or a folder of the system itself")) << printed;
+
+  // The end of the input answers with the held value, unusable as it may
+  // be and cleaned as any answer: it is taken, not asked for again and
+  // again (the run's check of its destinations stops it later).
+  FakeTerminal ended("");
+  User nobody(0, ended.in, ended.out);
+  engine.setVariable("TARGET", "relative/place/ ");
+  DirectoryField().ask(&target, &nobody, &engine);
+  EXPECT_EQ(nativePath("relative/place/"), engine.value("TARGET"));
 }
 
 TEST(ConsoleFieldsTest, CheckboxAsksNoOrYes) {

@@ -88,10 +88,10 @@ TEST(ConsoleRunTest, APersonInstallsAndTheRunIsReplayedFromItsConfiguration) {
   ASSERT_TRUE(scratch.ok());
   std::string config = scratch.path("config.xml");
   {
-    ConsoleRun run(scratch, "\n\n/srv/demo\nno\n3\n2\n", "", 0);
+    ConsoleRun run(scratch, "\n\n" QLUX_TEST_ROOT "/srv/demo\nno\n3\n2\n", "", 0);
     EXPECT_EQ(0, run.result);
     EXPECT_TRUE(run.engine.isFinished());
-    EXPECT_EQ(nativePath("/srv/demo"), run.engine.value("INSTALLDIR"));
+    EXPECT_EQ(nativePath(QLUX_TEST_ROOT "/srv/demo"), run.engine.value("INSTALLDIR"));
     EXPECT_EQ("0", run.engine.value("DESKTOPICON"));
     EXPECT_EQ("1", run.engine.value("MODE"));
     std::string printed = run.terminal.printed();
@@ -117,7 +117,7 @@ TEST(ConsoleRunTest, APersonInstallsAndTheRunIsReplayedFromItsConfiguration) {
     ConsoleRun run(scratch, "", config.c_str(), 1, config);
     EXPECT_EQ(0, run.initResult);
     EXPECT_EQ(0, run.result);
-    EXPECT_EQ(nativePath("/srv/demo"), run.engine.value("INSTALLDIR"));
+    EXPECT_EQ(nativePath(QLUX_TEST_ROOT "/srv/demo"), run.engine.value("INSTALLDIR"));
     EXPECT_EQ("0", run.engine.value("DESKTOPICON"));
     EXPECT_EQ("1", run.engine.value("MODE"));
     EXPECT_EQ("from the template", run.engine.value("SECRET"));

@@ -21,6 +21,14 @@
 #include "foundation/files.h"
 #include "foundation/text.h"
 
+// The beginning of a whole path on either system: a folder that a test
+// types must be one ("/srv/demo" alone has no drive on Windows).
+#ifdef _WIN32
+#define QLUX_TEST_ROOT "C:"
+#else
+#define QLUX_TEST_ROOT ""
+#endif
+
 // A path with the system's separators, as a cleaned path comes back.
 inline std::string nativePath(std::string path) {
   for (char& c : path)

@@ -84,7 +84,7 @@ const char kWizardValues[] =
 const char kLicence[] = "{\\rtf1{\\fonttbl{\\f0 Sans;}}\\qc Licence\\par\\ql Use it well, use it often.}";
 
 TEST(ConsoleUITest, APersonWalksTheWizard) {
-  FakeTerminal terminal("\n\n/srv/demo\nyes\n");
+  FakeTerminal terminal("\n\n" QLUX_TEST_ROOT "/srv/demo\nyes\n");
   WizardEngine engine(kWizard, kWizardValues);
   engine.files["licence.rtf"] = kLicence;
   TestConsole ui(terminal, "", &engine);
@@ -99,7 +99,7 @@ TEST(ConsoleUITest, APersonWalksTheWizard) {
                 "it often.\n" +
                 kNextPage + "Install to [/opt/demo]:Desktop icon ([no] or yes): Done.\n" + kErase,
             terminal.printed());
-  EXPECT_EQ(nativePath("/srv/demo"), engine.value("TARGET"));
+  EXPECT_EQ(nativePath(QLUX_TEST_ROOT "/srv/demo"), engine.value("TARGET"));
   EXPECT_EQ("1", engine.value("ICON"));
   EXPECT_TRUE(engine.isFinished());
 }

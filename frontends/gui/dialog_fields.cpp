@@ -276,7 +276,11 @@ void DirectoryField::storeValue() {
 
 bool DirectoryField::validate() {
   if (!visible || !textBox) return true;
-  return !normalisedPath(std::string(textBox->GetValue().utf8_str())).empty();
+  std::string path = normalisedPath(std::string(textBox->GetValue().utf8_str()));
+  // The engine's rule for a folder that the user gives: a whole path that
+  // is neither a root nor a system directory.
+  char reason[300];
+  return !path.empty() && (!frame->exchange || frame->exchange->isUsableFolder(path.c_str(), reason, sizeof reason));
 }
 
 // --- CheckBoxField

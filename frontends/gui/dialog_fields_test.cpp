@@ -23,6 +23,14 @@ const char kFieldsPage[] = R"(<Dialogs>
   </Options>
 </Dialogs>)";
 
+// The beginning of a whole path on this system: a folder that the window
+// takes must be one ("/opt/x" alone has no drive on Windows).
+#ifdef _WIN32
+#define QLUX_TEST_ROOT "C:"
+#else
+#define QLUX_TEST_ROOT ""
+#endif
+
 // A folder as the fields write it back: tidied, with the system's separator.
 std::string systemFolder(std::string path) {
 #ifdef _WIN32
@@ -51,8 +59,8 @@ PAGE_TEST(EmptyDirectoryDisablesTheNextButtonUntilSomethingIsTyped) {
   // starts a third of the way plus the spacing.
   EXPECT_EQ(20 + 8 + (750 - 10 - 20) / 3, folder->textBox->GetPosition().x);
 
-  folder->textBox->SetValue("/opt//Product");  // fires the change, as typing does
-  EXPECT_EQ(systemFolder("/opt/Product"), engine.value("INSTALLDIR"));
+  folder->textBox->SetValue(QLUX_TEST_ROOT "/opt//Product");  // fires the change, as typing does
+  EXPECT_EQ(systemFolder(QLUX_TEST_ROOT "/opt/Product"), engine.value("INSTALLDIR"));
   EXPECT_EQ(kUiWaiting, engine.getUiState());
   EXPECT_TRUE(MainFrame::windowEnabled(next));
   EXPECT_EQ("1", engine.value("DIR_OK"));
@@ -62,7 +70,7 @@ PAGE_TEST(EmptyDirectoryDisablesTheNextButtonUntilSomethingIsTyped) {
 }
 
 PAGE_TEST(HiddenFieldsNeverCountAsInvalidAndTakeNoRoom) {
-  open(kFieldsPage, {{"INSTALLDIR", "/opt/x"}, {"OTHERDIR", ""}, {"SHOWOTHER", "0"}, {"SAMPLES", "1"},
+  open(kFieldsPage, {{"INSTALLDIR", QLUX_TEST_ROOT "/opt/x"}, {"OTHERDIR", ""}, {"SHOWOTHER", "0"}, {"SAMPLES", "1"},
                      {"MODE", "1"}, {"FULL_OK", "1"}});
   DirectoryField* hidden = fieldAt<DirectoryField>(frame, 1);
   CheckBoxField* samples = fieldAt<CheckBoxField>(frame, 2);
@@ -115,7 +123,7 @@ PAGE_TEST(AFieldsWindowsMoveHideAndGoTogether) {
 }
 
 PAGE_TEST(CheckBoxReadsAndWritesItsVariable) {
-  open(kFieldsPage, {{"INSTALLDIR", "/opt/x"}, {"SAMPLES", ""}, {"MODE", "0"}, {"FULL_OK", "1"}});
+  open(kFieldsPage, {{"INSTALLDIR", QLUX_TEST_ROOT "/opt/x"}, {"SAMPLES", ""}, {"MODE", "0"}, {"FULL_OK", "1"}});
   CheckBoxField* samples = fieldAt<CheckBoxField>(frame, 2);
   ASSERT_NE(nullptr, samples);
   EXPECT_FALSE(samples->checkBox->GetValue()) << "build checks only a value starting with 1";
@@ -129,7 +137,7 @@ PAGE_TEST(CheckBoxReadsAndWritesItsVariable) {
 }
 
 PAGE_TEST(RadioGroupMovesOffADisabledOption) {
-  open(kFieldsPage, {{"INSTALLDIR", "/opt/x"}, {"SAMPLES", "1"}, {"MODE", "0"}, {"FULL_OK", "0"}});
+  open(kFieldsPage, {{"INSTALLDIR", QLUX_TEST_ROOT "/opt/x"}, {"SAMPLES", "1"}, {"MODE", "0"}, {"FULL_OK", "0"}});
   RadioButtonsField* mode = fieldAt<RadioButtonsField>(frame, 3);
   ASSERT_NE(nullptr, mode);
   ASSERT_EQ(3, mode->optionCount);

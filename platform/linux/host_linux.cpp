@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "foundation/command_line.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "platform/linux/root.h"
@@ -26,42 +28,12 @@ namespace {
 
 const char kEscapeByte = static_cast<char>(0xAC);
 
-bool needsQuotes(const char* arg) { return !*arg || std::strpbrk(arg, " \t\"") != nullptr; }
-
-// Quotes a value so that the parser takes it whole: a '"' inside is kept by
-// the escape byte in front of it.
-void appendQuoted(std::string* line, const char* text) {
-  *line += '"';
-  for (; *text; text++) {
-    if (*text == '"') *line += kEscapeByte;
-    *line += *text;
-  }
-  *line += '"';
-}
-
 }  // namespace
 
 bool getCommandLine(int argc, char** argv, QUtils::CharString* out) {
   if (argc < 1 || !argv || !argv[0]) return false;
-  std::string line;
-  appendQuoted(&line, argv[0]);
-  for (int i = 1; i < argc; i++) {
-    const char* arg = argv[i];
-    line += ' ';
-    if (!needsQuotes(arg)) {
-      line += arg;
-      continue;
-    }
-    // -name=value with blanks in the value: quote the value alone.
-    const char* equals = std::strchr(arg, '=');
-    if (arg[0] == '-' && equals && !std::strpbrk(std::string(arg, equals).c_str(), " \t\"")) {
-      line.append(arg, equals + 1);
-      appendQuoted(&line, equals + 1);
-    } else {
-      appendQuoted(&line, arg);
-    }
-  }
-  out->assign(line.c_str());
+  std::vector<std::string> words(argv, argv + argc);
+  out->assign(QUtils::toParameterText(words, kEscapeByte).c_str());
   return true;
 }
 
@@ -74,10 +46,10 @@ bool hasAdminRights() {
   char path[QUtils::kMaxPath];
   if (!getProgramFilesDirectory(path, sizeof path)) return false;
   QUtils::appendText(path, "/test$$$1234ajgtr.tmp", sizeof path);
-  FILE* file = std::fopen(path, "wb");
+  FILE* file = QUtils::openFile(path, "wb");
   if (!file) return false;
   std::fclose(file);
-  std::remove(path);
+  QUtils::deleteFile(path);
   return true;
 }
 
@@ -129,12 +101,21 @@ void closeNamedEvent(NamedEvent* event) {
 namespace {
 
 int spawn(const char* commandLine, const char* workDirectory, pid_t* pid) {
+  // The line is read as the started program would read it on Windows; no
+  // shell sees it.
+  std::vector<std::string> words = QUtils::splitCommandLine(commandLine);
+  if (words.empty() || words[0].empty()) return ENOENT;
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(&word[0]);
+  argv.push_back(nullptr);
+  std::string program = QUtils::systemPath(words[0].c_str()).getText();
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   QUtils::CharString directory = QUtils::systemPath(workDirectory);
   if (workDirectory && *workDirectory) posix_spawn_file_actions_addchdir_np(&actions, directory.getText());
-  const char* args[] = {"/bin/sh", "-c", commandLine, nullptr};
-  int result = posix_spawn(pid, "/bin/sh", &actions, nullptr, const_cast<char**>(args), environ);
+  int result = program.find('/') == std::string::npos
+                   ? posix_spawnp(pid, program.c_str(), &actions, nullptr, argv.data(), environ)
+                   : posix_spawn(pid, program.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   return result;
 }
@@ -168,51 +149,6 @@ bool removeOwnProgram() {
   if (!QUtils::getModulePath(self, sizeof self)) return false;
   // The process keeps its image while it runs; the name goes now.
   return unlink(self) == 0 || errno == ENOENT;
-}
-
-int copyFile(const char* from, const char* to) {
-  QUtils::CharString source = QUtils::systemPath(from);
-  QUtils::CharString target = QUtils::systemPath(to);
-  int in = open(source.getText() ? source.getText() : "", O_RDONLY | O_CLOEXEC);
-  if (in < 0) return errno;
-  struct stat info;
-  if (fstat(in, &info) != 0 || !S_ISREG(info.st_mode)) {
-    int error = S_ISREG(info.st_mode) ? errno : EISDIR;
-    close(in);
-    return error;
-  }
-  int out = open(target.getText() ? target.getText() : "", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC,
-                 info.st_mode & 07777);
-  if (out < 0) {
-    int error = errno;
-    close(in);
-    return error;
-  }
-  char buffer[65536];
-  int error = 0;
-  for (;;) {
-    ssize_t n = read(in, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      error = errno;
-      break;
-    }
-    if (n == 0) break;
-    for (ssize_t done = 0; done < n;) {
-      ssize_t w = write(out, buffer + done, static_cast<size_t>(n - done));
-      if (w < 0 && errno == EINTR) continue;
-      if (w < 0) {
-        error = errno;
-        break;
-      }
-      done += w;
-    }
-    if (error) break;
-  }
-  if (fchmod(out, info.st_mode & 07777) != 0 && !error) error = errno;
-  if (close(out) != 0 && !error) error = errno;
-  close(in);
-  return error;
 }
 
 void releaseOwnConsole() {}

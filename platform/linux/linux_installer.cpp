@@ -36,11 +36,12 @@ bool LinuxInstaller::getConfigFile(char* buffer, int size) {
 }
 
 int LinuxInstaller::getTempFileName(char* buffer, int size) {
-  // A name in the temporary directory that no file has, different at each
-  // call of this process; nothing is created.
+  // A name in this run's own directory that no file has, different at each
+  // call of this process; nothing is created. No other user can make a file
+  // in that directory, so the name stays free until the run makes it.
   static unsigned counter = 0;
   char directory[QUtils::kMaxPath];
-  if (!QUtils::getTempDirectory(directory, sizeof directory)) return -1;
+  if (!QUtils::getRunDirectory(directory, sizeof directory)) return -1;
   for (int attempt = 0; attempt < 65536; attempt++) {
     counter = (counter + 1) & 0xFFFF;
     if (counter == 0) counter = 1;
@@ -99,5 +100,19 @@ long LinuxInstaller::getProcessId() { return static_cast<long>(getpid()); }
 
 bool LinuxInstaller::isProcessRunning(long pid) {
   if (pid <= 0) return false;
-  return kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM;
+  if (kill(static_cast<pid_t>(pid), 0) != 0 && errno != EPERM) return false;
+  // A process that ended but wasn't reaped yet (its parent is gone and the
+  // system's first process doesn't reap) is a zombie: it runs no more.
+  char path[64];
+  std::snprintf(path, sizeof path, "/proc/%ld/stat", pid);
+  FILE* file = std::fopen(path, "re");
+  if (!file) return true;
+  char text[512];
+  size_t length = std::fread(text, 1, sizeof text - 1, file);
+  std::fclose(file);
+  text[length] = 0;
+  // The state follows the name, which is in parentheses and may hold any
+  // character: it comes after the last ')'.
+  const char* close = std::strrchr(text, ')');
+  return !(close && close[1] == ' ' && close[2] == 'Z');
 }

@@ -1,5 +1,6 @@
 // LinuxInstaller: the engine on Linux. Every machine-wide place lives under
-// $QLUX_ROOT (see root.h); temporary names come from $TMPDIR, else /tmp; the
+// $QLUX_ROOT (see root.h); temporary names lie in the run's own directory
+// below $TMPDIR, else /tmp (QUtils::getRunDirectory); the
 // help address opens with xdg-open; WX_PORT is "gtk"; the registry is the
 // file store of registry_store.h.
 #ifndef QLUX_PLATFORM_LINUX_LINUX_INSTALLER_H_
@@ -57,9 +58,10 @@ class LinuxInstaller : public Installer {
   bool firewallFiltersPorts() override;
 
   // ---- Program runs (linux_programs.cpp) ----
-  // A document or address opens with xdg-open. A program starts as
-  // /bin/sh -c '"path" arguments' in `workDir`; one that isn't on disk (or on
-  // PATH) fails before anything starts. RUN_NO_ERROR_OUTPUT sends its
+  // A document or address opens with xdg-open. A program starts in `workDir`
+  // with the words of `arguments`, split as Windows splits a command line,
+  // and no shell; one that isn't on disk (or on PATH) fails before anything
+  // starts. RUN_NO_ERROR_OUTPUT sends its
   // standard error to /dev/null. RUN_AS_ROOT adds nothing: the installer
   // itself runs with the rights to write into the system's directories.
   bool runProgram(const char* path, const char* arguments, int flags, const char* workDir, InstallerUI* ui,

@@ -217,8 +217,11 @@ bool LinuxInstaller::deleteRunningFile(InstallerUI* ui, const char* path, int ti
   bool busy = fd < 0 && errno == ETXTBSY;
   if (fd >= 0) close(fd);
   if (!busy) return Installer::deleteRunningFile(ui, path, timeoutMs);
-  if (unlink(name.getText()) != 0) {
-    log("ERROR: \"%s\" is a running program and can't be unlinked (error %d)", path, errno);
+  // Deleted through the file layer, which follows no other user's link on
+  // the way.
+  int error = QUtils::deleteFile(path);
+  if (error != 0) {
+    log("ERROR: \"%s\" is a running program and can't be unlinked (error %d)", path, error);
     return false;
   }
   log("\"%s\" is a running program: its file was unlinked to be written anew; the program goes on with the "

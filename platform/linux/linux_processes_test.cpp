@@ -29,7 +29,7 @@ class RunningProgramTest : public ::testing::Test {
     ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
     directory = cwd;
     program = directory + "/QluxSleeper";
-    ASSERT_EQ(0, Host::copyFile("/bin/sleep", program.c_str()));
+    ASSERT_EQ(0, QUtils::copyFile("/bin/sleep", program.c_str()));
   }
   void TearDown() override {
     if (child > 0) {

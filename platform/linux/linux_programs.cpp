@@ -1,7 +1,10 @@
-// Program runs on Linux. A program starts as the command line that Windows
-// would get, "path" and the arguments behind a blank, read by /bin/sh -c:
-// the path is quoted, the arguments are passed as they stand, so that the
-// shell splits them. A document is handed to xdg-open.
+// Program runs on Linux. A program starts with the argument list that
+// Windows would give it: the path, then the words of the arguments split by
+// the rules of CommandLineToArgvW (foundation/command_line.h), started by
+// posix_spawn. No shell reads any of it, so a '$', '`', ';' or newline in a
+// path, a typed folder or a template's arguments is a character like any
+// other; a template that wants a shell names one as its program. A
+// document is handed to xdg-open.
 #include <errno.h>
 #include <fcntl.h>
 #include <sched.h>
@@ -15,83 +18,59 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include "foundation/command_line.h"
 #include "foundation/files.h"
 #include "foundation/text.h"
 #include "platform/linux/linux_installer.h"
+#include "platform/linux/run_command.h"
 #include "platform/program_thread.h"
 
 extern char** environ;
 
 namespace {
 
-// The longest command line, as on Windows.
-const size_t kCommandLineLimit = 4095;
-
-// Appends `text` in double quotes. Inside them the shell still reads '"',
-// '$', '`' and '\', so each of those gets a backslash.
-void appendQuoted(std::string* line, const char* text) {
-  *line += '"';
-  for (; *text; text++) {
-    if (std::strchr("\"$`\\", *text)) *line += '\\';
-    *line += *text;
-  }
-  *line += '"';
-}
-
-std::string buildCommandLine(const RUNPROGRAMJOB& job) {
-  std::string line;
-  appendQuoted(&line, job.path);
-  if (job.arguments[0]) {
-    line += ' ';
-    line += job.arguments;
-  }
-  if (line.size() > kCommandLineLimit) line.resize(kCommandLineLimit);
-  return line;
-}
-
 bool isExecutableFile(const std::string& path) {
   struct stat info;
   return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && access(path.c_str(), X_OK) == 0;
 }
 
-// Whether `path` names a program that can be started: with a separator a
-// file (relative to `workDir` when that is given), else a file on PATH. The
-// shell would start neither a missing nor a non-executable file, and would
-// say so only in an exit code; checking first lets a run that isn't waited
-// for fail as one on Windows does.
-bool findProgram(const char* path, const char* workDir) {
-  if (!path[0]) return false;
+// The program that `path` names: with a separator a file (relative to
+// `workDir` when that is given), else a file on PATH. Empty if there is
+// none that can run: checking first lets a run that isn't waited for fail
+// as one on Windows does.
+std::string findProgram(const char* path, const char* workDir) {
+  if (!path[0]) return std::string();
   if (std::strchr(path, '/')) {
     std::string full = path;
     if (path[0] != '/' && workDir[0]) full = std::string(workDir) + "/" + path;
-    return isExecutableFile(full);
+    return isExecutableFile(full) ? full : std::string();
   }
-  const char* search = std::getenv("PATH");
-  if (!search) search = "/usr/local/bin:/usr/bin:/bin";
-  for (const char* entry = search;;) {
-    const char* end = std::strchr(entry, ':');
-    std::string directory(entry, end ? static_cast<size_t>(end - entry) : std::strlen(entry));
-    if (directory.empty()) directory = ".";
-    if (isExecutableFile(directory + "/" + path)) return true;
-    if (!end) return false;
-    entry = end + 1;
-  }
+  return Host::findOnPath(path);
 }
 
-// Spawns /bin/sh -c `script` in `workDir` (empty: the current directory),
-// with `argument` as $1 when it isn't null. RUN_NO_ERROR_OUTPUT and
-// RUN_NO_INPUT of `flags` put /dev/null in place of the error output and
-// the input. 0, or the system's error number.
-int spawnShell(const std::string& script, const char* argument, const char* workDir, int flags, pid_t* outPid) {
+// Starts `program` with `words` as its arguments behind its own name, in
+// `workDir` (empty: the current directory). RUN_NO_INPUT and
+// RUN_NO_ERROR_OUTPUT of `flags` put /dev/null in place of the input and
+// the error output; `quiet` puts it in place of all three. 0, or the
+// system's error number.
+int spawnProgram(const std::string& program, const std::vector<std::string>& words, const char* workDir, int flags,
+                 bool quiet, pid_t* outPid) {
+  std::vector<char*> argv;
+  argv.push_back(const_cast<char*>(program.c_str()));
+  for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   QUtils::CharString directory = QUtils::systemPath(workDir);
   if (workDir[0]) posix_spawn_file_actions_addchdir_np(&actions, directory.getText());
-  if (flags & Installer::RUN_NO_INPUT) posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  if (flags & Installer::RUN_NO_ERROR_OUTPUT) posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-  const char* args[] = {"/bin/sh", "-c", script.c_str(), argument ? "sh" : nullptr, argument, nullptr};
-  int result = posix_spawn(outPid, "/bin/sh", &actions, nullptr, const_cast<char**>(args), environ);
+  if (quiet || (flags & Installer::RUN_NO_INPUT)) posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  if (quiet) posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  if (quiet || (flags & Installer::RUN_NO_ERROR_OUTPUT))
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  int result = posix_spawn(outPid, program.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   return result;
 }
@@ -118,27 +97,37 @@ bool isAddress(const char* path) {
   return true;
 }
 
+// A program that nobody waits for is reaped by a thread of its own, so that
+// it never stays behind as a zombie.
+void reapLater(pid_t pid) {
+  std::thread([pid] {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+  }).detach();
+}
+
 // Hands a document or an address to xdg-open without waiting for the
-// program that shows it; the shell in between ends at once, so nothing is
-// left to reap. True if there was something to open and xdg-open to do it.
+// program that shows it. True if there was something to open and xdg-open
+// to do it.
 bool openDocument(const char* path) {
   if (!path[0]) return false;
   if (!isAddress(path) && !QUtils::fileExists(path) && !QUtils::isDirectory(path)) return false;
-  static const char kScript[] =
-      "command -v xdg-open >/dev/null 2>&1 || exit 127\n"
-      "xdg-open \"$1\" </dev/null >/dev/null 2>&1 &\n"
-      "exit 0";
+  std::string opener = Host::findOnPath("xdg-open");
+  if (opener.empty()) return false;
   pid_t pid;
-  if (spawnShell(kScript, QUtils::systemPath(path).getText(), "", 0, &pid) != 0) return false;
-  return waitForExit(pid) == 0;
+  if (spawnProgram(opener, {QUtils::systemPath(path).getText()}, "", 0, true, &pid) != 0) return false;
+  reapLater(pid);
+  return true;
 }
 
 }  // namespace
 
 int32_t runProgramJob(const RUNPROGRAMJOB& job) {
-  if (!findProgram(job.path, job.workDir)) return -1;
+  std::string program = findProgram(job.path, job.workDir);
+  if (program.empty()) return -1;
   pid_t pid;
-  if (spawnShell(buildCommandLine(job), nullptr, job.workDir, job.flags, &pid) != 0)
+  if (spawnProgram(program, QUtils::splitCommandArguments(job.arguments), job.workDir, job.flags, false, &pid) != 0)
     return -1;
   return waitForExit(pid);
 }
@@ -170,11 +159,12 @@ bool LinuxInstaller::runProgram(const char* path, const char* arguments, int fla
     return exitCode == 0;
   }
 
-  // Not waited for: a shell that puts the program in the background and
-  // ends at once, so that the program never stays behind as a zombie.
-  if (!findProgram(job.path, job.workDir)) return false;
-  std::string script = "(\n" + buildCommandLine(job) + "\n) &";
+  // Not waited for: started, and reaped whenever it ends.
+  std::string program = findProgram(job.path, job.workDir);
+  if (program.empty()) return false;
   pid_t pid;
-  if (spawnShell(script, nullptr, job.workDir, flags, &pid) != 0) return false;
-  return waitForExit(pid) == 0;
+  if (spawnProgram(program, QUtils::splitCommandArguments(job.arguments), job.workDir, flags, false, &pid) != 0)
+    return false;
+  reapLater(pid);
+  return true;
 }

@@ -65,23 +65,23 @@ const int kAsync = Installer::RUN_ASYNCHRONOUS;
 
 TEST(LinuxPrograms, WaitGivesTheExitCode) {
   RUNPROGRAMJOB job;
-  fillProgramJob(&job, "sh", "-c 'exit 3'", nullptr, kWait);
+  fillProgramJob(&job, "sh", "-c \"exit 3\"", nullptr, kWait);
   EXPECT_EQ(3, runProgramJob(job));
 
   LinuxInstaller engine(0, 0, 0);
-  EXPECT_FALSE(engine.runProgram("sh", "-c 'exit 3'", kWait, nullptr, nullptr, 0));
-  EXPECT_TRUE(engine.runProgram("sh", "-c 'exit 0'", kWait, nullptr, nullptr, 0));
+  EXPECT_FALSE(engine.runProgram("sh", "-c \"exit 3\"", kWait, nullptr, nullptr, 0));
+  EXPECT_TRUE(engine.runProgram("sh", "-c \"exit 0\"", kWait, nullptr, nullptr, 0));
   EXPECT_TRUE(engine.runProgram("true", nullptr, kWait, nullptr, nullptr, 0));
 }
 
 TEST(LinuxPrograms, WorkingDirectoryQuotingAndArguments) {
   std::string work = scratch("work dir");
   std::string tools = scratch("tools $HOME `x`");
-  // The path is quoted whole, whatever it holds; the arguments reach the
-  // shell as they stand and are split by it.
+  // The path is taken whole, whatever it holds; the arguments are split as
+  // Windows splits them, and no shell reads either.
   writeScript(tools + "/count \"args\".sh", "pwd > count.txt; echo $# \"$1\" >> count.txt");
   LinuxInstaller engine(0, 0, 0);
-  EXPECT_TRUE(engine.runProgram((tools + "/count \"args\".sh").c_str(), "'one two' three", kWait, work.c_str(),
+  EXPECT_TRUE(engine.runProgram((tools + "/count \"args\".sh").c_str(), "\"one two\" three", kWait, work.c_str(),
                                 nullptr, 0));
   EXPECT_EQ(work + "\n2 one two\n", readAll(work + "/count.txt"));
 
@@ -91,6 +91,24 @@ TEST(LinuxPrograms, WorkingDirectoryQuotingAndArguments) {
   EXPECT_EQ("local\n", readAll(work + "/local.txt"));
   // Backslashes are separators.
   EXPECT_TRUE(engine.runProgram((work + "\\local.sh").c_str(), nullptr, kWait, nullptr, nullptr, 0));
+}
+
+// No shell reads a path or an argument: what a typed folder or a product
+// name holds reaches the program as characters, and nothing of it runs.
+TEST(LinuxPrograms, ShellCharactersAreOnlyCharacters) {
+  std::string work = scratch("shell $(touch pwned-path) `touch pwned-tick`; x");
+  writeScript(work + "/args.sh", "for a in \"$@\"; do printf '[%s]\\n' \"$a\"; done > args.txt");
+  LinuxInstaller engine(0, 0, 0);
+  for (int flags : {kWait, kAsync}) {
+    SCOPED_TRACE(flags);
+    EXPECT_TRUE(engine.runProgram((work + "/args.sh").c_str(),
+                                  "\"$(touch pwned)\" `touch pwned2` a;touch${IFS}pwned3 \"x\ny\" 'q' >out", flags,
+                                  work.c_str(), nullptr, 0));
+    EXPECT_EQ("[$(touch pwned)]\n[`touch]\n[pwned2`]\n[a;touch${IFS}pwned3]\n[x\ny]\n['q']\n[>out]\n",
+              readAll(work + "/args.txt"));
+  }
+  for (const char* name : {"pwned", "pwned2", "pwned3", "pwned-path", "pwned-tick", "out"})
+    EXPECT_NE(0, access((work + "/" + name).c_str(), F_OK)) << name;
 }
 
 TEST(LinuxPrograms, ProgramsThatCannotStartFail) {
@@ -112,7 +130,7 @@ TEST(LinuxPrograms, WithoutWaitReturnsAtOnce) {
   std::string work = scratch("nowait");
   LinuxInstaller engine(0, 0, 0);
   auto start = std::chrono::steady_clock::now();
-  EXPECT_TRUE(engine.runProgram("sh", "-c 'sleep 1; echo late > late.txt'", 0, work.c_str(), nullptr, 0));
+  EXPECT_TRUE(engine.runProgram("sh", "-c \"sleep 1; echo late > late.txt\"", 0, work.c_str(), nullptr, 0));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(800));
   EXPECT_TRUE(appears(work + "/late.txt", 10000));
   // Its exit code is nobody's business.
@@ -120,7 +138,7 @@ TEST(LinuxPrograms, WithoutWaitReturnsAtOnce) {
 }
 
 TEST(LinuxPrograms, ErrorOutputCanBeDropped) {
-  const char* check = "-c '[ \"$(readlink /proc/$$/fd/2)\" = /dev/null ]'";
+  const char* check = "-c \"[ \\\"$(readlink /proc/$$/fd/2)\\\" = /dev/null ]\"";
   LinuxInstaller engine(0, 0, 0);
   EXPECT_TRUE(engine.runProgram("sh", check, kWait | Installer::RUN_NO_ERROR_OUTPUT, nullptr, nullptr, 0));
   EXPECT_TRUE(engine.runProgram("sh", check, kAsync | Installer::RUN_NO_ERROR_OUTPUT, nullptr, nullptr, 0));
@@ -135,7 +153,7 @@ TEST(LinuxPrograms, AsynchronousKeepsTheFrontEndAlive) {
   std::string work = scratch("async");
   LinuxInstaller engine(0, 0, 0);
   PumpingUI ui;
-  EXPECT_TRUE(engine.runProgram("sh", "-c 'sleep 1; echo done > done.txt'", kAsync | Installer::RUN_PROGRESS,
+  EXPECT_TRUE(engine.runProgram("sh", "-c \"sleep 1; echo done > done.txt\"", kAsync | Installer::RUN_PROGRESS,
                                 work.c_str(), &ui, 10));
   // It waited for the end, pumping and moving the progress one step a poll.
   EXPECT_EQ("done\n", readAll(work + "/done.txt"));
@@ -147,10 +165,10 @@ TEST(LinuxPrograms, AsynchronousKeepsTheFrontEndAlive) {
   // Without RUN_PROGRESS the progress stays; without a front end it waits
   // all the same; the exit code decides the result.
   PumpingUI quiet;
-  EXPECT_FALSE(engine.runProgram("sh", "-c 'sleep 0.2; exit 3'", kAsync, nullptr, &quiet, 10));
+  EXPECT_FALSE(engine.runProgram("sh", "-c \"sleep 0.2; exit 3\"", kAsync, nullptr, &quiet, 10));
   EXPECT_GT(quiet.pumps, 0);
   EXPECT_TRUE(quiet.steps.empty());
-  EXPECT_TRUE(engine.runProgram("sh", "-c 'sleep 0.2; echo x > null-ui.txt'", kAsync, work.c_str(), nullptr, 0));
+  EXPECT_TRUE(engine.runProgram("sh", "-c \"sleep 0.2; echo x > null-ui.txt\"", kAsync, work.c_str(), nullptr, 0));
   EXPECT_EQ("x\n", readAll(work + "/null-ui.txt"));
   // The manager made for the first run serves the next ones.
   EXPECT_NE(nullptr, engine.programRuns.threadManager);

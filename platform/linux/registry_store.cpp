@@ -38,11 +38,25 @@ CharString joinPath(const char* directory, const char* name) {
   return result;
 }
 
+// The store's own directory: its keys and values are root's business alone,
+// so it is closed to other users (mode 0700).
+CharString storeDirectory() { return Host::rootPath("var/lib/qlux/registry"); }
+
+// Makes the directory of a hive, `base`, in the store's private directory.
+int makeHiveDirectory(const CharString& base) {
+  errno = 0;
+  if (!QUtils::makePrivateDirectory(storeDirectory().getText())) return errno ? errno : EACCES;
+  CharString hiveSlash = base;
+  hiveSlash.append("/");
+  errno = 0;
+  return QUtils::createPath(hiveSlash.getText(), nullptr) == 0 ? 0 : systemError();
+}
+
 // The store's directory of a hive; null for an unknown hive.
 CharString hiveDirectory(const char* hive) {
   const char* name = registryHiveName(hive);
   if (!name) return CharString();
-  CharString directory = Host::rootPath("var/lib/qlux/registry");
+  CharString directory = storeDirectory();
   directory.append("/");
   directory.append(name);
   return directory;
@@ -245,7 +259,7 @@ int saveValues(const char* directory, const Table<ValueLine>& values) {
   CharString beside = joinPath(directory, kValuesBeside);
   CharString target = joinPath(directory, kValuesFile);
   errno = 0;
-  FILE* file = QUtils::openFile(beside.getText(), "wb");
+  FILE* file = QUtils::openFile(beside.getText(), "wb", QUtils::kPrivateFileMode);
   if (!file) return systemError();
   size_t length = static_cast<size_t>(content.getLength());
   bool failed = length > 0 && std::fwrite(content.getText(), 1, length, file) != length;
@@ -385,10 +399,8 @@ int RegistryStore::createKey(const char* hive, const char* path, int* outCreated
 
   if (count == 1) {
     // The hive's directory is made with the first key in it.
-    CharString hiveSlash = base;
-    hiveSlash.append("/");
-    errno = 0;
-    if (QUtils::createPath(hiveSlash.getText(), nullptr) != 0) return systemError();
+    int made = makeHiveDirectory(base);
+    if (made != 0) return made;
   }
   CharString parent;
   int result = findKey(base, levels, count - 1, &parent);
@@ -492,10 +504,7 @@ int RegistryStore::writeValue(const char* hive, const char* path, const char* na
   int result = findKey(base, levels, levels.getCount(), &directory);
   if (result == kRegNotFound && levels.getCount() == 0) {
     // A value straight in the hive: its directory comes with it.
-    CharString hiveSlash = base;
-    hiveSlash.append("/");
-    errno = 0;
-    result = QUtils::createPath(hiveSlash.getText(), nullptr) == 0 ? 0 : systemError();
+    result = makeHiveDirectory(base);
     directory = base;
   }
   if (result != 0) return result;

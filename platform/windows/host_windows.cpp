@@ -5,7 +5,9 @@
 
 #include <cstdio>
 
+#include "foundation/command_line.h"
 #include "foundation/convert.h"
+#include "foundation/parameters.h"
 #include "foundation/text.h"
 
 namespace Host {
@@ -14,7 +16,11 @@ bool getCommandLine(int, char**, QUtils::CharString* out) {
   const wchar_t* line = GetCommandLineW();
   if (!line) return false;
   QUtils::TextConverter converter(line);
-  out->assign(converter.narrow());
+  if (!converter.narrow()) return false;
+  // Split as every Windows program splits its line, then written in the
+  // syntax of Parameters, as on Linux: one reading of a command line for
+  // both systems, whatever quotes and backslashes it holds.
+  out->assign(QUtils::toParameterText(QUtils::splitCommandLine(converter.narrow()), QUtils::kCommandLineEscape).c_str());
   return out->getText() != nullptr;
 }
 
@@ -156,13 +162,6 @@ bool removeOwnProgram() {
   // A running program's file can't be deleted: the system deletes it when
   // it restarts.
   return MoveFileExW(self, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT) != 0;
-}
-
-int copyFile(const char* from, const char* to) {
-  QUtils::TextConverter source(from);
-  QUtils::TextConverter target(to);
-  if (CopyFileW(source.wide(), target.wide(), FALSE)) return 0;
-  return static_cast<int>(GetLastError());
 }
 
 void releaseOwnConsole() {

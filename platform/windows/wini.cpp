@@ -10,6 +10,7 @@
 #include <cwchar>
 
 #include "foundation/convert.h"
+#include "foundation/files.h"
 #include "foundation/text.h"
 #include "platform/installer_factory.h"
 
@@ -29,14 +30,16 @@ bool Wini::getConfigFile(char* buffer, int size) {
 }
 
 int Wini::getTempFileName(char* buffer, int size) {
-  // With a unique number that isn't 0 the system only builds the name.
+  // With a unique number that isn't 0 the system only builds the name. The
+  // names lie in this run's own directory, which only this run makes files in.
   static unsigned counter = 0;
   counter = (counter + 1) & 0xFFFF;
   if (counter == 0) counter = 1;
-  wchar_t directory[520];
-  if (GetTempPathW(520, directory) == 0) return -1;
+  char runDirectory[QUtils::kMaxPath];
+  if (!QUtils::getRunDirectory(runDirectory, sizeof runDirectory)) return -1;
+  QUtils::TextConverter directory(runDirectory);
   wchar_t name[520];
-  if (GetTempFileNameW(directory, L"qlinstall", counter, name) == 0) return -1;
+  if (GetTempFileNameW(directory.wide(), L"qlinstall", counter, name) == 0) return -1;
   QUtils::TextConverter converter(name);
   converter.toNarrow(buffer, size);
   return 0;

@@ -1,5 +1,6 @@
 // Program runs on Windows: documents through the shell's "open" verb,
-// programs through CreateProcessW with the command line "path" arguments.
+// programs through CreateProcessW with the command line "path" arguments,
+// the path quoted by the rules that the program splits its line with.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -7,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/command_line.h"
 #include "foundation/convert.h"
 #include "foundation/text.h"
 #include "platform/program_thread.h"
@@ -20,9 +22,7 @@ const size_t kCommandLineLimit = 4095;
 // "path" and, when there are arguments, a blank and the arguments, as wide
 // text in a buffer that CreateProcessW may write to.
 std::vector<wchar_t> buildCommandLine(const RUNPROGRAMJOB& job) {
-  std::string line = "\"";
-  line += job.path;
-  line += "\"";
+  std::string line = QUtils::quoteCommandWord(job.path);
   if (job.arguments[0]) {
     line += ' ';
     line += job.arguments;
