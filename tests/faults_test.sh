@@ -26,7 +26,7 @@ release() {
   done
   pinned=()
 }
-trap 'release; cd / && rm -rf "$sandbox"' EXIT
+trap 'release; qlux_exit' EXIT
 
 # The life-cycle product's versions, and two variants of them: "keep"
 # (version 1 that also saves a readme.txt it replaces) and "big" (version 2

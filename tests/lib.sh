@@ -29,13 +29,29 @@ else
   writable=("$sandbox")
   [ -n "${WINEPREFIX:-}" ] && writable+=("$WINEPREFIX")
   [ -n "${wine_tmp:-}" ] && writable+=("$wine_tmp")
+  # An X server that the script starts (tests/with_display.sh) needs its
+  # socket directory, and a place of its own for its compiled keymaps.
+  [ -d /tmp/.X11-unix ] && writable+=(/tmp/.X11-unix)
   for path in "${writable[@]}"; do mount --bind "$path" "$path"; done
+  if [ -d /var/lib/xkb ]; then
+    mount -t tmpfs -o mode=755 tmpfs /var/lib/xkb
+    writable+=(/var/lib/xkb)
+  fi
   mount -t tmpfs -o mode=1777 tmpfs /dev/shm
-  while read -r _ point _; do
+  # The list is read whole first: a program that still runs beside a
+  # remount (an access time it updates) makes the mount busy. A busy mount
+  # is tried again a few times for the same reason.
+  mapfile -t mounts < <(tac /proc/self/mounts)
+  for line in "${mounts[@]}"; do
+    read -r _ point _ <<<"$line"
     case "$point" in /proc | /proc/* | /sys | /sys/* | /dev | /dev/*) continue ;; esac
     for path in "${writable[@]}"; do [ "$point" = "$path" ] && continue 2; done
-    mount -o remount,bind,ro "$point" 2>/dev/null || echo "NOTE: $point stays writable"
-  done < <(tac /proc/self/mounts)
+    for try in 1 2 3 4 5 6; do
+      mount -o remount,bind,ro "$point" 2>/dev/null && continue 2
+      sleep 0.1
+    done
+    echo "NOTE: $point stays writable"
+  done
   # What the tools of the script write for themselves goes to the sandbox.
   mkdir -p "$sandbox/home"
   export HOME="$sandbox/home"

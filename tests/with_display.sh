@@ -18,7 +18,11 @@ fi
 
 # Xvfb picks the free display number itself and writes it to the file.
 numberFile=$(mktemp "${TMPDIR:-/tmp}/qlux-display.XXXXXX") || exit 1
-Xvfb -displayfd 3 -nolisten tcp -screen 0 "${QLUX_SCREEN_SIZE:-1024x768}x24" 3>"$numberFile" 2>/dev/null &
+# In a test's read-only file system (tests/lib.sh) /tmp takes no lock file:
+# the server's sockets alone keep display numbers apart there.
+lock=()
+[ -w /tmp ] || lock=(-nolock)
+Xvfb -displayfd 3 -nolisten tcp "${lock[@]}" -screen 0 "${QLUX_SCREEN_SIZE:-1024x768}x24" 3>"$numberFile" 2>/dev/null &
 server=$!
 
 number=""
