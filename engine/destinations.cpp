@@ -24,6 +24,12 @@ bool hasControlCharacter(const char* text) {
   return false;
 }
 
+// A folder's name can't hold what would break the lines it is written into:
+// control characters (the action log's lines, the journal's), and double
+// quotes, which no Windows name may hold and which end the quoted word of
+// a command line that names the folder.
+bool hasForbiddenCharacter(const char* text) { return hasControlCharacter(text) || std::strchr(text, '"'); }
+
 // The name of the variable that `text` begins with ("[NAME]..."), or empty.
 std::string leadingVariable(const char* text) {
   if (!text || text[0] != '[') return std::string();
@@ -37,8 +43,8 @@ bool Installer::isUsableFolder(const char* path, char* reason, int size) {
   const char* problem = nullptr;
   if (!path || !path[0])
     problem = "A folder must be given";
-  else if (hasControlCharacter(path))
-    problem = "A folder can't hold line breaks, TABs or other control characters";
+  else if (hasForbiddenCharacter(path))
+    problem = "A folder can't hold double quotes, line breaks, TABs or other control characters";
   else if (!QUtils::isAbsolutePath(path))
     problem = "The folder must be a whole path from the root of a drive or of the file system";
   else if (QUtils::isSystemDirectory(path))
@@ -58,7 +64,7 @@ bool Installer::checkDestinationText(const char* text, const char* what, char* r
         QUtils::boundedFormat(reason, size, "The folder variable %s is empty", name.c_str());
         return false;
       }
-      if (hasControlCharacter(value) || !QUtils::isAbsolutePath(value) || QUtils::isRootPath(value)) {
+      if (hasForbiddenCharacter(value) || !QUtils::isAbsolutePath(value) || QUtils::isRootPath(value)) {
         QUtils::boundedFormat(reason, size, "The folder variable %s is no usable folder: \"%s\"", name.c_str(),
                               value);
         return false;

@@ -1,6 +1,7 @@
 // Quoting and splitting command lines by the rules of CommandLineToArgvW.
 #include "foundation/command_line.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace QUtils {
@@ -120,11 +121,16 @@ std::string toParameterText(const std::vector<std::string>& words, char escape) 
   for (size_t i = 0; i < words.size(); i++) {
     const std::string& word = words[i];
     if (i > 0) line += ' ';
-    if (i == 0 || !needsParameterQuotes(word)) {
-      if (i == 0)
-        appendParameterQuoted(&line, word, escape);
-      else
-        line += word;
+    if (i == 0) {
+      // Parameters passes over the program's name up to its closing quote
+      // without looking at escapes: a quote of its own would end it early.
+      std::string program = word;
+      program.erase(std::remove(program.begin(), program.end(), '"'), program.end());
+      line += '"' + program + '"';
+      continue;
+    }
+    if (!needsParameterQuotes(word)) {
+      line += word;
       continue;
     }
     // -name=value with blanks in the value: the value alone is quoted.

@@ -36,7 +36,8 @@ std::vector<std::string> splitCommandArguments(const char* text);
 // The words as one text in the syntax that Parameters reads (the program
 // first, then -name=value options): a word or value that holds a blank, a
 // TAB or a double quote is quoted, with the escape byte before each double
-// quote inside.
+// quote inside. The program's name, which Parameters passes over, is
+// quoted without the double quotes it may hold.
 std::string toParameterText(const std::vector<std::string>& words, char escape);
 
 }  // namespace QUtils

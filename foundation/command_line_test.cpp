@@ -76,7 +76,7 @@ TEST(CommandLine, QuotedWordsComeBackWhole) {
 }
 
 TEST(CommandLine, ParameterTextReadsBackAsTheOptions) {
-  Words words = {"/tmp/my setup", "-uninstallApp=My \"Best\" App", "-gui=0", "-configFile=/a b/config.xml",
+  Words words = {"/tmp/my \"setup\"", "-uninstallApp=My \"Best\" App", "-gui=0", "-configFile=/a b/config.xml",
                  "-name=$HOME;`x`", "-flag"};
   std::string text = QUtils::toParameterText(words, kEscape);
   QUtils::Parameters parameters;

@@ -12,9 +12,17 @@ set -u
 failures=0
 checks=0
 
+# qlux_exit: what the end of a script removes: whatever `qlux_cleanup`
+# names (set it before lib.sh is sourced), and the sandbox, from outside
+# the fence. A script that sets a trap of its own calls it there.
+qlux_exit() {
+  [ -n "${qlux_cleanup:-}" ] && eval "$qlux_cleanup"
+  [ -z "${QLUX_FENCED_SANDBOX:-}" ] && cd / && rm -rf "$sandbox"
+}
+
 if [ -z "${QLUX_FENCED_SANDBOX:-}" ]; then
   sandbox=$(mktemp -d "${TMPDIR:-/tmp}/qlux-e2e.XXXXXX")
-  trap 'cd / && rm -rf "$sandbox"' EXIT
+  trap qlux_exit EXIT
   if [ -z "${QLUX_NO_FENCE:-}" ] && unshare -m --propagation private true 2>/dev/null; then
     # The sandbox goes here, outside, once the fenced run has ended: inside,
     # its mount point can't be removed.

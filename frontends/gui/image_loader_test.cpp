@@ -5,8 +5,13 @@
 
 #include <gtest/gtest.h>
 #include <unistd.h>
+#ifndef _WIN32
+#include <spawn.h>
+#include <sys/wait.h>
+#endif
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -52,9 +57,14 @@ class ImageFiles : public ::testing::Test {
     if (!file) return out;
     std::fwrite(pixels.data(), 1, pixels.size(), file);
     std::fclose(file);
-    std::string command = "convert " + inOptions + " " + inFormat + ":'" + in + "' " + outOptions + " " + outFormat +
-                          ":'" + outName + "'";
-    EXPECT_EQ(0, std::system(command.c_str())) << command;
+    // The options are words separated by blanks; convert is started with
+    // them as its arguments, no shell reads the names.
+    std::vector<std::string> words = {"convert"};
+    addWords(inOptions, &words);
+    words.push_back(std::string(inFormat) + ":" + in);
+    addWords(outOptions, &words);
+    words.push_back(std::string(outFormat) + ":" + outName);
+    EXPECT_EQ(0, run(words)) << "convert " << inOptions << " " << inFormat << " " << outOptions << " " << outFormat;
     file = std::fopen(outName.c_str(), "rb");
     if (!file) return out;
     for (int c; (c = std::fgetc(file)) != EOF;) out.push_back(static_cast<unsigned char>(c));
@@ -63,6 +73,33 @@ class ImageFiles : public ::testing::Test {
   }
 
   std::string directory;
+
+ private:
+  static void addWords(const std::string& text, std::vector<std::string>* out) {
+    size_t start = 0;
+    while (start < text.size()) {
+      size_t end = text.find(' ', start);
+      if (end == std::string::npos) end = text.size();
+      if (end > start) out->push_back(text.substr(start, end - start));
+      start = end + 1;
+    }
+  }
+  // Runs the words as a program found on the PATH; its exit code, or -1.
+  static int run(const std::vector<std::string>& words) {
+#ifdef _WIN32
+    return -1;
+#else
+    std::vector<char*> argv;
+    for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    pid_t pid;
+    if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -1;
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0)
+      if (errno != EINTR) return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+  }
 };
 
 // What a PNG header says: bit depth, colour type, interlace method.
