@@ -24,7 +24,7 @@ cd "$(dirname "$0")/.."
 top=$(pwd)
 
 all_targets=(fuzz_package_bare fuzz_package_image fuzz_xml fuzz_conditions fuzz_rtf
-             fuzz_action_log fuzz_backup_restore fuzz_ini fuzz_command_line)
+             fuzz_action_log fuzz_backup_restore fuzz_ini fuzz_command_line fuzz_config_replay)
 
 if [ $# -lt 1 ] || ! [[ "$1" =~ ^[0-9]+$ ]] || [ "$1" -lt 1 ]; then
   echo "usage: scripts/fuzz.sh SECONDS [TARGET...]" >&2
