@@ -232,9 +232,10 @@ int qluxEntry(int argc, char** argv) {
   }
   delete engine;
   // Temporary files lie in this run's own directory, which goes with them.
-  // A first stage that started the second hands its directory over; a
-  // second stage run with -debug keeps the copies it was handed.
-  bool handedOver = options.uninstall && code == 0;
+  // A first stage that started the second hands its directory over (one
+  // that waited has removed it already); a second stage run with -debug
+  // keeps the copies it was handed.
+  bool handedOver = options.uninstall && code == kExitSuccess;
   bool keptForDebugging = !options.uninstall && options.uninstallFile && options.debug;
   if (!handedOver && !keptForDebugging) QUtils::removeRunDirectory();
   return code;

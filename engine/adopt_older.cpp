@@ -73,6 +73,14 @@ bool Installer::saveOlderInstallation() {
   std::string olderBackup;
   char logCopy[QUtils::kMaxPath];
   char backupCopy[QUtils::kMaxPath];
+  // What the log names is removed, and what the backup holds written back,
+  // by the new uninstaller: a log or backup that another user wrote, or
+  // could have, is not taken over.
+  QUtils::FileTrust trust = QUtils::checkFileTrust(olderLog);
+  if (trust != QUtils::kTrustedFile && trust != QUtils::kFileMissing) {
+    note("The kept installation's action log %s %s; it isn't taken over", olderLog, QUtils::describeFileTrust(trust));
+    return false;
+  }
   if (!readActionLines(olderLog, &lines, &olderBackup) || getTempFileName(logCopy, sizeof logCopy) != 0 ||
       !copyFile(olderLog, logCopy)) {
     note("The kept installation's action log %s can't be read; what only it made stays", olderLog);
@@ -80,7 +88,7 @@ bool Installer::saveOlderInstallation() {
   }
   keptOlderLog = logCopy;
   journal.temporaries.push_back(logCopy);
-  if (!olderBackup.empty() && QUtils::fileExists(olderBackup.c_str()) &&
+  if (!olderBackup.empty() && QUtils::checkFileTrust(olderBackup.c_str()) == QUtils::kTrustedFile &&
       getTempFileName(backupCopy, sizeof backupCopy) == 0 && copyFile(olderBackup.c_str(), backupCopy)) {
     keptOlderBackup = backupCopy;
     journal.temporaries.push_back(backupCopy);

@@ -41,6 +41,15 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
   try {
     if (!getApplicationLogFile(application, logPath, sizeof logPath))
       throw QUtils::GenericError("ERROR: Obtaining actionlog filename");
+    // The log says what to delete; the copy below would be this run's own
+    // file, so the original is judged here.
+    QUtils::FileTrust trust = QUtils::checkFileTrust(logPath);
+    if (trust != QUtils::kTrustedFile && trust != QUtils::kFileMissing) {
+      char message[QUtils::kMaxPath + 100];
+      QUtils::boundedFormat(message, sizeof message, "ERROR: The older installation's action log %s %s", logPath,
+                            QUtils::describeFileTrust(trust));
+      throw QUtils::GenericError(message);
+    }
     if (getTempFileName(tempLog, sizeof tempLog) != 0) {
       tempLog[0] = 0;
       throw QUtils::GenericError("ERROR: Unable to obtain temporary file");

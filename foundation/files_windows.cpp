@@ -322,8 +322,12 @@ bool adoptRunDirectory(const char* path) {
 void removeRunDirectory() {
   if (!runDirectory[0]) return;
   // Ignoring the result on purpose: a program that still runs from the
-  // directory (an uninstaller's second stage) keeps it.
-  (void)deleteTree(runDirectory);
+  // directory (an uninstaller's second stage) keeps it. Its file goes when
+  // the system restarts, and the directory, empty then, after it.
+  if (!deleteTree(runDirectory) && isDirectory(runDirectory)) {
+    TextConverter wide(runDirectory);
+    (void)MoveFileExW(wide.wide(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+  }
   runDirectory[0] = 0;
 }
 
