@@ -45,10 +45,8 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
     // file, so the original is judged here.
     QUtils::FileTrust trust = QUtils::checkFileTrust(logPath);
     if (trust != QUtils::kTrustedFile && trust != QUtils::kFileMissing) {
-      char message[QUtils::kMaxPath + 100];
-      QUtils::boundedFormat(message, sizeof message, "ERROR: The older installation's action log %s %s", logPath,
-                            QUtils::describeFileTrust(trust));
-      throw QUtils::GenericError(message);
+      note("The older installation's action log %s %s; it is not followed", logPath, QUtils::describeFileTrust(trust));
+      throw QUtils::GenericError("ERROR: The older installation's action log can't be trusted");
     }
     if (getTempFileName(tempLog, sizeof tempLog) != 0) {
       tempLog[0] = 0;

@@ -405,6 +405,13 @@ chmod 666 "$log"
 uninstall "$product" "Secure Product"
 check "orders: a log that others may write is refused" holds "$out" "can be changed by other users"
 check "orders: and the product stays" test -f "$product/readme.txt"
+# She adds root's secret to it; an upgrade, which removes the older
+# installation by that log, refuses it and removes nothing it names.
+as_attacker "$product/uninstall" sh -c 'printf "FILE\tCREATE\t%s\r\n" "$1/secret" >>install.log' sh "$victim"
+install
+check "orders: an upgrade refuses the older log that others may write" \
+  grep -q "action log $log can be changed by other users; it is not followed" "$product/uninstall/Secure Product-install.log"
+check "orders: and removes nothing by it" test -f "$victim/secret"
 chmod 600 "$log"
 chmod 666 "$product/uninstall/backup.bin"
 uninstall "$product" "Secure Product"
