@@ -74,6 +74,11 @@ TEST_F(OptionsTest, SecondStagePassesOnOnlyWhatItNeeds) {
   buildUninstallerCommandLine(line, sizeof line, "a", "b", windowed);
   EXPECT_STREQ("\"a\" -uninstallFile=\"b\" -uninstallApp=\"App\"", line);
 
+  // The result log's name reaches the second stage as one word.
+  RunOptions logged = parse("setup -uninstall=x.log -uninstallApp=App -log=\"/var/log/my run.log\"");
+  buildUninstallerCommandLine(line, sizeof line, "a", "b", logged);
+  EXPECT_STREQ("\"a\" -uninstallFile=\"b\" -uninstallApp=\"App\" -log=\"/var/log/my run.log\"", line);
+
   std::string longPath(5000, 'p');
   buildUninstallerCommandLine(line, sizeof line, longPath.c_str(), "b", windowed);
   EXPECT_EQ(4095u, std::string(line).size());
