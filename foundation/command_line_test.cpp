@@ -1,3 +1,6 @@
+// Tests of quoting and splitting command lines by the rules of
+// CommandLineToArgvW: backslashes before quotes, doubled quotes, the program
+// word, and the way back into the options' syntax.
 #include "foundation/command_line.h"
 
 #include <gtest/gtest.h>
