@@ -4,6 +4,8 @@
 // FILE and SHORTCUT line names one, each DIR line a directory that the
 // restore has to make again before the files can go back.
 //
+// A symbolic link among them (a Symlink shortcut) is saved as a link.
+//
 // The backup keeps no file modes. Where the system has an execute bit, the
 // directory list also names the saved files that had it, on lines
 // "EXECUTABLE<TAB>path" behind the directories, so that a restored program
@@ -84,7 +86,9 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
     stripLogLine(line);
     if (namesAFile(line)) {
       const char* path = thirdField(line);
-      if (!isReadable(path)) {
+      // A link (a Symlink shortcut) is saved as a link, whatever it leads to.
+      bool link = QUtils::isLink(path);
+      if (!link && !isReadable(path)) {
         QUtils::boundedFormat(message, sizeof message, "FAILED to back up %s: File does not exist", path);
         addError(message);
       } else {
@@ -97,7 +101,7 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
           addError(message);
           failed = true;
         } else {
-          if (BackupFile::isBackupFile(path)) {
+          if (!link && BackupFile::isBackupFile(path)) {
             // addFile passed it over: a backup of an earlier version is
             // kept aside whole, to be put back with the rest.
             char temporary[QUtils::kMaxPath];
@@ -110,7 +114,7 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
               log("WARNING: Could not keep a copy of the backup file %s", path);
             }
           }
-          if (QUtils::isExecutable(path)) executables.add(QUtils::CharString(path));
+          if (!link && QUtils::isExecutable(path)) executables.add(QUtils::CharString(path));
           QUtils::boundedFormat(message, sizeof message, "Back up %s", path);
         }
       }

@@ -16,10 +16,11 @@ magic="Halvo Software installer backup file."
 # uninstaller, packed beside the version's own files. Variants, each told
 # where it is used: "twice" (version 2 entering its Uninstall page twice),
 # "keepold" (version 2 whose ROOT has UseOld="" and another default),
-# "vendor" (version 1 in a vendor's folder), "slash" (version 1 named with
-# a '/') and "nolog" (version 1 whose log's folder is never made).
+# "link" (version 1 with a Symlink shortcut), "vendor" (version 1 in a
+# vendor's folder), "slash" (version 1 named with a '/') and "nolog"
+# (version 1 whose log's folder is never made).
 mkdir -p "$sandbox/installers"
-for version in v1 v2 twice keepold vendor slash nolog; do
+for version in v1 v2 twice keepold link vendor slash nolog; do
   case $version in twice | keepold | v2) from=v2 ;; *) from=v1 ;; esac
   stage="$sandbox/stage/$version"
   mkdir -p "$stage"
@@ -35,6 +36,9 @@ for version in v1 v2 twice keepold vendor slash nolog; do
         "$stage/install.xml" ;;
     keepold)
       sed -i 's|<Value Name="ROOT" DataType="value" UseOld="1">\$PROGRAMFILES/Lifecycle<|<Value Name="ROOT" DataType="value" UseOld="">$PROGRAMFILES/Elsewhere<|' \
+        "$stage/install.xml" ;;
+    link)
+      sed -i 's|<UninstallWildcards>|<Shortcuts><Add Type="Symlink" Dest="[ROOT]/links" Target="[ROOT]/bin">current</Add></Shortcuts>&|' \
         "$stage/install.xml" ;;
     vendor) sed -i 's|\$PROGRAMFILES/Lifecycle<|$PROGRAMFILES/Vendor/Lifecycle<|' "$stage/install.xml" ;;
     slash) sed -i 's|<Fullname>Lifecycle Product</Fullname>|<Fullname>Lifecycle/Product</Fullname>|' "$stage/install.xml" ;;
@@ -209,6 +213,19 @@ check "version 1's programs are executable again" \
   test "$(mode_of "$root/bin/tool.sh") $(mode_of "$root/uninstall/qlux-uninstall")" = "755 755"
 check "version 1's entry stays" test "$(cat "$(entry)" 2>/dev/null)" = "$entry_before"
 check "the obstacle is left alone" test -d "$QLUX_ROOT/opt/Lifecycle Shared/data.txt"
+
+# A Symlink shortcut of version 1 comes back as a link after a failed
+# upgrade, not as what it leads to.
+use_sandbox "revert-link"
+run_installer link -auto
+check "the shortcut is a link" test "$(readlink "$root/links/current")" = "$root/bin"
+before=$(contents "$root")
+mkdir -p "$QLUX_ROOT/opt/Lifecycle Shared/data.txt"
+run_installer v2 -auto -backup=1 -debug=1
+check "the upgrade over the link is reverted" grep -q "Unpacking backup of previous installation" \
+  "$TMPDIR/installer_debug.log"
+check "the link is back as a link, the rest as before" test "$(contents "$root")" = "$before"
+check "it leads where it led" test "$(readlink "$root/links/current")" = "$root/bin"
 
 # --- The Uninstall page entered again ------------------------------------------------
 # The user keeps version 1 on the first entry of the page and removes it on
