@@ -34,15 +34,35 @@ const char* readField(const char* field, char* out, int size) {
   return end;
 }
 
-void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object, int error) {
-  char message[QUtils::kMaxPath + kTextSize * 3];
-  QUtils::boundedFormat(message, sizeof message, "%s%s", ok ? verb.done : verb.failed, object ? object : "");
-  if (!ok) {
-    if (error > 0) QUtils::appendSystemError(message, sizeof message, error);
-    engine->addError(message);
-    engine->log("ERROR: %s", message);
+namespace {
+
+// A work message: the verb that `ok` chooses, the object, and on a failure
+// the system's words for `error` when that isn't 0.
+struct Message {
+  Message(const Verb& verb, bool ok, const char* object, int error) {
+    QUtils::boundedFormat(text, sizeof text, "%s%s", ok ? verb.done : verb.failed, object ? object : "");
+    if (!ok && error > 0) QUtils::appendSystemError(text, sizeof text, error);
   }
-  if (ui) ui->addFileLine(message, false);
+  char text[QUtils::kMaxPath + kTextSize * 3];
+};
+
+}  // namespace
+
+void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object, int error,
+            bool flush) {
+  Message message(verb, ok, object, error);
+  if (!ok) {
+    engine->addError(message.text);
+    engine->log("ERROR: %s", message.text);
+  }
+  if (ui) ui->addFileLine(message.text, flush);
+}
+
+void report(QUtils::Table<QUtils::CharString>* errorList, InstallerUI* ui, const Verb& verb, bool ok,
+            const char* object, int error, bool flush) {
+  Message message(verb, ok, object, error);
+  if (!ok && errorList) errorList->add(QUtils::CharString(message.text));
+  if (ui) ui->addFileLine(message.text, flush);
 }
 
 }  // namespace actiontext

@@ -1,8 +1,12 @@
-// Small helpers shared by the environment, INI and modify-file actions:
-// reading an action's texts out of the template, the verb pairs of their
-// work messages, and the reading of TAB-separated fields of a log line.
+// Small helpers shared by the environment, INI and modify-file actions and
+// by the uninstaller: reading an action's texts out of the template, the
+// verb pairs of their work messages and where those messages go, and the
+// reading of TAB-separated fields of a log line.
 #ifndef QLUX_ENGINE_ACTION_TEXTS_H_
 #define QLUX_ENGINE_ACTION_TEXTS_H_
+
+#include "foundation/charstring.h"
+#include "foundation/lists.h"
 
 class Installer;
 class InstallerUI;
@@ -34,9 +38,14 @@ const char* readField(const char* field, char* out, int size);
 
 // Builds "verb + object" into `message`, then reports it: a failure goes to
 // the error list and the debug log, with the system's words for `error`
-// when that isn't 0; every message goes to `ui` as a file line without a
-// flush.
-void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object, int error = 0);
+// when that isn't 0; every message goes to `ui` (may be null) as a file
+// line, which `flush` makes the front end show at once.
+void report(Installer* engine, InstallerUI* ui, const Verb& verb, bool ok, const char* object, int error = 0,
+            bool flush = false);
+// The same for work done without an engine: a failure goes to `errorList`
+// (may be null) only.
+void report(QUtils::Table<QUtils::CharString>* errorList, InstallerUI* ui, const Verb& verb, bool ok,
+            const char* object, int error = 0, bool flush = false);
 
 }  // namespace actiontext
 

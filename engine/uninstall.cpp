@@ -16,6 +16,7 @@
 #include <cstring>
 #include <string>
 
+#include "engine/action_texts.h"
 #include "engine/backup_file.h"
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
@@ -37,6 +38,17 @@ const char kCurrentVersionKey[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion"
 // Header line 1 of the log, the template copy's path, as the uninstaller
 // reads it.
 const int kTemplatePathSize = 512;
+
+// The work messages of an uninstallation.
+const actiontext::Verb kDelete = {"Delete ", "FAILED to delete "};
+const actiontext::Verb kMissing = {"Missing ", "Missing "};
+const actiontext::Verb kRemove = {"Remove ", "FAILED to remove "};
+const actiontext::Verb kKept = {"kept: ", "kept: "};
+const actiontext::Verb kDeleteMatching = {"Delete: ", "FAILED to delete: "};
+const actiontext::Verb kRestoreBackup = {"Restore ", "FAILED to restore all of the damaged backup "};
+const actiontext::Verb kUndoDamagedLine = {"Undo ", "FAILED to undo a damaged line of the action log: "};
+// Messages that can't fail go to no error list.
+QUtils::Table<QUtils::CharString>* const kNoErrorList = nullptr;
 
 struct LoggedDirectory {
   char path[QUtils::kMaxPath];
@@ -122,10 +134,6 @@ bool listed(const QUtils::Table<QUtils::CharString>& names, const char* path) {
   return false;
 }
 
-void addErrorTo(QUtils::Table<QUtils::CharString>* errorList, const char* text) {
-  if (errorList && text) errorList->add(QUtils::CharString(text));
-}
-
 // Whether `path` lies in (or is) one of the `folders`, compared as isSamePath
 // compares.
 bool isWithin(const char* path, const QUtils::Table<QUtils::CharString>* folders) {
@@ -172,12 +180,11 @@ bool reportKeptFolder(const char* path, InstallerUI* ui, QUtils::Table<QUtils::C
   if (!list.search(pattern) || list.isEmpty()) return false;
   if (kept) kept->add(QUtils::CharString(path));
   if (files == 0 && folders == 0) return true;  // what it holds was reported in its own folders
-  char message[QUtils::kMaxPath + 96];
+  char what[QUtils::kMaxPath + 96];
   int count = files > 0 ? files : folders;
-  const char* what = files > 0 ? (count == 1 ? "file" : "files") : (count == 1 ? "folder" : "folders");
-  QUtils::boundedFormat(message, sizeof message, "kept: %d %s that the installation did not make, in %s", count, what,
-                        path);
-  if (ui) ui->addFileLine(message, false);
+  const char* kind = files > 0 ? (count == 1 ? "file" : "files") : (count == 1 ? "folder" : "folders");
+  QUtils::boundedFormat(what, sizeof what, "%d %s that the installation did not make, in %s", count, kind, path);
+  actiontext::report(kNoErrorList, ui, kKept, true, what);
   return true;
 }
 
@@ -204,17 +211,8 @@ bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI
     }
   }
   if (console) console->printf("Dir: %s (%s)", path ? path : "", ok ? "ok" : "failed");
-  if (ui) {
-    ui->pumpEventsQuietly();
-    char message[QUtils::kMaxPath + 300];
-    std::snprintf(message, sizeof message, "%s%s", ok ? "Remove " : "FAILED to remove ", path ? path : "");
-    if (!ok) addErrorTo(errorList, message);
-    ui->addFileLine(message, false);
-  } else if (!ok) {
-    char message[QUtils::kMaxPath + 300];
-    std::snprintf(message, sizeof message, "FAILED to remove %s", path ? path : "");
-    addErrorTo(errorList, message);
-  }
+  if (ui) ui->pumpEventsQuietly();
+  actiontext::report(errorList, ui, kRemove, ok, path);
   return ok;
 }
 
@@ -377,30 +375,117 @@ void Installer::uninstallWildcards(InstallerUI* ui) {
       log("WARNING: UninstallWildcards entry with an unusable Dest \"%s\" passed over", dest);
       continue;
     }
+    // Ignoring the result on purpose: a wildcard entry tidies up what the
+    // product left behind; what it finds, or fails to delete, counts
+    // neither as an error nor as success of the uninstallation.
     QUtils::deleteMatching(dest, pattern, deleteDirs);
-    if (ui) {
-      char message[QUtils::kMaxPath * 2];
-      std::snprintf(message, sizeof message, "Delete: %s/%s", dest, pattern);
-      ui->addFileLine(message, n % kFlushEvery == 0);
-    }
+    char what[QUtils::kMaxPath * 2];
+    QUtils::boundedFormat(what, sizeof what, "%s/%s", dest, pattern);
+    actiontext::report(kNoErrorList, ui, kDeleteMatching, true, what, 0, n % kFlushEvery == 0);
   }
   if (ui) ui->addFileLine(nullptr, true);
 }
 
 namespace {
 
-// What uninstall() shares with the deletion of one FILE line.
+// What the steps of uninstall() share. The lines are counted in the first
+// pass; the second counts each DIR line again, as its removal at the end
+// moves the progress too.
 struct UndoRun {
+  UndoRun(Installer* owner, InstallerUI* frontEnd, QUtils::PConsole* quiet)
+      : engine(owner), ui(frontEnd), console(quiet) {}
   Installer* engine;
   InstallerUI* ui;
   QUtils::PConsole* console;  // a console without a file: its lines aren't kept
-  bool errors;
+  bool errors = false;
+  bool restored = false;  // the backup came back whole: OVER files stay
+  QUtils::Table<QUtils::CharString> wholeRecords;  // what a damaged backup did give back
+  bool environmentChanged = false;
+  QUtils::Table<LoggedDirectory> directories;
+  QUtils::Table<LoggedKey> keys;
+  int line = 0;   // the number of the action line, from 0
+  int total = 0;  // the action lines, and the DIR lines again
 };
 
-void deleteLoggedFile(UndoRun& run, const char* path, int line) {
+void setProgress(InstallerUI* ui, int line, int total) {
+  if (!ui || total < 1) return;
+  ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(line) / static_cast<float>(total) * 100.0f)));
+}
+
+// Puts replaced files back before their FILE lines are read: a restored
+// OVER file is the old file again and stays. A backup that is there but
+// damaged still gives back every record that is whole, and the files of
+// those records stay too; the user is told of the rest. The backup may put
+// back only what the log says the installation wrote: a record of any
+// other file is refused.
+void restoreBackup(UndoRun& run, const char* backupPath, FILE* log) {
+  if (backupPath[0]) {
+    QUtils::Table<QUtils::CharString> logged;
+    if (log) loggedPaths(log, &logged);
+    BackupFile backup;
+    bool opened = backup.openForRestore(backupPath) == 0;
+    if (opened) run.restored = backup.restore(run.console, run.ui, &run.wholeRecords, log ? &logged : nullptr) == 0;
+    backup.close();
+    if (!run.restored && (opened || QUtils::fileExists(backupPath))) {
+      actiontext::report(run.engine, run.ui, kRestoreBackup, false, backupPath, 0, true);
+      run.errors = true;
+    }
+  }
+  if (!run.restored) run.engine->log("Uninstall: no backup restored from \"%s\"", backupPath);
+}
+
+// A damaged line is undone in no part; the user is told, and the
+// uninstallation counts as failed, since what it did stays. Fields show as
+// words; other control characters of garbage don't go to a terminal.
+void reportDamagedLine(UndoRun& run, const char* line) {
+  char shown[Installer::kLogLineSize];
+  QUtils::copyText(shown, line, sizeof shown);
+  for (char* c = shown; *c; c++) {
+    if (*c == Installer::kLogTab)
+      *c = ' ';
+    else if (static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f)
+      *c = '?';
+  }
+  actiontext::report(run.engine, run.ui, kUndoDamagedLine, false, shown, 0, true);
+  run.errors = true;
+}
+
+// The first pass: counts the action lines from `start`, reports the
+// damaged ones, and repairs the modified files before anything is deleted.
+void repairModifiedFiles(UndoRun& run, FILE* file) {
+  char line[Installer::kLogLineSize];
+  bool damaged = false;
+  while (readActionLine(file, line, sizeof line, &damaged)) {
+    Installer::stripLogLine(line);
+    if (damaged) {
+      reportDamagedLine(run, line);
+    } else if (Installer::hasLogTag(line, Installer::kLogModifyFile) &&
+               !run.engine->undoModifyFile(Installer::nextLogField(line), run.ui)) {
+      run.errors = true;
+    }
+    run.total++;
+    if (run.ui && run.total % kFlushEvery == 0) run.ui->addFileLine(nullptr, true);
+  }
+}
+
+// --- Undoing one action line, one function for each tag. Each gets the
+// whole line.
+
+// DIR count path: noted, for the end, when the files are gone.
+void noteDirectory(UndoRun& run, const char* line) {
+  const char* countField = Installer::nextLogField(line);
+  const char* pathField = Installer::nextLogField(countField);
+  LoggedDirectory entry;
+  entry.count = std::atoi(countField);
+  QUtils::copyText(entry.path, pathField, sizeof entry.path);
+  run.directories.add(entry);
+  run.total++;
+}
+
+void deleteLoggedFile(UndoRun& run, const char* path) {
   if (run.ui) run.ui->pumpEventsQuietly();
   const char* state;
-  const char* verb;
+  const actiontext::Verb* verb = &kDelete;
   // The deletion is tried first: the system's call for a file never takes
   // a directory, so the directory check is only needed to word a failure,
   // and the files of a large product aren't each looked at twice.
@@ -408,63 +493,160 @@ void deleteLoggedFile(UndoRun& run, const char* path, int line) {
   if (!isDeletablePath(path)) {
     // Never a root or a relative name.
     state = "failed";
-    verb = "FAILED to delete ";
   } else if ((error = QUtils::deleteFile(path)) == 0) {
     state = "ok";
-    verb = "Delete ";
   } else if (QUtils::isDirectory(path) && !QUtils::isLink(path)) {
     // A FILE line names a file: a folder that stands at its name isn't the
     // installation's (the file never got written there), and stays.
     state = "missing";
-    verb = "Missing ";
   } else if (!QUtils::fileExists(path)) {
     state = "missing";
-    verb = "Missing ";
   } else if (run.engine->deleteRunningFile(run.ui, path, 2000)) {
     state = "ok";
-    verb = "Delete ";
   } else {
     state = "failed";
-    verb = "FAILED to delete ";
   }
   run.console->printf("File: %s (%s)", path, state);
-  char message[QUtils::kMaxPath + 300];
-  std::snprintf(message, sizeof message, "%s%s", verb, path);
-  if (std::strcmp(state, "failed") == 0) {
-    if (error > 0 && QUtils::fileExists(path)) QUtils::appendSystemError(message, sizeof message, error);
-    run.engine->addError(message);
-    run.errors = true;
-  }
-  if (run.ui) run.ui->addFileLine(message, line % kFlushEvery == 0);
+  bool failed = std::strcmp(state, "failed") == 0;
+  if (std::strcmp(state, "missing") == 0) verb = &kMissing;
+  if (failed) run.errors = true;
+  // The system's words are those of the first attempt, and only while the
+  // file is still there.
+  int reason = failed && error > 0 && QUtils::fileExists(path) ? error : 0;
+  actiontext::report(run.engine, run.ui, *verb, !failed, path, reason, run.line % kFlushEvery == 0);
 }
 
-// A damaged line is undone in no part; the user is told, and the
-// uninstallation counts as failed, since what it did stays.
-void reportDamagedLine(UndoRun& run, const char* line) {
-  char message[QUtils::kMaxPath + 64];
-  QUtils::boundedFormat(message, sizeof message, "FAILED to undo a damaged line of the action log: %s", line);
-  // Fields show as words; other control characters of garbage don't go to
-  // a terminal.
-  for (char* c = message; *c; c++) {
-    if (*c == Installer::kLogTab)
-      *c = ' ';
-    else if (static_cast<unsigned char>(*c) < 0x20 || *c == 0x7f)
-      *c = '?';
-  }
-  run.engine->log("WARNING: %s", message);
-  run.engine->addError(message);
-  run.errors = true;
-  if (run.ui) run.ui->addFileLine(message, true);
+// FILE mode path: a file the installation made goes; one it replaced goes
+// only when the backup didn't put the old one back. Other modes stay.
+void undoFileLine(UndoRun& run, const char* line) {
+  const char* mode = Installer::nextLogField(line);
+  const char* path = Installer::nextLogField(mode);
+  size_t modeLength = static_cast<size_t>(path - mode);
+  while (modeLength > 0 && mode[modeLength - 1] == Installer::kLogTab) modeLength--;
+  bool create =
+      modeLength == std::strlen(Installer::kLogCreate) && std::strncmp(mode, Installer::kLogCreate, modeLength) == 0;
+  bool over =
+      modeLength == std::strlen(Installer::kLogOver) && std::strncmp(mode, Installer::kLogOver, modeLength) == 0;
+  if (!*path)
+    run.engine->log("WARNING: FILE line without a path passed over");
+  else if (create || (over && !run.restored && !listed(run.wholeRecords, path)))
+    deleteLoggedFile(run, path);
 }
 
-void setProgress(InstallerUI* ui, int line, int total) {
-  if (!ui || total < 1) return;
-  ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(line) / static_cast<float>(total) * 100.0f)));
+// The undo calls of ENV, INI, SHORTCUT and FIREWALL lines report their own
+// failures to the error list and the front end. Ignoring their results on
+// purpose: such a failure doesn't make the uninstallation fail, which only
+// files, directories and modified files do; the user has been told.
+void undoEnvironmentLine(UndoRun& run, const char* line) {
+  run.engine->undoEnvironment(Installer::nextLogField(line), run.ui);
+  run.environmentChanged = true;
+}
+
+void undoIniLine(UndoRun& run, const char* line) { run.engine->undoIniChange(Installer::nextLogField(line), run.ui); }
+
+void undoShortcutLine(UndoRun& run, const char* line) {
+  run.engine->undoShortcut(Installer::nextLogField(line), run.ui);
+}
+
+void undoFirewallLine(UndoRun& run, const char* line) {
+  run.engine->undoFirewall(Installer::nextLogField(line), run.ui);
+}
+
+// The three TAB-separated fields behind `tag`; false (and a warning) if
+// there are more or fewer.
+bool registryFields(UndoRun& run, const char* line, const char* tag, QUtils::Table<QUtils::CharString>* fields) {
+  const char* rest = line + std::strlen(tag);
+  if (*rest == Installer::kLogTab) rest++;
+  if (QUtils::splitText(rest, Installer::kLogTab, *fields) == 3) return true;
+  run.engine->log("WARNING: (Dev) Wrong number of tokens in the install.log for %s", tag);
+  return false;
+}
+
+// REGKEY count place path: noted; keys go after all values are gone.
+void noteRegistryKey(UndoRun& run, const char* line) {
+  QUtils::Table<QUtils::CharString> fields;
+  if (!registryFields(run, line, Installer::kLogRegKey, &fields)) return;
+  LoggedKey key;
+  key.count = static_cast<uint16_t>(std::atoi(fields[0].getText()));
+  QUtils::copyText(key.place, fields[1].getText(), sizeof key.place);
+  QUtils::copyText(key.path, fields[2].getText(), sizeof key.path);
+  run.keys.add(key);
+}
+
+// REGVAL place path name: the value goes at once. A failure is logged and
+// is no error of the uninstallation.
+void deleteRegistryValueLine(UndoRun& run, const char* line) {
+  QUtils::Table<QUtils::CharString> fields;
+  if (!registryFields(run, line, Installer::kLogRegVal, &fields)) return;
+  if (run.engine->deleteRegistryValue(fields[0].getText(), fields[1].getText(), fields[2].getText()) != 0)
+    run.engine->log("WARNING: Could not delete registry value %s\\%s\\%s", fields[0].getText(), fields[1].getText(),
+                    fields[2].getText());
+}
+
+// The tags in the order a line is compared with them; a line of any other
+// tag, MODIFYFILE too (the first pass did it), has no effect here.
+struct LineUndo {
+  const char* tag;
+  void (*undo)(UndoRun& run, const char* line);
+};
+const LineUndo kLineUndos[] = {
+    {Installer::kLogDir, noteDirectory},         {Installer::kLogFile, undoFileLine},
+    {Installer::kLogEnv, undoEnvironmentLine},   {Installer::kLogIni, undoIniLine},
+    {Installer::kLogShortcut, undoShortcutLine}, {Installer::kLogFirewall, undoFirewallLine},
+    {Installer::kLogRegKey, noteRegistryKey},    {Installer::kLogRegVal, deleteRegistryValueLine},
+};
+
+void undoLine(UndoRun& run, const char* line) {
+  for (const LineUndo& kind : kLineUndos) {
+    if (Installer::hasLogTag(line, kind.tag)) return kind.undo(run, line);
+  }
+}
+
+// The second pass: every action line undone in the order it was done.
+// Damaged lines were reported by the first pass.
+void undoActionLines(UndoRun& run, FILE* file) {
+  char line[Installer::kLogLineSize];
+  bool damaged = false;
+  for (; readActionLine(file, line, sizeof line, &damaged); run.line++) {
+    Installer::stripLogLine(line);
+    if (!damaged) undoLine(run, line);
+    setProgress(run.ui, run.line, run.total);
+  }
+}
+
+// Keys made later go before the keys they were made in. A key that can't
+// go is logged and is no error of the uninstallation.
+void deleteLoggedKeys(UndoRun& run) {
+  for (int k = run.keys.getCount() - 1; k >= 0; k--) {
+    const LoggedKey& key = run.keys[k];
+    if (run.engine->deleteRegistryKeys(key.place, key.path, key.count) < 0)
+      run.engine->log("WARNING: Could not delete registry key %s\\%s", key.place, key.path);
+  }
+}
+
+// Directories last, the deepest of each line first. The program files
+// directory stays, however empty the last product leaves it.
+void removeLoggedDirectories(UndoRun& run) {
+  char programFiles[QUtils::kMaxPath];
+  if (run.engine->readRegistryValue("HKEY_LOCAL_MACHINE", kCurrentVersionKey, "ProgramFilesDir", programFiles,
+                                    sizeof programFiles, false) != 0)
+    programFiles[0] = 0;
+  QUtils::Table<QUtils::CharString> keptFolders;
+  for (int d = run.directories.getCount() - 1; d >= 0; d--, run.line++) {
+    if (Installer::removeDirectoryLevels(run.directories[d].path, run.directories[d].count, run.console, run.ui,
+                                         run.engine->errorList, &keptFolders,
+                                         programFiles[0] ? programFiles : nullptr) != 0)
+      run.errors = true;
+    setProgress(run.ui, run.line, run.total);
+    if (run.ui && (run.directories.getCount() - d) % kFlushEvery == 0) run.ui->addFileLine(nullptr, true);
+  }
 }
 
 }  // namespace
 
 int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
+  // Ignoring the result on purpose: it is always 0; a backup that must not
+  // be read leaves its reason in uninstallRefusal.
   PrepareUninstall(ui, backupPath);
   if (uninstallRefusal[0]) {
     addError(uninstallRefusal);
@@ -476,165 +658,43 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
     return -1;
   }
   QUtils::PFileConsole nullConsole;
-  UndoRun run{this, ui, &nullConsole, false};
-
-  // Put replaced files back before their FILE lines are read: a restored
-  // OVER file is the old file again and stays. A backup that is there but
-  // damaged still gives back every record that is whole, and the files of
-  // those records stay too; the user is told of the rest.
-  bool restored = false;
-  bool environmentChanged = false;
-  QUtils::Table<QUtils::CharString> wholeRecords;
-  if (uninstallBackupFile[0]) {
-    // The backup may put back only what the log says the installation
-    // wrote: a record of any other file is refused.
-    QUtils::Table<QUtils::CharString> logged;
-    if (package.actionLogFile) loggedPaths(package.actionLogFile, &logged);
-    BackupFile backup;
-    bool opened = backup.openForRestore(uninstallBackupFile) == 0;
-    if (opened) restored = backup.restore(&nullConsole, ui, &wholeRecords, package.actionLogFile ? &logged : nullptr) == 0;
-    backup.close();
-    if (!restored && (opened || QUtils::fileExists(uninstallBackupFile))) {
-      char message[QUtils::kMaxPath + 64];
-      QUtils::boundedFormat(message, sizeof message, "FAILED to restore all of the damaged backup %s",
-                            uninstallBackupFile);
-      addError(message);
-      if (ui) ui->addFileLine(message, true);
-      run.errors = true;
-    }
-  }
-  if (!restored) log("Uninstall: no backup restored from \"%s\"", uninstallBackupFile);
+  UndoRun run{this, ui, &nullConsole};
+  FILE* file = package.actionLogFile;
+  restoreBackup(run, uninstallBackupFile, file);
   if (ui) ui->setDestinationText("Uninstalling");
 
-  FILE* file = package.actionLogFile;
+  long start = 0;
   if (!file) {
     log("ERROR: Uninstall without an open action log");
     run.errors = true;
-  }
-
-  // First pass: count the action lines and repair modified files.
-  long start = 0;
-  int total = 0;
-  char line[kLogLineSize];
-  bool damaged = false;
-  if (file) {
+  } else {
     seekActionLines(file);
     start = std::ftell(file);
-    while (readActionLine(file, line, sizeof line, &damaged)) {
-      stripLogLine(line);
-      if (damaged) {
-        reportDamagedLine(run, line);
-      } else if (hasLogTag(line, kLogModifyFile) && !undoModifyFile(nextLogField(line), ui)) {
-        run.errors = true;
-      }
-      total++;
-      if (ui && total % kFlushEvery == 0) ui->addFileLine(nullptr, true);
-    }
+    repairModifiedFiles(run, file);
   }
-
   if (ui) {
     ui->addFileLine(nullptr, true);
     ui->beginProgress();
   }
-
-  // Second pass: everything else, in the order it was done.
-  QUtils::Table<LoggedDirectory> directories;
-  QUtils::Table<LoggedKey> keys;
-  int i = 0;
-  if (file && std::fseek(file, start, SEEK_SET) == 0) {
-    for (; readActionLine(file, line, sizeof line, &damaged); i++) {
-      stripLogLine(line);
-      if (damaged) {
-        // Reported by the first pass.
-      } else if (hasLogTag(line, kLogDir)) {
-        const char* countField = nextLogField(line);
-        const char* pathField = nextLogField(countField);
-        LoggedDirectory entry;
-        entry.count = std::atoi(countField);
-        QUtils::copyText(entry.path, pathField, sizeof entry.path);
-        directories.add(entry);
-        total++;
-      } else if (hasLogTag(line, kLogFile)) {
-        const char* mode = nextLogField(line);
-        const char* path = nextLogField(mode);
-        size_t modeLength = static_cast<size_t>(path - mode);
-        while (modeLength > 0 && mode[modeLength - 1] == kLogTab) modeLength--;
-        bool create = modeLength == std::strlen(kLogCreate) && std::strncmp(mode, kLogCreate, modeLength) == 0;
-        bool over = modeLength == std::strlen(kLogOver) && std::strncmp(mode, kLogOver, modeLength) == 0;
-        if (!*path)
-          log("WARNING: FILE line without a path passed over");
-        else if (create || (over && !restored && !listed(wholeRecords, path)))
-          deleteLoggedFile(run, path, i);
-      } else if (hasLogTag(line, kLogEnv)) {
-        undoEnvironment(nextLogField(line), ui);
-        environmentChanged = true;
-      } else if (hasLogTag(line, kLogIni)) {
-        undoIniChange(nextLogField(line), ui);
-      } else if (hasLogTag(line, kLogShortcut)) {
-        undoShortcut(nextLogField(line), ui);
-      } else if (hasLogTag(line, kLogFirewall)) {
-        undoFirewall(nextLogField(line), ui);
-      } else if (hasLogTag(line, kLogRegKey) || hasLogTag(line, kLogRegVal)) {
-        bool isKey = hasLogTag(line, kLogRegKey);
-        const char* rest = line + std::strlen(isKey ? kLogRegKey : kLogRegVal);
-        if (*rest == kLogTab) rest++;
-        QUtils::Table<QUtils::CharString> fields;
-        int count = QUtils::splitText(rest, kLogTab, fields);
-        if (count != 3) {
-          log("WARNING: (Dev) Wrong number of tokens in the install.log for %s", isKey ? kLogRegKey : kLogRegVal);
-        } else if (isKey) {
-          LoggedKey key;
-          key.count = static_cast<uint16_t>(std::atoi(fields[0].getText()));
-          QUtils::copyText(key.place, fields[1].getText(), sizeof key.place);
-          QUtils::copyText(key.path, fields[2].getText(), sizeof key.path);
-          keys.add(key);
-        } else if (deleteRegistryValue(fields[0].getText(), fields[1].getText(), fields[2].getText()) != 0) {
-          log("WARNING: Could not delete registry value %s\\%s\\%s", fields[0].getText(), fields[1].getText(),
-              fields[2].getText());
-        }
-      }
-      setProgress(ui, i, total);
-    }
-  }
+  if (file && std::fseek(file, start, SEEK_SET) == 0) undoActionLines(run, file);
   if (ui) ui->addFileLine(nullptr, true);
 
-  // Keys made later go before the keys they were made in.
-  for (int k = keys.getCount() - 1; k >= 0; k--) {
-    const LoggedKey& key = keys[k];
-    if (deleteRegistryKeys(key.place, key.path, key.count) < 0)
-      log("WARNING: Could not delete registry key %s\\%s", key.place, key.path);
-  }
-
+  deleteLoggedKeys(run);
   removeNewIniFiles(ui);
   uninstallWildcards(ui);
-
-  // Directories last, the deepest of each line first. The program files
-  // directory stays, however empty the last product leaves it.
-  char programFiles[QUtils::kMaxPath];
-  if (readRegistryValue("HKEY_LOCAL_MACHINE", kCurrentVersionKey, "ProgramFilesDir", programFiles,
-                        sizeof programFiles, false) != 0)
-    programFiles[0] = 0;
-  QUtils::Table<QUtils::CharString> keptFolders;
-  for (int d = directories.getCount() - 1; d >= 0; d--, i++) {
-    if (removeDirectoryLevels(directories[d].path, directories[d].count, &nullConsole, ui, errorList,
-                              &keptFolders, programFiles[0] ? programFiles : nullptr) != 0)
-      run.errors = true;
-    setProgress(ui, i, total);
-    if (ui && (directories.getCount() - d) % kFlushEvery == 0) ui->addFileLine(nullptr, true);
-  }
+  removeLoggedDirectories(run);
 
   if (ui) {
     ui->setOverallProgress(100);
     ui->endProgress();
   }
-  if (environmentChanged) {
+  if (run.environmentChanged) {
     if (ui) ui->setDestinationText("Updating environment");
+    // Ignoring the result on purpose: the environment has changed either
+    // way; the announcement only tells the programs that run now.
     notifyEnvironmentChange();
   }
-  if (ui) {
-    ui->setDestinationText(run.errors ? "There were errors during the uninstall."
-                                      : "The uninstall was successful.");
-  }
+  if (ui) ui->setDestinationText(run.errors ? "There were errors during the uninstall." : "The uninstall was successful.");
   if (run.errors) {
     setControlVariable(kCtlUninstallError, "1");
     return -1;
