@@ -149,6 +149,26 @@ TEST_F(UninstallTest, RemovesFilesAndDirectoriesRestoresBackupAndKeepsUserFiles)
   EXPECT_TRUE(debugLog.has("WARNING: (Dev) Wrong number of tokens in the install.log for REGVAL"));
 }
 
+// A firewall exception that the system won't remove: the user is told, in
+// the file lines and the debug log, and the rest of the uninstallation goes
+// on; such an undo doesn't make the uninstallation fail.
+class StuckFirewallInstaller : public TestInstaller {
+ public:
+  bool removeFirewallPort(const char*) override { return false; }
+};
+
+TEST_F(UninstallTest, AFailedUndoOfAnExceptionIsReportedAndTheRestGoes) {
+  extraLines = "FIREWALL\tPORT\tTCP 8080\r\n";
+  install();
+  StuckFirewallInstaller engine;
+  RecordingUI ui;
+  EXPECT_EQ(0, uninstall(engine, ui));
+  EXPECT_TRUE(hasLine(ui.lines, "FAILED to remove port from firewall: TCP 8080"));
+  EXPECT_TRUE(debugLog.has("WARNING: FAILED to remove port from firewall: TCP 8080"));
+  EXPECT_FALSE(exists(root + "/bin/deep/app.txt"));
+  EXPECT_NE("1", engine.value("UNINSTALL_ERROR"));
+}
+
 TEST_F(UninstallTest, WithoutItsBackupEveryInstalledFileGoesAndAMissingFileIsNoError) {
   install();
   // Without a backup to restore, an OVER file is deleted like any other.
