@@ -31,12 +31,60 @@ const char* const kKindNames[] = {"", "install", "uninstall", "revert"};
 const char* const kStageNames[] = {"preparing", "working", "placing", "done"};
 const char kEndLine[] = "END";
 
-void addLine(std::string* text, const char* name, const std::string& value) {
-  if (value.empty()) return;
+// The names of the journal's lines. The text fields and the lists are
+// written, read, checked and cleaned up from the tables below; the other
+// lines are read and written one by one.
+const char kKindField[] = "KIND";
+const char kStageField[] = "STAGE";
+const char kPidField[] = "PID";
+const char kCopiedField[] = "COPIED";  // original TAB temporary
+
+// A line that holds one text of the journal, written only when the text
+// isn't empty. `temporary`: the text names a temporary file of the run.
+struct TextField {
+  const char* name;
+  std::string Journal::*member;
+  bool temporary;
+};
+const TextField kTextFields[] = {
+    {"PRODUCT", &Journal::product, false},    {"LOG", &Journal::log, true},
+    {"BACKUP", &Journal::backup, true},       {"TEMPLATE", &Journal::templateCopy, true},
+    {"FINALLOG", &Journal::finalLog, false},  {"FINALBACKUP", &Journal::finalBackup, false},
+    {"OLDBACKUP", &Journal::oldBackup, true}, {"OLDDIRLIST", &Journal::oldDirList, true},
+};
+
+// A line that may stand any number of times, one entry of a list each.
+struct ListField {
+  const char* name;
+  std::vector<std::string> Journal::*member;
+};
+const ListField kTemporariesField = {"TEMP", &Journal::temporaries};
+const ListField kCreatedField = {"NEW", &Journal::created};
+const ListField kListFields[] = {kTemporariesField, kCreatedField};
+
+// The temporary files that the journal names (and the undo may read or
+// delete): the text fields so marked, the temporary side of each copied
+// pair, and the further temporary files.
+std::vector<std::string> temporaryFiles(const Journal& journal) {
+  std::vector<std::string> paths;
+  for (const TextField& field : kTextFields)
+    if (field.temporary) paths.push_back(journal.*field.member);
+  for (const auto& pair : journal.copied) paths.push_back(pair.second);
+  const std::vector<std::string>& further = journal.*kTemporariesField.member;
+  paths.insert(paths.end(), further.begin(), further.end());
+  return paths;
+}
+
+void putLine(std::string* text, const char* name, const std::string& value) {
   *text += name;
   *text += '=';
   *text += value;
   *text += '\n';
+}
+
+// A line for a value that is there; an empty one is left out.
+void addLine(std::string* text, const char* name, const std::string& value) {
+  if (!value.empty()) putLine(text, name, value);
 }
 
 // The index of `name` in `names`, or -1.
@@ -70,23 +118,33 @@ bool writeExactly(QUtils::PStream& stream, const void* buffer, uint32_t size) {
 
 std::string formatJournal(const Journal& journal) {
   std::string text = std::string(kJournalFormat) + "\n";
-  text += std::string("KIND=") + kKindNames[journal.kind] + "\n";
-  text += std::string("STAGE=") + kStageNames[journal.stage] + "\n";
-  text += "PID=" + std::to_string(journal.pid) + "\n";
-  addLine(&text, "PRODUCT", journal.product);
-  addLine(&text, "LOG", journal.log);
-  addLine(&text, "BACKUP", journal.backup);
-  addLine(&text, "TEMPLATE", journal.templateCopy);
-  addLine(&text, "FINALLOG", journal.finalLog);
-  addLine(&text, "FINALBACKUP", journal.finalBackup);
-  addLine(&text, "OLDBACKUP", journal.oldBackup);
-  addLine(&text, "OLDDIRLIST", journal.oldDirList);
-  for (const auto& pair : journal.copied) addLine(&text, "COPIED", pair.first + "\t" + pair.second);
-  for (const std::string& path : journal.temporaries) addLine(&text, "TEMP", path);
-  for (const std::string& path : journal.created) addLine(&text, "NEW", path);
+  putLine(&text, kKindField, kKindNames[journal.kind]);
+  putLine(&text, kStageField, kStageNames[journal.stage]);
+  putLine(&text, kPidField, std::to_string(journal.pid));
+  for (const TextField& field : kTextFields) addLine(&text, field.name, journal.*field.member);
+  for (const auto& pair : journal.copied) addLine(&text, kCopiedField, pair.first + "\t" + pair.second);
+  for (const ListField& field : kListFields) {
+    for (const std::string& value : journal.*field.member) addLine(&text, field.name, value);
+  }
   text += std::string(kEndLine) + "\n";
   return text;
 }
+
+namespace {
+
+// Sets the text or list field named `name`. Other names are passed over:
+// they can only come from a newer writer of the same format, and say
+// nothing that this reader acts on.
+void readTableField(const std::string& name, const std::string& value, Journal* journal) {
+  for (const TextField& field : kTextFields) {
+    if (name == field.name) journal->*field.member = value;
+  }
+  for (const ListField& field : kListFields) {
+    if (name == field.name) (journal->*field.member).push_back(value);
+  }
+}
+
+}  // namespace
 
 bool parseJournal(const std::string& text, Journal* out) {
   std::vector<QUtils::TextLine> lines = QUtils::splitTextLines(text);
@@ -106,46 +164,26 @@ bool parseJournal(const std::string& text, Journal* out) {
     if (equals == std::string::npos) return false;
     std::string name = line.substr(0, equals);
     std::string value = line.substr(equals + 1);
-    if (name == "KIND") {
+    if (name == kKindField) {
       int kind = findName(kKindNames, 4, value);
       if (kind < 0) return false;
       journal.kind = static_cast<Journal::Kind>(kind);
-    } else if (name == "STAGE") {
+    } else if (name == kStageField) {
       int stage = findName(kStageNames, 4, value);
       if (stage < 0) return false;
       journal.stage = static_cast<Journal::Stage>(stage);
       hasStage = true;
-    } else if (name == "PID") {
+    } else if (name == kPidField) {
       char* end = nullptr;
       journal.pid = std::strtol(value.c_str(), &end, 10);
       if (value.empty() || *end) return false;
-    } else if (name == "PRODUCT") {
-      journal.product = value;
-    } else if (name == "LOG") {
-      journal.log = value;
-    } else if (name == "BACKUP") {
-      journal.backup = value;
-    } else if (name == "TEMPLATE") {
-      journal.templateCopy = value;
-    } else if (name == "FINALLOG") {
-      journal.finalLog = value;
-    } else if (name == "FINALBACKUP") {
-      journal.finalBackup = value;
-    } else if (name == "OLDBACKUP") {
-      journal.oldBackup = value;
-    } else if (name == "OLDDIRLIST") {
-      journal.oldDirList = value;
-    } else if (name == "COPIED") {
+    } else if (name == kCopiedField) {
       size_t tab = value.find('\t');
       if (tab == std::string::npos) return false;
       journal.copied.push_back(std::make_pair(value.substr(0, tab), value.substr(tab + 1)));
-    } else if (name == "TEMP") {
-      journal.temporaries.push_back(value);
-    } else if (name == "NEW") {
-      journal.created.push_back(value);
+    } else {
+      readTableField(name, value, &journal);
     }
-    // Other names are passed over: they can only come from a newer writer
-    // of the same format, and say nothing that this reader acts on.
   }
   if (!ended || journal.kind == Journal::kNoKind || !hasStage) return false;
   *out = journal;
@@ -155,15 +193,15 @@ bool parseJournal(const std::string& text, Journal* out) {
 bool writeJournal(const char* path, const Journal& journal) {
   // A value with a line break would read back as lines of its own: a folder
   // name could then add a line that the next run acts on.
-  std::vector<const std::string*> values = {&journal.product,     &journal.log,       &journal.backup,
-                                            &journal.templateCopy, &journal.finalLog,  &journal.finalBackup,
-                                            &journal.oldBackup,    &journal.oldDirList};
+  std::vector<const std::string*> values;
+  for (const TextField& field : kTextFields) values.push_back(&(journal.*field.member));
   for (const auto& pair : journal.copied) {
     values.push_back(&pair.first);
     values.push_back(&pair.second);
   }
-  for (const std::string& path : journal.temporaries) values.push_back(&path);
-  for (const std::string& path : journal.created) values.push_back(&path);
+  for (const ListField& field : kListFields) {
+    for (const std::string& value : journal.*field.member) values.push_back(&value);
+  }
   for (const std::string* value : values)
     if (value->find_first_of("\r\n") != std::string::npos) return false;
   return path && path[0] && QUtils::replaceWholeFile(path, formatJournal(journal), QUtils::kPrivateFileMode);
@@ -192,7 +230,7 @@ int copyBackupRecords(const char* from, const char* to, BackupCopyMode mode) {
   BackupFile out;
   out.openForWriting(to);
   BackupFile in;
-  int copied = in.openForRestore(from) == 0 ? 0 : -1;
+  int copied = in.openForRestore(from) == 0 ? 0 : kBackupNotRead;
   int64_t total = copied == 0 ? in.size() : 0;
   // Each whole record in turn; the end record, a damaged field or a record
   // whose content doesn't all stand in the file ends the copy.
@@ -230,14 +268,15 @@ int copyBackupRecords(const char* from, const char* to, BackupCopyMode mode) {
     if (!writeExactly(out, header, 2 + nameSize) || !writeExactly(out, field, 12) ||
         (size > 0 && (QUtils::copyStream(&out, &in, size, &got, &written, BackupFile::kBlockSize) != 0 ||
                       got != size || written != size))) {
-      copied = -1;
+      copied = kBackupCopyFailed;
       break;
     }
     copied++;
   }
+  // Ignoring the result on purpose: the backup was only read.
   in.close();
-  if (out.hasError) copied = -1;
-  if (out.close() != 0) copied = -1;
+  bool written = !out.hasError;
+  if (out.close() != 0 || !written) copied = kBackupCopyFailed;
   return copied;
 }
 
@@ -340,11 +379,7 @@ std::string loggedBackupPath(const std::string& path) {
 std::string journalRefusal(const Journal& found, const char* journals) {
   QUtils::FileTrust trust = QUtils::checkFileTrust(found.file.c_str());
   if (trust != QUtils::kTrustedFile) return "the journal " + found.file + " " + QUtils::describeFileTrust(trust);
-  std::vector<std::string> temporaries = {found.log,       found.backup,     found.templateCopy,
-                                          found.oldBackup, found.oldDirList};
-  for (const auto& pair : found.copied) temporaries.push_back(pair.second);
-  temporaries.insert(temporaries.end(), found.temporaries.begin(), found.temporaries.end());
-  for (const std::string& path : temporaries) {
+  for (const std::string& path : temporaryFiles(found)) {
     if (path.empty()) continue;
     if (!isTemporaryPlace(path, journals)) return "it names " + path + ", which is no temporary file of a run";
     trust = QUtils::checkFileTrust(path.c_str());
@@ -387,11 +422,8 @@ void Installer::deleteJournalFiles(const Journal& found, bool removeRunDirectori
   // journal that says otherwise is not trusted with the user's files.
   char journals[QUtils::kMaxPath];
   if (!getJournalDirectory(journals, sizeof journals)) journals[0] = 0;
-  std::vector<std::string> paths = {found.log, found.backup, found.templateCopy, found.oldBackup, found.oldDirList};
-  for (const auto& pair : found.copied) paths.push_back(pair.second);
-  for (const std::string& path : found.temporaries) paths.push_back(path);
   std::vector<std::string> runDirectories;
-  for (const std::string& path : paths) {
+  for (const std::string& path : temporaryFiles(found)) {
     if (path.empty()) continue;
     if (!isTemporaryPlace(path, journals)) {
       if (isThere(path)) log("WARNING: The journal names %s, which is no temporary file; it is left", path.c_str());
@@ -544,6 +576,14 @@ void loadTemplateCopy(Installer* engine, const char* path) {
   }
 }
 
+// The backup's saved files could not all be copied for the restore: some
+// of them won't come back, and the recovery fails. Gives -1.
+int reportUnsealedBackup(Installer* engine, const std::string& backup, const std::string& sealed) {
+  engine->log("ERROR: Recovery: the saved files in %s could not be copied to %s; not all of them come back",
+              backup.c_str(), sealed.c_str());
+  return -1;
+}
+
 }  // namespace
 
 int Installer::recoverInterruptedRun(const Journal& found) {
@@ -573,8 +613,9 @@ int Installer::recoverInterruptedRun(const Journal& found) {
         // written half, or restored half, is the saved file again. A
         // restore that reaches its end also keeps the OVER files in place.
         std::string sealed = found.file + ".backup";
-        if (copyBackupRecords(found.backup.c_str(), sealed.c_str(), kForceRecords) < 0)
-          log("Recovery: no saved files in \"%s\"", found.backup.c_str());
+        int copied = copyBackupRecords(found.backup.c_str(), sealed.c_str(), kForceRecords);
+        if (copied == kBackupNotRead) log("Recovery: no saved files in \"%s\"", found.backup.c_str());
+        if (copied == kBackupCopyFailed) result = reportUnsealedBackup(this, found.backup, sealed);
         if (helper->uninstall(nullptr, sealed.c_str()) != 0) result = -1;
         helper->package.release();
         QUtils::deleteFile(sealed.c_str());
@@ -585,11 +626,22 @@ int Installer::recoverInterruptedRun(const Journal& found) {
     if (found.kind != Journal::kUninstall && isThere(found.oldBackup)) {
       log("Recovery: restoring the older installation from %s", found.oldBackup.c_str());
       std::string sealed = found.file + ".older";
-      copyBackupRecords(found.oldBackup.c_str(), sealed.c_str(), kForceRecords);
+      // A backup cut before its first record (the run ended while it was
+      // being begun) holds nothing, and nothing of the older installation
+      // was removed yet; restoring it then brings nothing back.
+      if (copyBackupRecords(found.oldBackup.c_str(), sealed.c_str(), kForceRecords) == kBackupCopyFailed)
+        result = reportUnsealedBackup(this, found.oldBackup, sealed);
       QUtils::copyText(helper->installedBackupFile, sealed.c_str(), sizeof helper->installedBackupFile);
       QUtils::copyText(helper->installedDirListFile, found.oldDirList.c_str(), sizeof helper->installedDirListFile);
       if (!helper->restoreInstalledFiles(nullptr)) result = -1;
-      for (const auto& pair : found.copied) helper->copyFile(pair.second.c_str(), pair.first.c_str());
+      for (const auto& pair : found.copied) {
+        if (helper->copyFile(pair.second.c_str(), pair.first.c_str())) continue;
+        log("ERROR: Recovery: the saved file %s could not be written back to %s", pair.second.c_str(),
+            pair.first.c_str());
+        result = -1;
+      }
+      // Ignoring the result on purpose: the sealed copy lies beside the
+      // journal, and the next recovery's copy replaces it.
       QUtils::deleteFile(sealed.c_str());
     }
     log("Recovery of %s ended%s", found.product.c_str(), result == 0 ? "" : " with errors");
@@ -650,7 +702,9 @@ int Installer::uninstallWithJournal(InstallerUI* ui) {
     record.finalBackup = backupPath;
     if (saveJournal(Journal::kPreparing)) {
       bool copied = copyOpenFile(file, logCopy);
-      copyBackupRecords(backupPath, backupCopy, kPendingRecords);
+      // A log without a backup (nothing was replaced) has none to copy.
+      if (copyBackupRecords(backupPath, backupCopy, kPendingRecords) == kBackupCopyFailed)
+        log("WARNING: The journal's copy of the backup %s is incomplete", backupPath);
       if (templatePath[0] && !copyFile(templatePath, templateCopy))
         log("WARNING: No copy of the template %s", templatePath);
       if (!copied || !saveJournal(Journal::kWorking)) {

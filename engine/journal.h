@@ -84,9 +84,11 @@ std::string journalFileName(const char* product);
 // record's check sum. kForceRecords keeps every record and gives it the
 // check sum of the file that stands there now, so that restore() writes
 // every saved file back over whatever is there. The number of records
-// copied; -1 if `from` isn't a backup (`to` is then a backup with no
-// records) or `to` can't be written.
+// copied; kBackupNotRead if `from` isn't a backup (`to` is then a backup
+// with no records), kBackupCopyFailed if `to` couldn't be written whole.
 enum BackupCopyMode { kPendingRecords, kForceRecords };
+const int kBackupNotRead = -1;
+const int kBackupCopyFailed = -2;
 int copyBackupRecords(const char* from, const char* to, BackupCopyMode mode);
 
 #endif  // QLUX_ENGINE_JOURNAL_H_

@@ -330,4 +330,55 @@ TEST_F(RecoveryTest, AnUntrustedJournalIsRefusedAndLeft) {
 #endif
 }
 
+// The recovery of an older installation that the run had removed: its
+// saved files come back, and one that can't be written back, or a backup
+// whose records can't be copied for the restore, is reported and fails the
+// recovery instead of passing for success.
+TEST_F(RecoveryTest, ASavedFileThatCantBeWrittenBackFailsTheRecovery) {
+  std::string app = here("machine/app.txt");
+  ASSERT_EQ(0, QUtils::createPath(here("machine/").c_str(), nullptr));
+  writeFile(app, "old app");
+  std::string oldBackup = inRun("qli2.tmp");
+  BackupFile backup;
+  backup.openForWriting(oldBackup.c_str());
+  QUtils::ErrorChain error;
+  backup.addFile(error, app.c_str(), QUtils::kMaxPath, 0, false);
+  ASSERT_EQ(0, backup.close());
+  QUtils::deleteFile(app.c_str());
+  std::string dirList = inRun("qli3.tmp");
+  writeFile(dirList, here("machine/") + "\n");
+  std::string savedLog = inRun("qli4.tmp");
+  writeFile(savedLog, "the older installation's log");
+  writeFile(here("machine/blocked"), "a file where the log's folder goes");
+
+  Journal journal;
+  journal.kind = Journal::kInstall;
+  journal.stage = Journal::kWorking;
+  journal.product = "Demo";
+  journal.oldBackup = oldBackup;
+  journal.oldDirList = dirList;
+  journal.copied = {{here("machine/blocked/install.log"), savedLog}};
+  journal.file = path;
+  ASSERT_TRUE(writeJournal(path, journal));
+  EXPECT_EQ(-1, engine.recoverInterruptedRun(journal));
+  EXPECT_EQ("old app", readFile(app));
+  EXPECT_NE(std::string::npos, debugLog.all.find("ERROR: Recovery: the saved file " + savedLog)) << debugLog.all;
+
+  // The restore's copy of the backup lies beside the journal: a folder
+  // there keeps it from being written.
+  QUtils::deleteFile(app.c_str());
+  journal.copied.clear();
+  backup.openForWriting(oldBackup.c_str());
+  writeFile(app, "old app");
+  backup.addFile(error, app.c_str(), QUtils::kMaxPath, 0, false);
+  ASSERT_EQ(0, backup.close());
+  QUtils::deleteFile(app.c_str());
+  writeFile(dirList, here("machine/") + "\n");
+  ASSERT_EQ(0, QUtils::createPath((std::string(path) + ".older/").c_str(), nullptr));
+  ASSERT_TRUE(writeJournal(path, journal));
+  EXPECT_EQ(-1, engine.recoverInterruptedRun(journal));
+  EXPECT_FALSE(QUtils::fileExists(app.c_str()));
+  EXPECT_NE(std::string::npos, debugLog.all.find("ERROR: Recovery: the saved files in " + oldBackup)) << debugLog.all;
+}
+
 }  // namespace

@@ -74,7 +74,9 @@ int Installer::revertInstallation(InstallerUI* ui) {
       } else {
         if (journaled) {
           // The backup copy holds what this undo is going to put back.
-          copyBackupRecords(backupPath, backupCopy, kPendingRecords);
+          // An installation that replaced nothing has no backup to copy.
+          if (copyBackupRecords(backupPath, backupCopy, kPendingRecords) == kBackupCopyFailed)
+            log("WARNING: The journal's copy of the backup %s is incomplete", backupPath);
           if (!writePackageTemplate(this, templateCopy)) log("WARNING: No copy of the template for the journal");
           saveJournal(Journal::kWorking);
         }
