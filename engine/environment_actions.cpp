@@ -93,6 +93,8 @@ int Installer::applyEnvironmentActions(QUtils::PConsole* console, InstallerUI* u
     }
     if (ui) ui->addFileLine(nullptr, true);
   }
+  // Ignoring the result on purpose: the values are stored either way; the
+  // announcement only reaches the programs that run now.
   if (!anyFailed && changed) notifyEnvironmentChange();
   return anyFailed ? 1 : 0;
 }

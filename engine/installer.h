@@ -269,12 +269,8 @@ class Installer : public InstallExchangeInfo {
   // installFiles (declared with the work that pages start) writes every file
   // entry to its expanded Dest, logs and backs up what it does, and moves
   // the action log and the backup file to their places.
-  // Frees and deletes a file that can't be replaced, taking it for a
-  // running program: one whose path holds ".exe" is ended if it runs, and
-  // waited for up to `timeoutMs` while `ui` (may be null) pumps events.
-  // True if the file is gone. A system whose running programs don't hold
-  // their files' names can free the name without ending the program.
-  virtual bool deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs);
+  // (deleteRunningFile frees a file that a running program holds: see the
+  // platform operations.)
 
   // An installation over the registered installation of this product
   // that the user chose to keep (olderInstallationKept) takes it over
@@ -311,12 +307,6 @@ class Installer : public InstallExchangeInfo {
   // temporary files and its stage; cleanup() removes it. A later run that
   // finds the journal of a process that no longer runs undoes that work
   // (installation, revert's undo) or finishes it (uninstallation).
-  // Platform operations: the directory of the journals (made when a journal
-  // is written), false where the system keeps none; this process's id, and
-  // whether a process of that id runs.
-  virtual bool getJournalDirectory(char* buffer, int size) { return false; }
-  virtual long getProcessId() { return 0; }
-  virtual bool isProcessRunning(long pid) { return false; }
   // The journal's path for `product`; false without a journal directory.
   bool getJournalPath(const char* product, char* buffer, int size);
   // Looks for the journal of `product`. kInterruptedRunFound if a process
@@ -453,8 +443,6 @@ class Installer : public InstallExchangeInfo {
   // (undoIniChange gathers them in newIniFiles), each only if no key is
   // left in it.
   void removeNewIniFiles(InstallerUI* ui);
-  // Tells running programs that the machine-wide environment changed.
-  virtual bool notifyEnvironmentChange() { return true; }
   // One environment action: `mode` 1 Replace, 2 Append, 3 Insert (others
   // only give NONE). `out` receives the log form; the work message goes to
   // `ui` (may be null), a failure also to errorList. True on success.
@@ -470,27 +458,9 @@ class Installer : public InstallExchangeInfo {
   // target is replaced only by a complete new version. True on success.
   virtual bool modifyFile(const char* target, const char* modificationFile, int mode, char* out, int outSize,
                           InstallerUI* ui);
-  // The machine-wide environment store. getEnvironmentValue gives the
-  // length of a text value (the value itself only if it is shorter than
-  // `size`), or -1 if there is no such text value. The base keeps the
-  // variables in the registry key kEnvironmentKey of HKEY_LOCAL_MACHINE;
-  // setEnvironmentValue keeps the type (REG_SZ or REG_EXPAND_SZ) that a
-  // value has, and makes a new one REG_EXPAND_SZ only if it holds a '%'.
+  // (The machine-wide environment store is read and written through the
+  // platform operations.)
   static constexpr const char* kEnvironmentKey = "SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
-  virtual int getEnvironmentValue(const char* name, char* out, int size);
-  virtual bool setEnvironmentValue(const char* name, const char* value);
-  virtual bool deleteEnvironmentValue(const char* name);
-  // What separates the items of a list variable such as PATH.
-  virtual char getEnvironmentListSeparator() { return ';'; }
-  // Whether an empty item of such a list is harmless. Where it is (Windows),
-  // undoing an appended item leaves its separator behind, as the log holds
-  // only the item; where an empty item means something (on Linux, the
-  // current directory), the separator goes with the item.
-  virtual bool allowsEmptyListItems() { return true; }
-  // The value that a list variable has for the system's programs while the
-  // store doesn't hold it: a new list of that name starts with it. Empty
-  // where the store holds every value (Windows).
-  virtual std::string getUndefinedListValue(const char* name) { return std::string(); }
   // The system's reading of an INI value: true if the key has a value that
   // isn't empty (cut to `size` - 1 bytes).
   virtual bool readProfileValue(const char* file, const char* section, const char* key, char* out, int size);
@@ -515,23 +485,7 @@ class Installer : public InstallExchangeInfo {
   };
   static const uint8_t kFirewallTcp = 1;
   static const uint8_t kFirewallUdp = 2;
-  // Platform operations. createShortcut makes the link of `type` ("File",
-  // "URL", "Uninstall", "Symlink") at `linkPath`, reports it through
-  // reportShortcut and gives its log form ("CREATE" TAB link path) in `out`.
-  // The base makes nothing and fails, as do the base firewall operations.
-  virtual bool createShortcut(const char* type, const char* linkPath, const char* target, const char* description,
-                              const char* arguments, const char* startPath, char* out, int outSize,
-                              InstallerUI* ui);
-  virtual bool addFirewallApplication(const char* path, const char* name);
-  virtual bool removeFirewallApplication(const char* path);
-  virtual bool addFirewallPort(const FirewallPort& port);
-  virtual bool removeFirewallPort(const char* text);
-  // Whether the system's firewall filters by program, and whether a
-  // firewall filters ports at all now. Where one doesn't, the operations
-  // above succeed without a change (the platform logs why), and the user is
-  // told that no rule was needed.
-  virtual bool firewallFiltersPrograms() { return true; }
-  virtual bool firewallFiltersPorts() { return true; }
+  // (Links and firewall rules are made by the platform operations.)
   // The end of every createShortcut: the log form on success, the work line
   // to `ui` (may be null) and a failure to errorList. Gives `made`.
   bool reportShortcut(bool made, const char* linkPath, char* out, int outSize, InstallerUI* ui);
@@ -561,14 +515,7 @@ class Installer : public InstallExchangeInfo {
   static constexpr int RUN_PROGRESS = 16;         // move the overall progress while waiting
   static constexpr int RUN_NO_ERROR_OUTPUT = 32;  // the program's error output is dropped
   static constexpr int RUN_NO_INPUT = 64;         // the program reads the null device, not the terminal
-  // A platform operation: starts `path` with `arguments` (null or empty: none)
-  // in `workDir` (null: the installer's own), or with RUN_DOCUMENT opens it.
-  // With RUN_ASYNCHRONOUS it waits while `ui` (may be null) pumps events,
-  // pausing `intervalMs` between polls. True if the program started and,
-  // where it was waited for, ended with 0. The base has no system to start
-  // programs on and fails.
-  virtual bool runProgram(const char* path, const char* arguments, int flags, const char* workDir, InstallerUI* ui,
-                          int intervalMs);
+  // (runProgram, a platform operation, starts one program.)
 
   // ---- Dialog flow (dialog_flow.cpp) ----
   // The walk over the wizard's pages, `count` pages forward or back. Work
@@ -683,34 +630,20 @@ class Installer : public InstallExchangeInfo {
   // and its meaning in `text` (cut to `size`).
   int getExitCode(int runResult, char* text, int size) override;
 
-  // ---- Platform operations: a subclass per system gives the bodies ----
-  // Whether a program with this executable name (with extension, compared
-  // without case) runs; with a directory, only one whose path contains it.
-  virtual bool isAppRunning(const char* name, const char* directory) { return false; }
-  // Ends the first process running that executable; with asService its
-  // program is first asked to stop itself. True if one was ended.
-  virtual bool terminateApp(const char* name, bool asService) { return false; }
-  // The system's registry; null where there is none (every read fails).
-  virtual RegistryAccess* getRegistry() { return nullptr; }
-  int getTempFileName(char* buffer, int size) override { return -1; }
-  void openHelp(InstallerUI* ui) override {}
+  // ---- Platform operations ----
+  // What the engine asks of the system. A subclass per system gives the
+  // bodies (Wini: platform/windows, LinuxInstaller: platform/linux); the
+  // base has no system behind it, so a base body that can't do the work
+  // fails, and one that only looks finds nothing. The base bodies of
+  // getTempFileName and openHelp are in exchange.h.
+
+  // Files and the configuration.
   // The configuration file's path; empty when there is none. Always true.
   virtual bool getConfigFile(char* buffer, int size) = 0;
-  // The value of the built-in WX_PORT: the toolkit's port name.
-  virtual const char* getToolkitPort() { return "win"; }
-  // Copies a file whole. True if both opened and nothing failed.
+  int getTempFileName(char* buffer, int size) override { return -1; }
+  void openHelp(InstallerUI* ui) override {}
+  // Copies a file whole, replacing the target. True if it all arrived.
   virtual bool copyFile(const char* from, const char* to);
-  // Removes one registered older installation in this process, through a
-  // second engine object (uninstall_application.cpp). The result of its
-  // uninstall, or -1 without a second engine; may throw GenericError.
-  virtual int uninstallApplication(InstallerUI* ui, const char* application);
-  // A new engine of the same platform class, made as this one was; null
-  // where the system has none. The caller owns it.
-  virtual Installer* createEngine() { return nullptr; }
-  // Runs the registered uninstaller of `name` (null: this product) in its
-  // own process and waits for it through the two hand-over events. True if
-  // the process started.
-  virtual bool runRegisteredUninstaller(const char* name) { return true; }
   // The name under which a file entry is written in its directory: the
   // entry's fileName, unless the system drops a ".exe" that StripExeExt asks
   // to drop. Decided before the write, so the action log names the file
@@ -719,6 +652,100 @@ class Installer : public InstallExchangeInfo {
   // Called for every file entry that stands in place, written now or found
   // identical: a system with permission bits marks Executable entries.
   virtual void onFileWritten(const char* path, const FILENAMES& entry) {}
+  // Frees and deletes a file that can't be replaced, taking it for a
+  // running program: one whose path holds ".exe" is ended if it runs, and
+  // waited for up to `timeoutMs` while `ui` (may be null) pumps events.
+  // True if the file is gone. A system whose running programs don't hold
+  // their files' names can free the name without ending the program.
+  virtual bool deleteRunningFile(InstallerUI* ui, const char* path, int timeoutMs);
+
+  // Programs and processes.
+  // Starts `path` with `arguments` (null or empty: none) in `workDir`
+  // (null: the installer's own), or with RUN_DOCUMENT opens it. With
+  // RUN_ASYNCHRONOUS it waits while `ui` (may be null) pumps events, pausing
+  // `intervalMs` between polls. True if the program started and, where it
+  // was waited for, ended with 0. The base starts nothing and fails.
+  virtual bool runProgram(const char* path, const char* arguments, int flags, const char* workDir, InstallerUI* ui,
+                          int intervalMs);
+  // Whether a program with this executable name (with extension, compared
+  // without case) runs; with a directory, only one whose path contains it.
+  // The base sees no programs: false.
+  virtual bool isAppRunning(const char* name, const char* directory) { return false; }
+  // Ends the first process running that executable; with asService its
+  // program is first asked to stop itself. True if one was ended; the base
+  // ends none.
+  virtual bool terminateApp(const char* name, bool asService) { return false; }
+  // This process's id, and whether a process of that id runs. The base has
+  // no id (0) and sees no process.
+  virtual long getProcessId() { return 0; }
+  virtual bool isProcessRunning(long pid) { return false; }
+  // Runs the registered uninstaller of `name` (null: this product) in its
+  // own process and waits for it through the two hand-over events. True if
+  // the process started; the base starts none and fails.
+  virtual bool runRegisteredUninstaller(const char* name) { return false; }
+  // A new engine of the same platform class, made as this one was; null
+  // where the system has none. The caller owns it.
+  virtual Installer* createEngine() { return nullptr; }
+  // Removes one registered older installation in this process, through a
+  // second engine object (uninstall_application.cpp). The result of its
+  // uninstall, or -1 without a second engine; may throw GenericError.
+  virtual int uninstallApplication(InstallerUI* ui, const char* application);
+
+  // Where the engine keeps its state between runs.
+  // The system's registry; null where there is none (every read fails).
+  virtual RegistryAccess* getRegistry() { return nullptr; }
+  // The directory of the journals (made when a journal is written); false
+  // where the system keeps none, as the base does.
+  virtual bool getJournalDirectory(char* buffer, int size) { return false; }
+
+  // The machine-wide environment store. getEnvironmentValue gives the
+  // length of a text value (the value itself only if it is shorter than
+  // `size`), or -1 if there is no such text value. The base keeps the
+  // variables in the registry key kEnvironmentKey of HKEY_LOCAL_MACHINE;
+  // setEnvironmentValue keeps the type (REG_SZ or REG_EXPAND_SZ) that a
+  // value has, and makes a new one REG_EXPAND_SZ only if it holds a '%'.
+  // The setters give false when the value couldn't be stored or removed.
+  virtual int getEnvironmentValue(const char* name, char* out, int size);
+  virtual bool setEnvironmentValue(const char* name, const char* value);
+  virtual bool deleteEnvironmentValue(const char* name);
+  // Tells running programs that the machine-wide environment changed. True
+  // if they were told, or there is nobody to tell; the base can't tell
+  // anybody and gives false.
+  virtual bool notifyEnvironmentChange() { return false; }
+  // What separates the items of a list variable such as PATH.
+  virtual char getEnvironmentListSeparator() { return ';'; }
+  // Whether an empty item of such a list is harmless. Where it is (Windows),
+  // undoing an appended item leaves its separator behind, as the log holds
+  // only the item; where an empty item means something (on Linux, the
+  // current directory), the separator goes with the item.
+  virtual bool allowsEmptyListItems() { return true; }
+  // The value that a list variable has for the system's programs while the
+  // store doesn't hold it: a new list of that name starts with it. Empty
+  // where the store holds every value (Windows).
+  virtual std::string getUndefinedListValue(const char* name) { return std::string(); }
+
+  // Shortcuts and the firewall.
+  // Makes the link of `type` ("File", "URL", "Uninstall", "Symlink") at
+  // `linkPath`, reports it through reportShortcut and gives its log form
+  // ("CREATE" TAB link path) in `out`. The base makes nothing and fails.
+  virtual bool createShortcut(const char* type, const char* linkPath, const char* target, const char* description,
+                              const char* arguments, const char* startPath, char* out, int outSize,
+                              InstallerUI* ui);
+  // Rules of the firewall for a program and for a port, made and removed.
+  // True on success; the base changes nothing and fails.
+  virtual bool addFirewallApplication(const char* path, const char* name);
+  virtual bool removeFirewallApplication(const char* path);
+  virtual bool addFirewallPort(const FirewallPort& port);
+  virtual bool removeFirewallPort(const char* text);
+  // Whether the system's firewall filters by program, and whether a
+  // firewall filters ports at all now. Where one doesn't, the operations
+  // above succeed without a change (the platform logs why), and the user is
+  // told that no rule was needed.
+  virtual bool firewallFiltersPrograms() { return true; }
+  virtual bool firewallFiltersPorts() { return true; }
+
+  // The value of the built-in WX_PORT: the toolkit's port name.
+  virtual const char* getToolkitPort() { return "win"; }
 
   // ---- Members ----
   Package package;  // files, runFlags, actionLogFile

@@ -32,6 +32,9 @@ class LinuxInstaller : public Installer {
   int getEnvironmentValue(const char* name, char* out, int size) override;
   bool setEnvironmentValue(const char* name, const char* value) override;
   bool deleteEnvironmentValue(const char* name) override;
+  // Sessions read the environment file when they start; a running program
+  // has nothing to be told.
+  bool notifyEnvironmentChange() override { return true; }
   char getEnvironmentListSeparator() override { return ':'; }
   // An empty item of PATH names the current directory.
   bool allowsEmptyListItems() override { return false; }
