@@ -507,7 +507,7 @@ bool Installer::deleteRunningFile(InstallerUI* ui, const char* path, int timeout
   // A recovery run from an installed uninstaller meets its own program in
   // the log: this program never ends itself to free its own file.
   char self[QUtils::kMaxPath];
-  if (QUtils::getModulePath(self, sizeof self) && QUtils::isSamePathText(self, path)) return false;
+  if (QUtils::getModulePath(self, sizeof self) && QUtils::isSamePath(self, path)) return false;
 
   if (isAppRunning(name, nullptr) && (terminateApp(name, false) || terminateApp(name, true))) {
     int sleepMs = timeoutMs / 20 < kMaxSleepMs ? timeoutMs / 20 : kMaxSleepMs;

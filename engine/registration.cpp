@@ -172,7 +172,7 @@ bool isOwnFolder(const char* folder, const char* programFiles) {
   if (!programFiles || !*programFiles) return true;
   std::string holder = programFiles;
   while (!holder.empty()) {
-    if (QUtils::isSamePathText(folder, holder.c_str())) return false;
+    if (QUtils::isSamePath(folder, holder.c_str())) return false;
     size_t cut = holder.find_last_of("/\\");
     holder.resize(cut == std::string::npos ? 0 : cut);
   }

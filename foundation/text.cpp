@@ -80,17 +80,6 @@ int normalizeSeparators(char* text, char separator) {
   return changes;
 }
 
-bool isSamePathText(const char* a, const char* b) {
-  if (!a || !b) return false;
-  for (; *a && *b; a++, b++) {
-    if (isSeparator(*a) && isSeparator(*b)) continue;
-    char x = *a >= 'A' && *a <= 'Z' ? static_cast<char>(*a - 'A' + 'a') : *a;
-    char y = *b >= 'A' && *b <= 'Z' ? static_cast<char>(*b - 'A' + 'a') : *b;
-    if (x != y) return false;
-  }
-  return *a == *b;
-}
-
 bool isSameCleanPath(const char* a, const char* b) {
   char left[kMaxPath];
   char right[kMaxPath];

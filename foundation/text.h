@@ -41,10 +41,6 @@ int cleanPath(char* text);
 int appendPath(char* text, const char* name, int size);
 // The part of `path` behind its last separator: the file's own name.
 const char* baseName(const char* path);
-// Whether two paths are the same text but for the case of ASCII letters and
-// the kind of separator, as Windows names one file. Null texts are never
-// alike.
-bool isSamePathText(const char* a, const char* b);
 // Whether two paths are one once cleaned: blanks at the ends and the kind
 // and doubling of separators don't count; case does.
 bool isSameCleanPath(const char* a, const char* b);
