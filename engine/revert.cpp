@@ -27,91 +27,125 @@ bool writePackageTemplate(Installer* engine, const char* path) {
   return ok;
 }
 
+// The log and backup of the installation to undo: those at their places,
+// or, where the log never reached its place, the temporary ones that the
+// journal names, which are added to `unplaced` to go with the revert's
+// other temporary files.
+void findRevertLog(Installer* engine, char* logPath, char* backupPath, std::vector<std::string>* unplaced) {
+  if (engine->getInstallBackupFile(backupPath, QUtils::kMaxPath) != 0) backupPath[0] = 0;
+  if (engine->getInstallLogFile(logPath, QUtils::kMaxPath) != 0) logPath[0] = 0;
+  const Journal& journal = engine->journal;
+  if ((!logPath[0] || !QUtils::fileExists(logPath)) && journal.kind == Journal::kInstall && !journal.log.empty() &&
+      QUtils::fileExists(journal.log.c_str())) {
+    engine->log("Reverting from the temporary log %s", journal.log.c_str());
+    QUtils::copyText(logPath, journal.log.c_str(), QUtils::kMaxPath);
+    QUtils::copyText(backupPath, journal.backup.c_str(), QUtils::kMaxPath);
+    *unplaced = {journal.log, journal.backup};
+  }
+}
+
+// The temporary copies that the undo runs on: the log is among the files
+// that it deletes, and the journal keeps the backup and the template while
+// it runs.
+struct RevertCopies {
+  char log[QUtils::kMaxPath] = "";
+  char backup[QUtils::kMaxPath] = "";
+  char templateCopy[QUtils::kMaxPath] = "";
+};
+
+// Copies the backup's pending records and the package's template for the
+// journal, and marks it working. Its failures leave warnings: the undo
+// runs all the same, only a later recovery has less to go on.
+void prepareJournalCopies(Installer* engine, const char* backupPath, const RevertCopies& copies) {
+  // An installation that replaced nothing has no backup to copy.
+  if (copyBackupRecords(backupPath, copies.backup, kPendingRecords) == kBackupCopyFailed)
+    engine->log("WARNING: The journal's copy of the backup %s is incomplete", backupPath);
+  if (!writePackageTemplate(engine, copies.templateCopy))
+    engine->log("WARNING: No copy of the template for the journal");
+  // Ignoring the result on purpose: saveJournal logs its own failure.
+  engine->saveJournal(Journal::kWorking);
+}
+
+// Undoes the new installation from a copy of its log. The result of the
+// uninstallation, or 1 when it couldn't run.
+int undoNewInstallation(Installer* engine, InstallerUI* ui, const char* logPath, const char* backupPath,
+                        const std::vector<std::string>& unplaced, RevertCopies* copies) {
+  if (engine->getTempFileName(copies->log, sizeof copies->log) != 0 ||
+      engine->getTempFileName(copies->backup, sizeof copies->backup) != 0 ||
+      engine->getTempFileName(copies->templateCopy, sizeof copies->templateCopy) != 0) {
+    engine->log("ERROR: Unable to obtain temporary file");
+    *copies = RevertCopies();
+    return 1;
+  }
+  Journal& record = engine->beginJournal(Journal::kRevert);
+  record.log = copies->log;
+  record.backup = copies->backup;
+  record.templateCopy = copies->templateCopy;
+  record.finalLog = logPath;
+  record.finalBackup = backupPath;
+  for (const std::string& path : unplaced) record.temporaries.push_back(path);
+  bool journaled = engine->saveJournal(Journal::kPreparing);
+  if (!engine->copyFile(logPath, copies->log)) {
+    engine->log("ERROR: Unable to copy the temporary log file");
+    return 1;
+  }
+  if (journaled) prepareJournalCopies(engine, backupPath, *copies);
+  engine->package.actionLogFile = QUtils::openFile(copies->log, "rb");
+  if (!engine->package.actionLogFile) return 1;
+  engine->log("Uninstalling current installation (Revert)");
+  // The backup path is given, so the log's header isn't asked for it.
+  int result = engine->uninstall(ui, backupPath);
+  std::fclose(engine->package.actionLogFile);
+  engine->package.actionLogFile = nullptr;
+  return result;
+}
+
+// Brings back the older installation that the run removed, from the backup
+// its removal made. False if anything of it didn't come back.
+bool restoreOlderInstallation(Installer* engine, InstallerUI* ui) {
+  engine->beginJournal(Journal::kRevert);
+  // Ignoring the result on purpose: saveJournal logs its own failure.
+  engine->saveJournal(Journal::kWorking);
+  engine->log("Unpacking backup of previous installation");
+  bool restored = engine->restoreInstalledFiles(ui);
+  // Backups of the older installation that were themselves installed files
+  // were kept aside, since restoring the backup can't hold a backup.
+  for (int i = 0; i < engine->copiedFiles.getCount(); i++) {
+    const char* saved = engine->copiedFiles[i].temporary.getText();
+    const char* original = engine->copiedFiles[i].original.getText();
+    if (engine->copyFile(saved, original)) continue;
+    engine->log("ERROR: The saved file %s could not be written back to %s", saved, original);
+    restored = false;
+  }
+  return restored;
+}
+
 }  // namespace
 
 int Installer::revertInstallation(InstallerUI* ui) {
   log("Reverting installation!");
   int result = 1;
-
   char backupPath[QUtils::kMaxPath];
   char logPath[QUtils::kMaxPath];
-  if (getInstallBackupFile(backupPath, sizeof backupPath) != 0) backupPath[0] = 0;
-  if (getInstallLogFile(logPath, sizeof logPath) != 0) logPath[0] = 0;
-
-  // A log that never reached its place is still on its temporary file,
-  // with the backup beside it; the journal names both.
-  // They go with the revert's other temporary files.
   std::vector<std::string> unplaced;
-  if ((!logPath[0] || !QUtils::fileExists(logPath)) && journal.kind == Journal::kInstall && !journal.log.empty() &&
-      QUtils::fileExists(journal.log.c_str())) {
-    log("Reverting from the temporary log %s", journal.log.c_str());
-    QUtils::copyText(logPath, journal.log.c_str(), sizeof logPath);
-    QUtils::copyText(backupPath, journal.backup.c_str(), sizeof backupPath);
-    unplaced = {journal.log, journal.backup};
-  }
+  findRevertLog(this, logPath, backupPath, &unplaced);
+  RevertCopies copies;
+  if (!package.actionLogFile && logPath[0] && QUtils::fileExists(logPath))
+    result = undoNewInstallation(this, ui, logPath, backupPath, unplaced, &copies);
 
-  // The log is among the files that the undo deletes, so it runs on a copy.
-  char copy[QUtils::kMaxPath];
-  char backupCopy[QUtils::kMaxPath];
-  char templateCopy[QUtils::kMaxPath];
-  copy[0] = backupCopy[0] = templateCopy[0] = 0;
-  if (!package.actionLogFile && logPath[0] && QUtils::fileExists(logPath)) {
-    if (getTempFileName(copy, sizeof copy) != 0 || getTempFileName(backupCopy, sizeof backupCopy) != 0 ||
-        getTempFileName(templateCopy, sizeof templateCopy) != 0) {
-      log("ERROR: Unable to obtain temporary file");
-      copy[0] = backupCopy[0] = templateCopy[0] = 0;
-    } else {
-      Journal& record = beginJournal(Journal::kRevert);
-      record.log = copy;
-      record.backup = backupCopy;
-      record.templateCopy = templateCopy;
-      record.finalLog = logPath;
-      record.finalBackup = backupPath;
-      for (const std::string& path : unplaced) record.temporaries.push_back(path);
-      bool journaled = saveJournal(Journal::kPreparing);
-      if (!copyFile(logPath, copy)) {
-        log("ERROR: Unable to copy the temporary log file");
-      } else {
-        if (journaled) {
-          // The backup copy holds what this undo is going to put back.
-          // An installation that replaced nothing has no backup to copy.
-          if (copyBackupRecords(backupPath, backupCopy, kPendingRecords) == kBackupCopyFailed)
-            log("WARNING: The journal's copy of the backup %s is incomplete", backupPath);
-          if (!writePackageTemplate(this, templateCopy)) log("WARNING: No copy of the template for the journal");
-          saveJournal(Journal::kWorking);
-        }
-        package.actionLogFile = QUtils::openFile(copy, "rb");
-        if (package.actionLogFile) {
-          log("Uninstalling current installation (Revert)");
-          // The backup path is given, so the log's header isn't asked for it.
-          result = uninstall(ui, backupPath);
-          std::fclose(package.actionLogFile);
-          package.actionLogFile = nullptr;
-        }
-      }
-    }
-  }
-
-  if (previousInstallationFound && installedBackupFile[0] && QUtils::fileExists(installedBackupFile)) {
-    beginJournal(Journal::kRevert);
-    saveJournal(Journal::kWorking);
-    log("Unpacking backup of previous installation");
-    if (!restoreInstalledFiles(ui)) result = 1;
-    // Backups of the older installation that were themselves installed files
-    // were kept aside, since restoring the backup can't hold a backup.
-    for (int i = 0; i < copiedFiles.getCount(); i++)
-      copyFile(copiedFiles[i].temporary.getText(), copiedFiles[i].original.getText());
-  }
+  if (previousInstallationFound && installedBackupFile[0] && QUtils::fileExists(installedBackupFile) &&
+      !restoreOlderInstallation(this, ui))
+    result = 1;
 
   // The copies go now; the older installation's backup stays for cleanup(),
   // which removes the journal with it.
-  const char* copies[] = {copy, backupCopy, templateCopy};
-  for (const char* path : copies)
+  for (const char* path : {copies.log, copies.backup, copies.templateCopy})
     if (path[0] && QUtils::fileExists(path)) QUtils::deleteFile(path);
   if (journal.kind == Journal::kRevert) {
     journal.log.clear();
     journal.backup.clear();
     journal.templateCopy.clear();
+    // Ignoring the result on purpose: saveJournal logs its own failure.
     saveJournal(Journal::kDone);
   }
   return result;
