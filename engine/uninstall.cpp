@@ -694,7 +694,10 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
     // way; the announcement only tells the programs that run now.
     notifyEnvironmentChange();
   }
-  if (ui) ui->setDestinationText(run.errors ? "There were errors during the uninstall." : "The uninstall was successful.");
+  if (ui) {
+    ui->setDestinationText(run.errors ? "There were errors during the uninstall."
+                                      : "The uninstall was successful.");
+  }
   if (run.errors) {
     setControlVariable(kCtlUninstallError, "1");
     return -1;
