@@ -67,6 +67,110 @@ void valueEntries(const QUtils::PXML& source, int defValues, QUtils::PList<int>*
   }
 }
 
+// Declaration: a variable whose old value counts for nothing starts empty
+// now, so that an old value from a log can't survive, and a $NAME to it
+// from an earlier entry still expands.
+void declareDefValue(Installer& engine, const QUtils::PXML& source, int entry) {
+  if (isFlagSet(source.getAttribute(entry, "UseOld"))) return;
+  const char* name = source.getAttribute(entry, "Name");
+  const char* type = source.getAttribute(entry, "DataType");
+  const char* defaultValue = source.getValue(entry);
+  if (type && QUtils::compareNoCase(type, "registry") == 0) {
+    defaultValue = source.getAttribute(entry, "Default");
+  } else if (type && QUtils::compareNoCase(type, "checkproc") == 0) {
+    defaultValue = "0";
+  }
+  if (name && defaultValue) engine.defineVariable(name, "", "", 0, defaultValue);
+}
+
+// One entry being evaluated: its variable, the value that variable had, and
+// whether the entry may replace that value. Without `replace` an entry only
+// updates the default and the expression: the value that an earlier source
+// gave stays.
+struct DefEntry {
+  const QUtils::PXML& source;
+  int entry;
+  const char* name;
+  const char* text;  // the element's text
+  char old[kValueSize];
+  bool replace;
+};
+
+// Takes `value` as the variable's default, and as its value where the
+// entry may replace it.
+void takeValue(Installer& engine, const DefEntry& def, const char* value) {
+  engine.defineVariable(def.name, nullptr, nullptr, 0, value);
+  if (def.replace) engine.setVariable(def.name, value);
+}
+
+// A registry value, found by wildcard where the key has a '*'; the Default
+// attribute where it can't be read and the variable has no value yet.
+void readRegistryDefValue(Installer& engine, const DefEntry& def) {
+  const char* place = def.source.getAttribute(def.entry, "RegPlace");
+  const char* key = def.source.getAttribute(def.entry, "RegKey");
+  if (!place || !key) return;
+  char data[kRegistryValueSize];
+  int read = std::strchr(key, '*') ? engine.findRegistryValue(place, key, def.text, data, sizeof data,
+                                                              def.source.getAttribute(def.entry, "PreferredKey"), '*')
+                                   : engine.readRegistryValue(place, key, def.text, data, sizeof data, false);
+  if (read == 0) return takeValue(engine, def, data);
+  const char* fallback = def.source.getAttribute(def.entry, "Default");
+  if (fallback && !def.old[0]) takeValue(engine, def, fallback);
+}
+
+// A variable of another installed application's log.
+void readInstallVarDefValue(Installer& engine, const DefEntry& def) {
+  const char* application = def.source.getAttribute(def.entry, "AppName");
+  if (!application) return;
+  char logPath[QUtils::kMaxPath];
+  char value[kValueSize];
+  if (!engine.getApplicationLogFile(application, logPath, sizeof logPath)) return;
+  if (engine.readLogVariable(logPath, def.text, value, sizeof value) != 1) return;
+  takeValue(engine, def, value);
+}
+
+// The text with its $NAME references expanded; it stays the variable's
+// expression.
+void readValueDefValue(Installer& engine, const DefEntry& def) {
+  char result[kValueSize];
+  if (!engine.expandDollars(def.text, result, sizeof result)) return;
+  // A kept value goes on following its expression only while it is what
+  // the expression gives: a value the user changed stays as is.
+  int recalculate = 0;
+  if (isFlagSet(def.source.getAttribute(def.entry, "Recalculate")))
+    recalculate = (def.replace || QUtils::isSameCleanPath(result, def.old)) ? 1 : 0;
+  engine.defineVariable(def.name, def.replace ? result : nullptr, def.text, recalculate, result);
+}
+
+// Whether a program runs is a fact of this start, never an old value.
+void readCheckProcDefValue(Installer& engine, const DefEntry& def) {
+  engine.setVariable(def.name, engine.isAppRunning(def.text, nullptr) ? "1" : "0");
+}
+
+// Evaluates one entry whose Condition holds, by its DataType.
+void applyDefValue(Installer& engine, const QUtils::PXML& source, int entry) {
+  const char* name = source.getAttribute(entry, "Name");
+  const char* typeText = source.getAttribute(entry, "DataType");
+  if (!name || !typeText) return;
+  const char* condition = source.getAttribute(entry, "Condition");
+  if (condition && *condition && engine.evaluateCondition(condition) == 0) return;
+  DefEntry def{source, entry, name, textOf(source, entry), {}, false};
+  bool exists = engine.getVariable(name, def.old, sizeof def.old) != -1;
+  def.replace = !exists || !isFlagSet(source.getAttribute(entry, "UseOld"));
+  switch (typeByPrefix(typeText)) {
+    case kTypeRegistry:
+      return readRegistryDefValue(engine, def);
+    case kTypeInstallVar:
+      return readInstallVarDefValue(engine, def);
+    case kTypeValue:
+      return readValueDefValue(engine, def);
+    case kTypeCheckProc:
+      return readCheckProcDefValue(engine, def);
+    case kTypeNone:
+      return;
+  }
+}
+
 }  // namespace
 
 int Installer::readDefaults(InstallerUI* ui) {
@@ -142,92 +246,9 @@ int Installer::readDefValues(const QUtils::PXML& source) {
   }
   QUtils::PList<int> entries(16);
   valueEntries(source, defValues, &entries);
-
-  // Declaration: a variable whose old value counts for nothing starts empty
-  // now, so that an old value from a log can't survive, and a $NAME to it
-  // from an earlier entry still expands.
-  for (int i = 0; i < entries.getCount(); i++) {
-    int entry = entries[i];
-    if (isFlagSet(source.getAttribute(entry, "UseOld"))) continue;
-    const char* name = source.getAttribute(entry, "Name");
-    const char* type = source.getAttribute(entry, "DataType");
-    const char* defaultValue = source.getValue(entry);
-    if (type && QUtils::compareNoCase(type, "registry") == 0) {
-      defaultValue = source.getAttribute(entry, "Default");
-    } else if (type && QUtils::compareNoCase(type, "checkproc") == 0) {
-      defaultValue = "0";
-    }
-    if (name && defaultValue) defineVariable(name, "", "", 0, defaultValue);
-  }
-
+  for (int i = 0; i < entries.getCount(); i++) declareDefValue(*this, source, entries[i]);
   // Evaluation, in document order; a later entry that applies wins.
-  for (int i = 0; i < entries.getCount(); i++) {
-    int entry = entries[i];
-    const char* name = source.getAttribute(entry, "Name");
-    const char* typeText = source.getAttribute(entry, "DataType");
-    if (!name || !typeText) continue;
-    const char* condition = source.getAttribute(entry, "Condition");
-    if (condition && *condition && evaluateCondition(condition) == 0) continue;
-
-    char old[kValueSize];
-    bool exists = getVariable(name, old, sizeof old) != -1;
-    bool useOld = isFlagSet(source.getAttribute(entry, "UseOld"));
-    // Without `replace` an entry only updates the default and the
-    // expression: the value that an earlier source gave stays.
-    bool replace = !exists || !useOld;
-    const char* text = textOf(source, entry);
-
-    switch (typeByPrefix(typeText)) {
-      case kTypeRegistry: {
-        const char* place = source.getAttribute(entry, "RegPlace");
-        const char* key = source.getAttribute(entry, "RegKey");
-        if (!place || !key) break;
-        char data[kRegistryValueSize];
-        int read = std::strchr(key, '*') ? findRegistryValue(place, key, text, data, sizeof data,
-                                                             source.getAttribute(entry, "PreferredKey"), '*')
-                                         : readRegistryValue(place, key, text, data, sizeof data, false);
-        if (read == 0) {
-          defineVariable(name, nullptr, nullptr, 0, data);
-          if (replace) setVariable(name, data);
-          break;
-        }
-        const char* fallback = source.getAttribute(entry, "Default");
-        if (fallback && !old[0]) {
-          defineVariable(name, nullptr, nullptr, 0, fallback);
-          if (replace) setVariable(name, fallback);
-        }
-        break;
-      }
-      case kTypeInstallVar: {
-        const char* application = source.getAttribute(entry, "AppName");
-        if (!application) break;
-        char logPath[QUtils::kMaxPath];
-        char value[kValueSize];
-        if (!getApplicationLogFile(application, logPath, sizeof logPath)) break;
-        if (readLogVariable(logPath, text, value, sizeof value) != 1) break;
-        defineVariable(name, nullptr, nullptr, 0, value);
-        if (replace) setVariable(name, value);
-        break;
-      }
-      case kTypeValue: {
-        char result[kValueSize];
-        if (!expandDollars(text, result, sizeof result)) break;
-        // A kept value goes on following its expression only while it is
-        // what the expression gives: a value the user changed stays as is.
-        int recalculate = 0;
-        if (isFlagSet(source.getAttribute(entry, "Recalculate")))
-          recalculate = (replace || QUtils::isSameCleanPath(result, old)) ? 1 : 0;
-        defineVariable(name, replace ? result : nullptr, text, recalculate, result);
-        break;
-      }
-      case kTypeCheckProc:
-        // Whether a program runs is a fact of this start, never an old value.
-        setVariable(name, isAppRunning(text, nullptr) ? "1" : "0");
-        break;
-      case kTypeNone:
-        break;
-    }
-  }
+  for (int i = 0; i < entries.getCount(); i++) applyDefValue(*this, source, entries[i]);
   suspendRecalculation = 0;
   return 0;
 }
