@@ -124,6 +124,144 @@ void recoverBeforeStart(Installer* engine, InstallerUI* ui) {
   if (state == Installer::kInterruptedRunFound) engine->recoverInterruptedRun(found);
 }
 
+// The template's text: from the package, or for an uninstallation from the
+// file that the action log's first line names, after the log's variables.
+// False after stopRun.
+bool readTemplateText(Installer& engine, QUtils::RefArray<unsigned char>& text, uint32_t* textSize) {
+  Package& package = engine.package;
+  if (!package.actionLogFile) {
+    engine.log("Decompressing installation file");
+    int index = package.findFile("install.xml");
+    if (index >= 0 && package.extractFile(index, textSize, text, nullptr) == 0) return true;
+    engine.log("ERROR: Decompressing installation file");
+    engine.log("ERROR: Cannot continue due to error(s). Exiting!");
+    engine.stopRun(kExitDamaged, "the installer is damaged: its package holds no readable install.xml");
+    return false;
+  }
+  engine.log("Reading installation file name from action log");
+  char line[1560];
+  if (!std::fgets(line, sizeof line, package.actionLogFile)) {
+    engine.log("ERROR: Could not obtain installation file from action log. Exiting!");
+    engine.stopRun(kExitFailed, "the action log names no installation file: nothing was removed");
+    return false;
+  }
+  engine.log("Reading previous installation variables");
+  if (engine.readActionLogVariables() != 0) engine.log("ERROR: Failed to read variables from log");
+  size_t length = std::strlen(line);
+  while (length > 0 && (line[length - 1] == ' ' || line[length - 1] == '\t' || line[length - 1] == '\r' ||
+                        line[length - 1] == '\n'))
+    line[--length] = 0;
+  engine.log("Reading installation file");
+  if (readWholeFile(line, text, textSize)) return true;
+  int error = QUtils::lastSystemError();
+  engine.log("ERROR: Failed reading installation file");
+  engine.log("ERROR: Cannot continue due to error(s). Exiting!");
+  char reason[256];
+  QUtils::describeSystemError(error, reason, sizeof reason);
+  engine.stopRun(kExitFailed,
+                 "the installation file %s that the action log names can't be read (%s): nothing was removed", line,
+                 reason);
+  return false;
+}
+
+// The exit code of a template that can't be read: the installer's own
+// damage; in an uninstallation it is the saved copy that the log names.
+int damagedTemplateCode(bool uninstalling) { return uninstalling ? kExitFailed : kExitDamaged; }
+
+// Parses the template and reads what the wizard is made of: the product,
+// the file sets, the colour theme of a graphical run, and the dialogs.
+// False after stopRun.
+bool loadTemplate(Installer& engine, const QUtils::RefArray<unsigned char>& text, uint32_t textSize) {
+  bool uninstalling = engine.package.actionLogFile != nullptr;
+  engine.log("Parsing installation file");
+  QUtils::PBufStream stream;
+  stream.setBuffer(text.get(), textSize);
+  int damaged = damagedTemplateCode(uninstalling);
+  if (engine.document.load(&stream) != 0) {
+    engine.log("ERROR: Parsing installation file. Exiting!");
+    engine.stopRun(damaged, "the installation file can't be parsed");
+    return false;
+  }
+  engine.log("Getting product description");
+  if (engine.readProductDesc() != 0) {
+    engine.stopRun(damaged, "the installation file has no product description");
+    return false;
+  }
+  engine.log("Getting file sets");
+  if (engine.readFileSets() != 0) {
+    engine.stopRun(damaged, "the installation file's file sets can't be read");
+    return false;
+  }
+  if (engine.guiInstall) {
+    engine.log("Getting GUI colour theme info");
+    engine.readColourTheme();
+  }
+  engine.log("Getting UI dialogs");
+  if (engine.readDialogs(uninstalling) != 0) {
+    engine.stopRun(damaged, "the installation file has no %s", uninstalling ? "UninstallDialogs" : "Dialogs");
+    return false;
+  }
+  return true;
+}
+
+// The result log's first line: what starts, of which product and version.
+void noteStart(Installer& engine) {
+  char product[512];
+  char version[64];
+  if (engine.getProductName(product, sizeof product) != 0) product[0] = 0;
+  if (engine.getVersion(version, sizeof version) != 0) version[0] = 0;
+  engine.note("%s %s of %s %s", engine.package.actionLogFile ? "Uninstallation" : "Installation", "started", product,
+              version);
+}
+
+// prepareValues' answer when the wizard may start.
+const int kGoOn = 1;
+
+// Everything the wizard's first page needs: the control variables and
+// excludes, the theme applied, an interrupted run recovered, the previous
+// installation's values, the defaults, the command line's values and the
+// upgrade policy. kGoOn, or the result that runInstallation gives.
+int prepareValues(Installer& engine, InstallerUI* ui) {
+  bool uninstalling = engine.package.actionLogFile != nullptr;
+  engine.log("Getting control variables names");
+  if (engine.readControlVariables() != 0)
+    engine.log("WARNING: There are no control variable names provided in the installation xml!");
+  engine.readExcludes();
+  if (engine.guiInstall) {
+    engine.log("Initializing GUI colour theme");
+    engine.applyColourTheme();
+  }
+  // A run of this product that a killed process left half done is undone
+  // (or finished) first, so that what follows sees the machine as that run
+  // found it. An uninstaller does this in its first stage.
+  if (!uninstalling) recoverBeforeStart(&engine, ui);
+  engine.log("Checking for previous installations");
+  // Ignoring the result on purpose: what it found is in
+  // previousInstallationFound, and a product without a name has no
+  // previous installation.
+  engine.checkPreviousInstallation();
+  if (engine.previousInstallationFound) {
+    engine.setControlVariable(kCtlShouldUninstall, "1");
+    engine.log("Initializing previous install's variable values from log");
+    try {
+      engine.readPreviousInstallationValues();
+    } catch (const QUtils::GenericError& e) {
+      engine.log("%s", e.getMessage());
+    }
+  }
+  engine.log("Initializing default values");
+  if (engine.readDefaults(ui) != 0) {
+    engine.log("ERROR: Parsing XML Default values (This may indicate wrong configuration file format)");
+    if (engine.outcome.stopCode < 0)
+      engine.stopRun(damagedTemplateCode(uninstalling), "the installation file has no DefValues");
+    return -1;
+  }
+  if (!uninstalling && engine.applyCommandLineValues() != 0) return -1;
+  if (engine.previousInstallationFound) engine.setControlVariable(kCtlPreviousInstallation, "1");
+  if (!uninstalling && engine.applyUpgradePolicy(ui) != 0) return engine.outcome.stopCode == kExitSuccess ? 0 : -1;
+  return kGoOn;
+}
+
 }  // namespace
 
 int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
@@ -134,117 +272,12 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
     return -1;
   }
   guiInstall = ui->isGraphical() ? 1 : 0;
-
-  // The template's text: from the package, or for an uninstallation from the
-  // file that the action log's first line names.
   QUtils::RefArray<unsigned char> text;
   uint32_t textSize = 0;
-  if (!package.actionLogFile) {
-    this->log("Decompressing installation file");
-    int index = package.findFile("install.xml");
-    if (index < 0 || package.extractFile(index, &textSize, text, nullptr) != 0) {
-      this->log("ERROR: Decompressing installation file");
-      this->log("ERROR: Cannot continue due to error(s). Exiting!");
-      stopRun(kExitDamaged, "the installer is damaged: its package holds no readable install.xml");
-      return -1;
-    }
-  } else {
-    this->log("Reading installation file name from action log");
-    char line[1560];
-    if (!std::fgets(line, sizeof line, package.actionLogFile)) {
-      this->log("ERROR: Could not obtain installation file from action log. Exiting!");
-      stopRun(kExitFailed, "the action log names no installation file: nothing was removed");
-      return -1;
-    }
-    this->log("Reading previous installation variables");
-    if (readActionLogVariables() != 0) this->log("ERROR: Failed to read variables from log");
-    size_t length = std::strlen(line);
-    while (length > 0 && (line[length - 1] == ' ' || line[length - 1] == '\t' || line[length - 1] == '\r' ||
-                          line[length - 1] == '\n'))
-      line[--length] = 0;
-    this->log("Reading installation file");
-    if (!readWholeFile(line, text, &textSize)) {
-      int error = QUtils::lastSystemError();
-      this->log("ERROR: Failed reading installation file");
-      this->log("ERROR: Cannot continue due to error(s). Exiting!");
-      char reason[256];
-      QUtils::describeSystemError(error, reason, sizeof reason);
-      stopRun(kExitFailed, "the installation file %s that the action log names can't be read (%s): nothing was removed",
-              line, reason);
-      return -1;
-    }
-  }
-
-  this->log("Parsing installation file");
-  QUtils::PBufStream stream;
-  stream.setBuffer(text.get(), textSize);
-  // A template that can't be read is the installer's own damage; in an
-  // uninstallation it is the saved copy that the log names.
-  int damaged = package.actionLogFile ? kExitFailed : kExitDamaged;
-  if (document.load(&stream) != 0) {
-    this->log("ERROR: Parsing installation file. Exiting!");
-    stopRun(damaged, "the installation file can't be parsed");
-    return -1;
-  }
-
-  this->log("Getting product description");
-  if (readProductDesc() != 0) {
-    stopRun(damaged, "the installation file has no product description");
-    return -1;
-  }
-  this->log("Getting file sets");
-  if (readFileSets() != 0) {
-    stopRun(damaged, "the installation file's file sets can't be read");
-    return -1;
-  }
-  if (guiInstall) {
-    this->log("Getting GUI colour theme info");
-    readColourTheme();
-  }
-  this->log("Getting UI dialogs");
-  if (readDialogs(package.actionLogFile != nullptr) != 0) {
-    stopRun(damaged, "the installation file has no %s", package.actionLogFile ? "UninstallDialogs" : "Dialogs");
-    return -1;
-  }
-  {
-    char product[512];
-    char version[64];
-    if (getProductName(product, sizeof product) != 0) product[0] = 0;
-    if (getVersion(version, sizeof version) != 0) version[0] = 0;
-    note("%s %s of %s %s", package.actionLogFile ? "Uninstallation" : "Installation", "started", product, version);
-  }
-  this->log("Getting control variables names");
-  if (readControlVariables() != 0)
-    this->log("WARNING: There are no control variable names provided in the installation xml!");
-  readExcludes();
-  if (guiInstall) {
-    this->log("Initializing GUI colour theme");
-    applyColourTheme();
-  }
-  // A run of this product that a killed process left half done is undone
-  // (or finished) first, so that what follows sees the machine as that run
-  // found it. An uninstaller does this in its first stage.
-  if (!package.actionLogFile) recoverBeforeStart(this, ui);
-  this->log("Checking for previous installations");
-  checkPreviousInstallation();
-  if (previousInstallationFound) {
-    setControlVariable(kCtlShouldUninstall, "1");
-    this->log("Initializing previous install's variable values from log");
-    try {
-      readPreviousInstallationValues();
-    } catch (const QUtils::GenericError& e) {
-      this->log("%s", e.getMessage());
-    }
-  }
-  this->log("Initializing default values");
-  if (readDefaults(ui) != 0) {
-    this->log("ERROR: Parsing XML Default values (This may indicate wrong configuration file format)");
-    if (outcome.stopCode < 0) stopRun(damaged, "the installation file has no DefValues");
-    return -1;
-  }
-  if (!package.actionLogFile && applyCommandLineValues() != 0) return -1;
-  if (previousInstallationFound) setControlVariable(kCtlPreviousInstallation, "1");
-  if (!package.actionLogFile && applyUpgradePolicy(ui) != 0) return outcome.stopCode == kExitSuccess ? 0 : -1;
+  if (!readTemplateText(*this, text, &textSize) || !loadTemplate(*this, text, textSize)) return -1;
+  noteStart(*this);
+  int prepared = prepareValues(*this, ui);
+  if (prepared != kGoOn) return prepared;
 
   this->log("Starting installation UI");
   currentDialog = 0;
