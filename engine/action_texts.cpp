@@ -34,14 +34,17 @@ const char* readField(const char* field, char* out, int size) {
   return end;
 }
 
+void compose(char* out, int size, const Verb& verb, bool ok, const char* object, int error) {
+  QUtils::boundedFormat(out, size, "%s%s", ok ? verb.done : verb.failed, object ? object : "");
+  if (!ok && error > 0) QUtils::appendSystemError(out, size, error);
+}
+
 namespace {
 
-// A work message: the verb that `ok` chooses, the object, and on a failure
-// the system's words for `error` when that isn't 0.
+// A work message, as compose() builds it.
 struct Message {
   Message(const Verb& verb, bool ok, const char* object, int error) {
-    QUtils::boundedFormat(text, sizeof text, "%s%s", ok ? verb.done : verb.failed, object ? object : "");
-    if (!ok && error > 0) QUtils::appendSystemError(text, sizeof text, error);
+    compose(text, sizeof text, verb, ok, object, error);
   }
   char text[QUtils::kMaxPath + kTextSize * 3];
 };

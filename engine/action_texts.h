@@ -36,6 +36,11 @@ inline bool hasText(const char* text) { return text && *text; }
 // and gives the field behind the run of TABs that follows it.
 const char* readField(const char* field, char* out, int size);
 
+// Builds the work message "verb + object" into `out` (cut at `size`): the
+// failed verb unless `ok`, with the system's words for `error` on a failure
+// when that isn't 0.
+void compose(char* out, int size, const Verb& verb, bool ok, const char* object, int error = 0);
+
 // Builds "verb + object" into `message`, then reports it: a failure goes to
 // the error list and the debug log, with the system's words for `error`
 // when that isn't 0; every message goes to `ui` (may be null) as a file

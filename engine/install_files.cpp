@@ -13,6 +13,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "engine/action_texts.h"
 #include "engine/backup_file.h"
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
@@ -39,13 +40,9 @@ const int kRunningFileTimeoutMs = 2000;
 // deleteRunningFile sleeps at most this long between two looks.
 const int kMaxSleepMs = 50;
 
-// A work message: the text for success and the text for failure.
-struct Verb {
-  const char* done;
-  const char* failed;
-};
-const Verb kCreate = {"Create ", "FAILED to create "};
-const Verb kOverwrite = {"Overwrite ", "FAILED to overwrite "};
+// The work messages of a file entry.
+const actiontext::Verb kCreate = {"Create ", "FAILED to create "};
+const actiontext::Verb kOverwrite = {"Overwrite ", "FAILED to overwrite "};
 
 // Where the system's separator is '/', a '\' that a template wrote becomes
 // one too, so that the log and the messages name the path the system uses.
@@ -186,7 +183,7 @@ class FileStage : public StripeWaiter {
   // Line and error for a step that failed or succeeded, with the flush
   // every 32nd entry.
   // `error` is the system's error number of a failure, 0 when unknown.
-  void report(const Verb& verb, bool failed, const char* target, int index, int error = 0);
+  void report(const actiontext::Verb& verb, bool failed, const char* target, int index, int error = 0);
   void fileLine(const char* text, bool flush) {
     if (ui) ui->addFileLine(text, flush);
   }
@@ -205,11 +202,10 @@ class FileStage : public StripeWaiter {
   std::unordered_set<std::string> madeDirectories;
 };
 
-void FileStage::report(const Verb& verb, bool failed, const char* target, int index, int error) {
+void FileStage::report(const actiontext::Verb& verb, bool failed, const char* target, int index, int error) {
   char message[QUtils::kMaxPath + 300];
-  QUtils::boundedFormat(message, sizeof message, "%s%s", failed ? verb.failed : verb.done, target);
+  actiontext::compose(message, sizeof message, verb, !failed, target, error);
   if (failed) {
-    if (error > 0) QUtils::appendSystemError(message, sizeof message, error);
     errors++;
     engine->addError(message);
   }
