@@ -385,6 +385,92 @@ bool runLaterStages(Installer* engine, InstallerUI* ui) {
   return failed;
 }
 
+// Finishes the action log and the backup once the work is done: the result
+// log's line, and an older installation that the user kept taken over.
+// The journal then stands at kPlacing. The number of errors it adds.
+int closeActionLog(Installer& engine, InstallerUI* ui, const char* tempLog, BackupFile* backup, int errors) {
+  int added = 0;
+  // The result log will stand beside the action log when no -log named its
+  // place, so the uninstaller removes it with the product.
+  char resultLogPath[QUtils::kMaxPath];
+  if (engine.resultLog && !engine.resultLog->getPath()[0] &&
+      engine.getResultLogPath(resultLogPath, sizeof resultLogPath))
+    engine.logFileAction(Installer::kLogCreate, resultLogPath);
+  // An older installation that the user kept becomes part of this one,
+  // once this one stands: a failed installation is reverted from its own
+  // lines alone.
+  bool standing = errors == 0 || (ui && ui->getIgnoreErrors() != 0);
+  if (engine.olderInstallationKept && standing && engine.adoptOlderInstallation(tempLog, backup) != 0) added++;
+  engine.actionLogWriter.close();
+  // Ignoring the result on purpose: a backup that failed to write has
+  // reported its records' failures as they came.
+  backup->close();
+  // The log is placed before the result is told: without it the product
+  // could never be uninstalled, so a log that can't be placed fails the
+  // run, ignoreErrors or not, and the template's revert undoes it. The
+  // journal's stage kPlacing tells a later run that the installation
+  // stands once the temporary log is gone; the backup's copy is then all
+  // that is left to finish.
+  // Ignoring the result on purpose: saveJournal logs its own failure.
+  engine.saveJournal(Journal::kPlacing);
+  return added;
+}
+
+// After the log was placed (or not): a log that couldn't be placed is
+// reported, and keeps the journal at kWorking with the temporary log and
+// backup, for the revert. Otherwise the backup goes to its place and the
+// temporary files go. The number of errors it adds.
+int keepBackup(Installer& engine, const char* tempLog, const char* tempBackup, bool logPlaced) {
+  if (!logPlaced) {
+    char logPath[QUtils::kMaxPath];
+    if (engine.getInstallLogFile(logPath, sizeof logPath) != 0) logPath[0] = 0;
+    char message[QUtils::kMaxPath + 128];
+    QUtils::boundedFormat(message, sizeof message,
+                          "FAILED to write the action log %s: without it the product could not be uninstalled",
+                          logPath);
+    engine.addError(message);
+    if (!engine.journal.file.empty() && QUtils::fileExists(tempLog)) {
+      engine.saveJournal(Journal::kWorking);
+      return 0;
+    }
+  }
+  int added = 0;
+  char backupPath[QUtils::kMaxPath];
+  if (engine.getInstallBackupFile(backupPath, sizeof backupPath) != 0 || !backupPath[0]) {
+    engine.log("WARNING: The template names no backup file; the backup is not kept");
+  } else if (!engine.copyFile(tempBackup, backupPath)) {
+    engine.log("ERROR: Could not copy the backup file to \"%s\"", backupPath);
+    added++;
+  }
+  engine.saveJournal(Journal::kDone);
+  // Ignoring the results on purpose: these are this run's temporary files;
+  // one left behind holds nothing that the product needs.
+  QUtils::deleteFile(tempBackup);
+  if (!engine.keptOlderLog.empty()) QUtils::deleteFile(engine.keptOlderLog.c_str());
+  if (!engine.keptOlderBackup.empty()) QUtils::deleteFile(engine.keptOlderBackup.c_str());
+  return added;
+}
+
+// Tells the user how the installation went, listing the errors when they
+// fail it: errors that the user let through (ignoreErrors) don't, unless
+// the log couldn't be placed.
+void reportInstallation(Installer& engine, InstallerUI* ui, int errors, bool logPlaced) {
+  if (ui) {
+    ui->setDestinationText(errors ? "There were errors during the installation."
+                                  : "The installation was successful.");
+  }
+  bool ignored = ui && ui->getIgnoreErrors() != 0 && logPlaced;
+  if (errors && ignored) engine.outcome.errorsIgnored = true;
+  if (!errors || ignored) return;
+  engine.log("WARNING: An error occurred during installation");
+  engine.setControlVariable(kCtlInstallError, "1");
+  if (!ui) return;
+  ui->addFileLine("Encountered errors during installation:", false);
+  int listed = engine.errorList ? engine.errorList->getCount() : 0;
+  for (int i = 0; i < listed; i++) ui->addFileLine((*engine.errorList)[i].getText(), i % 32 == 0);
+  ui->addFileLine(nullptr, true);
+}
+
 }  // namespace
 
 int Installer::installFiles(InstallerUI* ui) {
@@ -416,78 +502,18 @@ int Installer::installFiles(InstallerUI* ui) {
   package.setWaiter(nullptr);
   int errors = stage.errors;
   if (runLaterStages(this, ui)) errors++;
-
   if (ui) {
     ui->setOverallProgress(100);
     ui->endProgress();
     ui->addFileLine(nullptr, true);
   }
 
-  // The result log will stand beside the action log when no -log named its
-  // place, so the uninstaller removes it with the product.
-  char resultLogPath[QUtils::kMaxPath];
-  if (resultLog && !resultLog->getPath()[0] && getResultLogPath(resultLogPath, sizeof resultLogPath))
-    logFileAction(kLogCreate, resultLogPath);
-  // An older installation that the user kept becomes part of this one,
-  // once this one stands: a failed installation is reverted from its own
-  // lines alone.
-  bool standing = errors == 0 || (ui && ui->getIgnoreErrors() != 0);
-  if (olderInstallationKept && standing && adoptOlderInstallation(tempLog, &backup) != 0) errors++;
-  actionLogWriter.close();
-  backup.close();
-
-  // The log is placed before the result is told: without it the product
-  // could never be uninstalled, so a log that can't be placed fails the
-  // run, ignoreErrors or not, and the template's revert undoes it. The
-  // journal's stage kPlacing tells a later run that the installation
-  // stands once the temporary log is gone; the backup's copy is then all
-  // that is left to finish. A log that couldn't be placed keeps the journal
-  // at kWorking, with the temporary log and backup, for the revert.
-  saveJournal(Journal::kPlacing);
+  errors += closeActionLog(*this, ui, tempLog, &backup, errors);
   bool logPlaced = placeActionLog(tempLog) == 0;
   outcome.logPlaced = logPlaced;
-  bool keptForRevert = false;
-  if (!logPlaced) {
-    errors++;
-    char logPath[QUtils::kMaxPath];
-    if (getInstallLogFile(logPath, sizeof logPath) != 0) logPath[0] = 0;
-    char message[QUtils::kMaxPath + 128];
-    QUtils::boundedFormat(message, sizeof message,
-                          "FAILED to write the action log %s: without it the product could not be uninstalled",
-                          logPath);
-    addError(message);
-    keptForRevert = !journal.file.empty() && QUtils::fileExists(tempLog);
-    if (keptForRevert) saveJournal(Journal::kWorking);
-  }
-  if (!keptForRevert) {
-    char backupPath[QUtils::kMaxPath];
-    if (getInstallBackupFile(backupPath, sizeof backupPath) != 0 || !backupPath[0]) {
-      log("WARNING: The template names no backup file; the backup is not kept");
-    } else if (!copyFile(tempBackup, backupPath)) {
-      log("ERROR: Could not copy the backup file to \"%s\"", backupPath);
-      errors++;
-    }
-    saveJournal(Journal::kDone);
-    QUtils::deleteFile(tempBackup);
-    if (!keptOlderLog.empty()) QUtils::deleteFile(keptOlderLog.c_str());
-    if (!keptOlderBackup.empty()) QUtils::deleteFile(keptOlderBackup.c_str());
-  }
-
-  if (ui) {
-    ui->setDestinationText(errors ? "There were errors during the installation."
-                                  : "The installation was successful.");
-  }
-  if (errors && ui && ui->getIgnoreErrors() != 0 && logPlaced) outcome.errorsIgnored = true;
-  if (errors && (!ui || ui->getIgnoreErrors() == 0 || !logPlaced)) {
-    log("WARNING: An error occurred during installation");
-    setControlVariable(kCtlInstallError, "1");
-    if (ui) {
-      ui->addFileLine("Encountered errors during installation:", false);
-      int listed = errorList ? errorList->getCount() : 0;
-      for (int i = 0; i < listed; i++) ui->addFileLine((*errorList)[i].getText(), i % 32 == 0);
-      ui->addFileLine(nullptr, true);
-    }
-  }
+  if (!logPlaced) errors++;
+  errors += keepBackup(*this, tempLog, tempBackup, logPlaced);
+  reportInstallation(*this, ui, errors, logPlaced);
   return errors ? -1 : 0;
 }
 
