@@ -174,14 +174,28 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
     failAdd(error, -1, -1, "Error opening file");
     return;
   }
+  int64_t recordStart = position();
+  unsigned char field[2 + kMaxNameSize];
+  if (!writeNameField(error, path, maxLength, link, recordStart, field)) return;
+  const char* name = reinterpret_cast<const char*>(field + 2);
+  int64_t size = link ? static_cast<int64_t>(std::strlen(linkText)) : fileSize(name);
+  if (size < 0) {
+    failAdd(error, recordStart, -1, "Error opening file");
+    return;
+  }
+  if (!checkSumGiven) checkSum = computeCheckSum(name);
+  if (!writeSizeAndSum(error, size, checkSum, recordStart)) return;
+  if (size > 0) writeContent(error, name, link ? linkText : nullptr, size, recordStart);
+}
+
+bool BackupFile::writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link,
+                                int64_t recordStart, unsigned char* field) {
   char attributes[8] = {0};
   int mode = link ? -1 : QUtils::getFileMode(path);
   if (link)
     attributes[0] = kLinkAttribute;
   else if (mode >= 0)
     std::snprintf(attributes, sizeof attributes, "%c%03o", kModeAttribute, static_cast<unsigned>(mode) & 0777u);
-
-  int64_t recordStart = position();
   size_t length = std::strlen(path);
   if (maxLength > 0 && length > static_cast<size_t>(maxLength - 1)) length = static_cast<size_t>(maxLength - 1);
   size_t attributesLength = attributes[0] ? std::strlen(attributes) + 1 : 0;
@@ -189,40 +203,37 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   // A name that a reader would refuse is never written.
   if (recordStart < 0 || fieldSize > static_cast<size_t>(kMaxNameSize)) {
     failAdd(error, recordStart, -1, "Error writing file name");
-    return;
+    return false;
   }
-  unsigned char nameRecord[2 + kMaxNameSize];
-  putLittleEndian(nameRecord, fieldSize, 2);
-  std::memcpy(nameRecord + 2, path, length);
-  nameRecord[2 + length] = 0;
-  if (attributesLength) std::memcpy(nameRecord + 3 + length, attributes, attributesLength);
-  if (!writeAll(nameRecord, static_cast<uint32_t>(fieldSize + 2))) {
+  putLittleEndian(field, fieldSize, 2);
+  std::memcpy(field + 2, path, length);
+  field[2 + length] = 0;
+  if (attributesLength) std::memcpy(field + 3 + length, attributes, attributesLength);
+  if (!writeAll(field, static_cast<uint32_t>(fieldSize + 2))) {
     failAdd(error, recordStart, -1, "Error writing file name");
-    return;
+    return false;
   }
-  const char* name = reinterpret_cast<const char*>(nameRecord + 2);
+  return true;
+}
 
-  int64_t size = link ? static_cast<int64_t>(std::strlen(linkText)) : fileSize(name);
-  if (size < 0) {
-    failAdd(error, recordStart, -1, "Error opening file");
-    return;
-  }
+bool BackupFile::writeSizeAndSum(QUtils::ErrorChain& error, int64_t size, uint32_t checkSum, int64_t recordStart) {
   unsigned char field[8];
   putLittleEndian(field, static_cast<uint64_t>(size), 8);
   if (!writeAll(field, 8)) {
     failAdd(error, recordStart, -1, "Error writing file size");
-    return;
+    return false;
   }
-
-  if (!checkSumGiven) checkSum = computeCheckSum(name);
   putLittleEndian(field, checkSum, 4);
   if (!writeAll(field, 4)) {
     failAdd(error, recordStart, -1, "Error writing check sum");
-    return;
+    return false;
   }
+  return true;
+}
 
-  if (size == 0) return;
-  if (link) {
+void BackupFile::writeContent(QUtils::ErrorChain& error, const char* name, const char* linkText, int64_t size,
+                              int64_t recordStart) {
+  if (linkText) {
     if (!writeAll(linkText, static_cast<uint32_t>(size))) failAdd(error, recordStart, -1, "Error copying stream (-1)");
     return;
   }

@@ -127,6 +127,17 @@ class BackupFile : public QUtils::PFileStream {
   // to a new file at `name` with the permission bits `mode` (-1: the
   // file's own), or makes `name` a link holding that text. True if done.
   bool restoreContent(const char* name, int64_t size, int mode, bool link);
+  // The parts of addFile's record. writeNameField writes the name field
+  // (the path, cut at `maxLength`, with its attributes: a link's mark or
+  // the permission bits) from `field`, a buffer of 2 + kMaxNameSize bytes,
+  // whose name then starts at `field` + 2. writeSizeAndSum writes the
+  // content's size and check sum; writeContent the content, the file's or
+  // the link's text. Each gives false after failAdd.
+  bool writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link, int64_t recordStart,
+                      unsigned char* field);
+  bool writeSizeAndSum(QUtils::ErrorChain& error, int64_t size, uint32_t checkSum, int64_t recordStart);
+  void writeContent(QUtils::ErrorChain& error, const char* name, const char* linkText, int64_t size,
+                    int64_t recordStart);
   // Reads exactly `size` bytes; false if fewer arrived.
   bool readAll(void* buffer, uint32_t size);
   bool writeAll(const void* buffer, uint32_t size);
