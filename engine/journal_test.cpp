@@ -1,3 +1,5 @@
+// Tests of the journal: its text and file, damaged journals, the copies of a
+// backup that an undo reads, and the recovery of an interrupted run.
 #include "engine/journal.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Tests of journals on Linux: where they lie under the root, and processes
+// found by their id.
 #include <gtest/gtest.h>
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// Tests of journals on Windows: where they lie.
 #include <windows.h>
 #include <shlobj.h>
 
