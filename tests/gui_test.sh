@@ -18,6 +18,7 @@
 #     close box only says that this can't be aborted, and Back and Next do
 #     nothing; on the last page Back goes nowhere. The program ran once, the
 #     product was registered once.
+#   - A frame page without sub-dialogs holds the walk in spite of AutoNext.
 #   - A failed installation shows its reasons on its page, and undoes itself.
 #   - At GDK_SCALE=2 and at GDK_DPI_SCALE=1.6 on a 1280x900 screen every
 #     button is on the screen, and the banner is drawn from its large form.
@@ -374,6 +375,30 @@ check "cancel: nothing changed in the machine-wide places" \
 check "cancel: nothing but the result log is left in the temporary directory" \
   test -z "$(ls -A "$TMPDIR" | grep -vx installer_debug.log | grep -vx "Qlux Demo-install.log")"
 check "cancel: the result log says so" grep -qx "Result: cancelled by the user (exit code 2)" "$TMPDIR/Qlux Demo-install.log"
+
+# A frame page that got no sub-dialogs (no TaskList) is where the walk
+# comes to rest, even with AutoNext: Next on the welcome page shows it and
+# goes no further, so the template's author sees where the pages went.
+sed 's|^    <InstallationDialog Special="HasSubDialogs">|    <Empty Special="HasSubDialogs;AutoNext"><Text x="20" y="80">Nothing to choose here.</Text><Button Name="Cancel" x="20" y="50" HAlign="left" VAlign="bottom">\&amp;Cancel</Button></Empty>\n&|' \
+  "$top/examples/demo/install.xml" >"$sandbox/empty-frame.xml"
+pack_demo empty-frame "$sandbox/empty-frame.xml"
+new_sandbox empty-frame
+prepare_root
+start_window "$sandbox/empty-frame-setup" "$sandbox/empty-frame.out"
+check "empty frame: the wizard window appears" test -n "$window"
+if [ -n "$window" ]; then
+  press_until Empty
+  sleep 2
+  check "empty frame: the walk rests on it" test "$(page)" = Empty
+  check "empty frame: ... and goes no further" test "$(entered InstallationDialog)" -eq 0
+  # Its Cancel button, where the welcome page has its own.
+  if eval "$(xdotool getwindowgeometry --shell "$window" 2>/dev/null)" && [ -n "${WIDTH:-}" ]; then
+    xdotool mousemove --window "$window" $((60 * WIDTH / 760)) $((HEIGHT - 35 * WIDTH / 760)) click 1
+    box_answer "Cancel confirmation" alt+y
+  fi
+fi
+wait_end
+check "empty frame: cancelled, status 2 ($status)" test "$status" -eq 2
 
 # A template with Back and Next on every page of the frame, as templates
 # were written before: the buttons stand beside the pages' own ones and
