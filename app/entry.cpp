@@ -21,6 +21,60 @@ namespace {
 
 const char kEscapeByte = static_cast<char>(0xAC);
 
+// What --help prints. The installer's own options only: a vendor's product
+// adds none.
+const char kUsage[] =
+    "usage: %s [options] [-NAME=value ...]\n"
+    "\n"
+    "Installs the product packed into this program, through a wizard window or,\n"
+    "without a display, on the console.\n"
+    "\n"
+    "  -gui=0                 run the wizard on the console\n"
+    "  -auto                  install with the template's answers, asking nothing\n"
+    "  -configFile=FILE       install with the answers of a config.xml, asking nothing\n"
+    "  -NAME=value            set the template variable NAME (an unknown NAME is\n"
+    "                         refused with exit code 4)\n"
+    "  -quiet=1               print nothing on the console (-quiet=0 undoes what\n"
+    "                         -configFile sets)\n"
+    "  -ignoreErrors=1        go on after errors in an unattended run\n"
+    "  -backup=0              don't keep a backup of an older installation that is\n"
+    "                         removed first\n"
+    "  -log=FILE              write the result log to FILE\n"
+    "  -exportConfig=FILE     write the run's answers as a config.xml to FILE\n"
+    "  -debug=1               write installer_debug.log into the temporary folder\n"
+    "  -bin=FILE              install from a bare package instead of this program's own\n"
+    "  -uninstall=LOG -uninstallApp=NAME [-wait]\n"
+    "                         remove the installation that LOG describes (the command\n"
+    "                         the list of installed programs runs); with -wait the\n"
+    "                         command ends when the uninstallation has ended, with its\n"
+    "                         exit code\n"
+    "  --help                 show this text\n"
+    "  --version              show the version\n"
+    "\n"
+    "Exit codes: 0 done, 1 failed, 2 cancelled, 3 damaged installer, 4 bad command\n"
+    "line or configuration, 5 rights missing, 6 a program still running, 7 done with\n"
+    "errors that -ignoreErrors=1 let through.\n";
+
+// --help (also -h and -?) and --version answer at once and end the run, before
+// the rights check: they change nothing.
+bool answeredInfoOption(const QUtils::Parameters& parameters) {
+  if (parameters.find("help", -1) >= 0 || parameters.find("h", -1) >= 0 || parameters.find("?", -1) >= 0) {
+    const char* program = QUtils::getProgramPath();
+    const char* slash = program ? std::strrchr(program, '/') : nullptr;
+    const char* backslash = program ? std::strrchr(program, '\\') : nullptr;
+    if (backslash > slash) slash = backslash;
+    std::printf(kUsage, slash ? slash + 1 : program && *program ? program : "qlux-setup");
+    std::fflush(stdout);
+    return true;
+  }
+  if (parameters.find("version", -1) >= 0) {
+    std::printf("qlux-setup %s (revision %s)\n", QLUX_VERSION, QLUX_REVISION);
+    std::fflush(stdout);
+    return true;
+  }
+  return false;
+}
+
 void openDebugLog(QUtils::PFileConsole* log) {
   char path[QUtils::kMaxPath];
   if (!QUtils::getTempDirectory(path, sizeof path)) QUtils::copyText(path, "C:", sizeof path);
@@ -68,6 +122,15 @@ void logArguments(QUtils::Parameters& parameters, QUtils::PFileConsole* log) {
   }
 }
 
+// The line that says which folder the rights check could not write, and why.
+std::string programFolderReason() {
+  char folder[QUtils::kMaxPath];
+  char line[QUtils::kMaxPath + 100];
+  if (!Host::getProgramFilesDirectory(folder, sizeof folder)) return QLUX_ADMIN_UNKNOWN;
+  std::snprintf(line, sizeof line, QUtils::isDirectory(folder) ? QLUX_ADMIN_NOT_WRITABLE : QLUX_ADMIN_MISSING, folder);
+  return line;
+}
+
 }  // namespace
 
 void tellUser(const RunOptions& options, EntryMessage message, const char* detail) {
@@ -75,7 +138,8 @@ void tellUser(const RunOptions& options, EntryMessage message, const char* detai
   char text[QUtils::kMaxPath + 512];
   switch (message) {
     case kMessageNoAdminRights:
-      std::snprintf(text, sizeof text, "%s", box ? QLUX_ADMIN_GRAPHICAL : QLUX_ADMIN_CONSOLE);
+      std::snprintf(text, sizeof text, "%s%s%s", box ? QLUX_ADMIN_GRAPHICAL : QLUX_ADMIN_CONSOLE, box ? "\n\n" : "",
+                    programFolderReason().c_str());
       break;
     case kMessageBadBin:
       std::snprintf(text, sizeof text, "%s", QLUX_BAD_BIN);
@@ -95,7 +159,7 @@ void tellUser(const RunOptions& options, EntryMessage message, const char* detai
                          message == kMessageNoAdminRights ? Host::kIconWarning : Host::kIconError);
     return;
   }
-  std::printf(message == kMessageNoAdminRights ? "%s" : "%s\n", text);
+  std::printf("%s\n", text);
   std::fflush(stdout);
 }
 
@@ -171,12 +235,14 @@ int qluxEntry(int argc, char** argv) {
   QUtils::copyText(narrow, commandLine.getText(), sizeof narrow);
   QUtils::Parameters parameters;
   int parsed = parameters.parseCommandLine(narrow, kEscapeByte);
+  if (answeredInfoOption(parameters)) return kExitSuccess;
 
   RunOptions options;
   options.debug = readDebugOption(parameters);
   QUtils::PFileConsole log;
   if (options.debug) openDebugLog(&log);
   log.printf("Installer version revision: %s", QLUX_REVISION);
+  log.printf("Installer version: %s", QLUX_VERSION);
   log.printf("Parsing command line arguments");
   if (options.debug) logArguments(parameters, &log);
   readRunOptions(parameters, &options, parsed);

@@ -7,6 +7,11 @@
   "This program requires Administrative privileges.\nPlease right-click " \
   "the installer and select \"Run as Administrator...\""
 #define QLUX_ADMIN_CONSOLE "This program requires administrative privileges.\n"
+// The second line of the rights message: the folder the write probe used,
+// and why it failed.
+#define QLUX_ADMIN_NOT_WRITABLE "It can't write into the program folder %s."
+#define QLUX_ADMIN_MISSING "The program folder %s does not exist."
+#define QLUX_ADMIN_UNKNOWN "The system doesn't name a program folder."
 #define QLUX_BAD_BIN "The installer failed to initialize with the supplied binary file!"
 #define QLUX_BAD_CHECKSUM                                                      \
   "The checksum of the installer doesn't match. This could indicate a broken " \

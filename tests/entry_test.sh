@@ -14,10 +14,26 @@ for role in "-gui=0" "-gui=0 -bin=x" "-gui=0 -uninstall=x.log -uninstallApp=A" "
   # shellcheck disable=SC2086
   out=$("$setup" $role 2>/dev/null); code=$?
   check "no rights [$role]: exit code 5, got $code" test "$code" -eq 5
-  check "no rights [$role]: message" test "$out" = "This program requires administrative privileges."
+  check "no rights [$role]: message names the folder" \
+    test "$out" = "This program requires administrative privileges."$'\n'"The program folder $QLUX_ROOT/opt does not exist."
   result=$(ls "$TMPDIR"/*.log 2>/dev/null | head -n 1)
   check "no rights [$role]: result log" grep -q "^Result: rights missing: .* (exit code 5)$" "$result"
 done
+
+# --help and --version answer before the rights check, change nothing and end
+# with 0; an installer with a package doesn't start its wizard for them.
+new_sandbox "info"
+out=$("$setup" --help 2>&1); code=$?
+check "--help exits 0, got $code" test "$code" -eq 0
+check "--help shows the usage" holds "$out" "usage: $(basename "$setup") [options]"
+check "--help names -configFile" holds "$out" "-configFile=FILE"
+check "--help names -exportConfig" holds "$out" "-exportConfig=FILE"
+check "--help names the exit codes" holds "$out" "5 rights missing"
+check "-h is --help" test "$("$setup" -h)" = "$out"
+out=$("$setup" --version); code=$?
+check "--version exits 0, got $code" test "$code" -eq 0
+check "--version shows version and revision" grep -qE '^qlux-setup [0-9]+\.[0-9]+\.[0-9]+ \(revision [0-9a-f]{12}\)$' <<<"$out"
+check "nothing was made" test -z "$(ls -A "$QLUX_ROOT")$(ls -A "$TMPDIR")"
 
 # With a writable program directory the installation path runs; the bare
 # program carries no package, so it is a damaged installer (3).

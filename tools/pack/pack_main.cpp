@@ -12,7 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "foundation/files.h"
 #include "foundation/text.h"
+#include "qlux_revision.h"
+#include "qlux_version.h"
 #include "tools/pack/package_output.h"
 #include "tools/pack/package_writer.h"
 #include "tools/pack/template_entries.h"
@@ -37,6 +40,8 @@ const char kUsage[] =
     "                   package goes on in OUTPUT-1.qpk, OUTPUT-2.qpk, ... beside\n"
     "                   the installer (named without its extension), which must\n"
     "                   travel with it\n"
+    "  --help           show this text\n"
+    "  --version        show the version\n"
     "\n"
     "Each FN of each FileSet is packed under its Alias, or else under its path\n"
     "with every '/' and '\\' removed. A template that lists its own file is\n"
@@ -72,6 +77,10 @@ int main(int argc, char** argv) {
     std::string option = argv[i];
     if (option == "--help" || option == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (option == "--version") {
+      std::printf("qlux-pack %s (revision %s)\n", QLUX_VERSION, QLUX_REVISION);
       return 0;
     }
     if (option == "--not-solid") {
@@ -118,6 +127,8 @@ int main(int argc, char** argv) {
     std::fputs(kUsage, stderr);
     return fail("--stub (unless --bare), --template, --source and -o are required");
   }
+
+  if (!QUtils::isDirectory(options.source.c_str())) return fail("the source folder " + options.source + " does not exist");
 
   std::vector<PackEntry> entries;
   std::string error;
