@@ -45,11 +45,11 @@ check "banner, welcome text, licence" \
 check "licence ends" grep -qxF "END OF LICENCE" <<<"$out"
 # A pipe has no size, so the page is 24 - 2 lines and the lines are 78 wide.
 first=$(line_of "WIZARD PRODUCT LICENCE")
-pause=$(line_of "Press ENTER for the next page...")
+pause=$(line_of "Press ENTER for the next page (q: to the end)...")
 check "first page holds 22 lines (pause at +23, got +$((pause - first)))" test "$((pause - first))" -eq 23
 check "licence justified to 78 columns" \
   grep -qxF "4. You may make copies  of the product for backup  purposes, and you may  give" <<<"$out"
-check "two page pauses" test "$(grep -cxF "Press ENTER for the next page..." <<<"$out")" -eq 2
+check "two page pauses" test "$(grep -cxF "Press ENTER for the next page (q: to the end)..." <<<"$out")" -eq 2
 check "directory question with its default" \
   grep -qF "Destination folder [$dir/Wizard Product]:Create a desktop icon (no or [yes]): " <<<"$out"
 check "check box asks again" grep -qF "(no or [yes]): Please, answer with no or yes: Kind of installation" <<<"$out"
@@ -87,12 +87,12 @@ if command -v script >/dev/null && timeout 10 script -qec true /dev/null </dev/n
   out=$(printf '\n\n\n\n\n\n\n\n\n\n\n' | TERM=dumb timeout 30 script -qec "stty rows 12 cols 50 -echo; '$installer' -gui=0" /dev/null |
         tr -d '\r')
   first=$(line_of "WIZARD PRODUCT LICENCE")
-  pause=$(line_of "Press ENTER for the next page...")
+  pause=$(line_of "Press ENTER for the next page (q: to the end)...")
   check "terminal: page of 10 lines (pause at +11, got +$((pause - first)))" test "$((pause - first))" -eq 11
   licence=$(sed -n "/WIZARD PRODUCT LICENCE/,/END OF LICENCE/p" <<<"$out" | grep -vF "Press")
   check "terminal: lines of at most 48 columns" test -z "$(awk 'length($0) > 48' <<<"$licence")"
   check "terminal: clauses wrapped" test "$(grep -cxF "copy of the product." <<<"$licence")" -eq 10
-  check "terminal: more pauses than on a pipe" test "$(grep -cxF "Press ENTER for the next page..." <<<"$out")" -gt 2
+  check "terminal: more pauses than on a pipe" test "$(grep -cxF "Press ENTER for the next page (q: to the end)..." <<<"$out")" -gt 2
 else
   echo "no pseudo-terminal: the terminal size isn't tested"
 fi

@@ -98,7 +98,7 @@ TEST(ConsoleRunTest, APersonInstallsAndTheRunIsReplayedFromItsConfiguration) {
     EXPECT_NE(std::string::npos,
               printed.find("Welcome to Demo.\n"
                            "Press Enter to continue...Licence\nUse it well.\n\n"
-                           "\nPress ENTER for the next page...\n\n\n"
+                           "\nPress ENTER for the next page (q: to the end)...\n\n\n"
                            "Install to [/opt/demo]:Desktop icon (no or [yes]): Installation type\n"
                            "  1) Full (everything)\n"
                            "  2) Minimal (the program only)\n"

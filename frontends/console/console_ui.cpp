@@ -15,7 +15,9 @@ const char kBannerRule[] = "*******************************\n";
 const char kInstallerBanner[] = "* Halvo Works installer       *\n";
 const char kUninstallerBanner[] = "* Halvo Works uninstaller     *\n";
 const char kContinuePrompt[] = "Press Enter to continue...";
-const char kNextPagePrompt[] = "\nPress ENTER for the next page...";
+// "q" (or "end") answered instead skips to the end: the rest of the text
+// runs through without pauses, so a long licence takes one answer.
+const char kNextPagePrompt[] = "\nPress ENTER for the next page (q: to the end)...";
 
 // The first size of the page buffer; it grows by as much again.
 const int kTextBufferStep = 32768;
@@ -163,15 +165,16 @@ void ConsoleUI::printPaged(const char* text) {
   int page = rows - 2;
   int lines = 0;
   bool endsAtPage = false;
+  bool toTheEnd = false;
   textBuffer.clear();
   for (const char* p = text; *p; p++) {
     textBuffer.append(*p);
     endsAtPage = false;
     if (*p != '\n') continue;
-    if (++lines < page || page < 1 || quiet) continue;
+    if (++lines < page || page < 1 || quiet || toTheEnd) continue;
     std::fputs(textBuffer.getText(), outputStream);
     textBuffer.clear();
-    if (input) input->pause(kNextPagePrompt);
+    if (input) toTheEnd = input->pause(kNextPagePrompt);
     std::fputs("\n\n\n", outputStream);
     std::fflush(outputStream);
     getTerminalSize(&columns, &rows);

@@ -14,7 +14,7 @@ const char kBanner[] =
     "*******************************\n"
     "* Halvo Works installer       *\n"
     "*******************************\n";
-const char kNextPage[] = "\nPress ENTER for the next page...\n\n\n";
+const char kNextPage[] = "\nPress ENTER for the next page (q: to the end)...\n\n\n";
 // What erasing the progress line prints.
 const std::string kErase = "\r" + std::string(78, ' ') + "\r\n";
 
@@ -68,6 +68,23 @@ TEST(ConsoleUITest, PagingByTheTerminalsHeight) {
     ui.printPaged(lines(1, c.count).c_str());
     EXPECT_EQ(c.expected, terminal.printed());
   }
+}
+
+TEST(ConsoleUITest, QSkipsToTheEndOfALongText) {
+  // "q" at the first pause lets the rest run through; the end still waits
+  // for a last answer, so the text's end stays on the screen.
+  for (const char* answer : {"q\n", "END\n", " q \n"}) {
+    SCOPED_TRACE(answer);
+    FakeTerminal terminal(answer);
+    TestConsole ui(terminal, "");
+    ui.printPaged(lines(1, 100).c_str());
+    EXPECT_EQ(lines(1, 22) + kNextPage + lines(23, 100) + kNextPage, terminal.printed());
+  }
+  // Any other answer is the next page.
+  FakeTerminal terminal("x\n\n\n\n");
+  TestConsole ui(terminal, "");
+  ui.printPaged(lines(1, 50).c_str());
+  EXPECT_EQ(3, terminal.count(kNextPage));
 }
 
 const char kWizard[] =

@@ -153,11 +153,13 @@ void User::showNotice(const char* text) {
   readLine(line, sizeof line);
 }
 
-void User::pause(const char* text) {
+bool User::pause(const char* text) {
   std::fprintf(out, "%s", text ? text : "");
   std::fflush(out);
-  char line[5];
+  char line[8];
   readLine(line, sizeof line);
+  QUtils::trimText(line);
+  return QUtils::compareNoCase(line, "q") == 0 || QUtils::compareNoCase(line, "end") == 0;
 }
 
 void User::close(bool failed) {

@@ -44,8 +44,9 @@ class InputProvider {
                         const QUtils::PList<bool>& enabled) = 0;
   // A message to be acknowledged.
   virtual void showNotice(const char* text) = 0;
-  // Prints the text and waits; the base does nothing.
-  virtual void pause(const char* text) {}
+  // Prints the text and waits. True if the answer asks to skip to the end of
+  // what is being shown ("q" or "end"); the base does nothing and gives false.
+  virtual bool pause(const char* text) { return false; }
   // The end of the walk; `failed` says how the run went.
   virtual void close(bool failed) = 0;
   // True once a question went unanswered because the input had ended.
@@ -64,7 +65,7 @@ class User : public InputProvider {
   int askChoice(const char* prompt, int preselected, const QUtils::Table<QUtils::CharString>& options,
                 const QUtils::PList<bool>& enabled) override;
   void showNotice(const char* text) override;
-  void pause(const char* text) override;
+  bool pause(const char* text) override;
   void close(bool failed) override;
   bool inputEnded() override { return ended; }
 

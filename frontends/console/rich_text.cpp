@@ -88,6 +88,9 @@ bool isSingleBlank(const Run& run) { return run.blank && run.display == 1; }
 
 bool isBlankByte(char c) { return c == ' ' || c == '\t'; }
 
+// What a UTF-8 text file may begin with; it is no part of the text.
+const char kByteOrderMark[] = "\xEF\xBB\xBF";
+
 }  // namespace
 
 RichTextReader::RichTextReader()
@@ -260,6 +263,19 @@ const char* RichTextReader::convert(const char* data, int mode, int wrapWidth) {
   out[0] = 0;
   bool useEscapes = mode == kRichTextEscapes;
 
+  if (!isRichText(data)) {
+    bool plain = convertPlain(data);
+    if (plain && callback) callback->finishText();
+    if (plain && wrapWidth >= 1) plain = wrap(wrapWidth);
+    if (!plain) {
+      std::free(out);
+      out = nullptr;
+      outLength = outCapacity = 0;
+      return nullptr;
+    }
+    return out;
+  }
+
   bool ok = true;
   int i = 0;
   while (ok && i < inputLength) {
@@ -338,6 +354,36 @@ const char* RichTextReader::convert(const char* data, int mode, int wrapWidth) {
     return nullptr;
   }
   return out;
+}
+
+bool RichTextReader::isRichText(const char* data) {
+  if (!data) return false;
+  if (std::strncmp(data, kByteOrderMark, 3) == 0) data += 3;
+  while (*data == ' ' || *data == '\t' || *data == '\r' || *data == '\n') data++;
+  return std::strncmp(data, "{\\rtf", 5) == 0;
+}
+
+bool RichTextReader::convertPlain(const char* data) {
+  if (std::strncmp(data, kByteOrderMark, 3) == 0) data += 3;
+  // Lines are joined as paragraphs are in RTF: a break between two of them,
+  // none after the last (the line end that closes a text file starts no
+  // line of its own).
+  const char* line = data;
+  bool first = true;
+  while (*line) {
+    const char* end = std::strchr(line, '\n');
+    if (!end) end = line + std::strlen(line);
+    int length = static_cast<int>(end - line);
+    if (length > 0 && line[length - 1] == '\r') length--;
+    if (!first) {
+      if (callback) callback->endParagraph();
+      if (!store("\n", 1, false)) return false;
+    }
+    first = false;
+    if (length > 0 && !store(line, length, true)) return false;
+    line = *end ? end + 1 : end;
+  }
+  return true;
 }
 
 bool RichTextReader::wrap(int width) {

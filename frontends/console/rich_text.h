@@ -17,6 +17,11 @@
 // The only failures are null input, unbalanced braces and a failed
 // allocation; they give null, with no message.
 //
+// A document that isn't RTF (it doesn't begin with "{\rtf", after blanks and
+// a byte order mark) is plain text: each of its lines is a paragraph, told
+// to the callback and kept in the result as it stands, so a licence written
+// as a text file keeps its line breaks.
+//
 // The text convert() returns belongs to the reader and lives until the next
 // convert() or the reader's end. One conversion at a time.
 #ifndef QLUX_FRONTENDS_CONSOLE_RICH_TEXT_H_
@@ -58,12 +63,17 @@ class RichTextReader {
 
   // Not owned; may be null.
   void setCallback(RichTextCallback* callback);
-  // Converts zero-terminated RTF text. With `wrapWidth` of 1 or more every
-  // line is wrapped at that many columns and justified, except a
+  // Converts zero-terminated RTF (or plain) text. With `wrapWidth` of 1 or
+  // more every line is wrapped at that many columns and justified, except a
   // paragraph's last line. Null for null input or a damaged document.
   const char* convert(const char* data, int mode, int wrapWidth);
 
+  // True if the text is an RTF document.
+  static bool isRichText(const char* data);
+
  private:
+  // The plain-text form of convert(), from `data` on.
+  bool convertPlain(const char* data);
   // Appends `length` bytes under the depth rule; `notify` passes them to
   // onText. False only when `out` can't grow.
   bool store(const char* text, int length, bool notify);

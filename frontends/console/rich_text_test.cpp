@@ -65,6 +65,24 @@ TEST(RichTextTest, PlainText) {
             plain("{\\rtf1 \\b bold\\b0  \\ul u\\ulnone}", 0, kRichTextEscapes));
 }
 
+TEST(RichTextTest, ATextThatIsNotRtfKeepsItsLines) {
+  // A licence written as a text file: each line a paragraph, with nothing
+  // read as RTF (a backslash or a brace is text), CR LF and a byte order
+  // mark taken off, blank lines kept.
+  const char kLicence[] = "\xEF\xBB\xBFLicence\r\n\r\nLicenses and\r\nacknowledgements {\\b}\r\n";
+  EXPECT_EQ("Licence\n\nLicenses and\nacknowledgements {\\b}", plain(kLicence));
+  EXPECT_EQ("Licence <par> <par> Licenses and <par> acknowledgements {\\b} <finish>", callsFor(kLicence));
+  // Wrapped like RTF paragraphs where a line is too long; a last line
+  // without a line end is kept.
+  EXPECT_EQ("aaaa  bbbb\ncc\nd\n", plain("aaaa bbbb cc\nd", 10));
+  EXPECT_EQ("aaaa  bbbb\ncc\nd\n", plain("aaaa bbbb cc\nd\n", 10));
+  // Line ends before the RTF signature still make an RTF document.
+  EXPECT_EQ("x", plain("\r\n{\\rtf1 x}"));
+  EXPECT_TRUE(RichTextReader::isRichText("\xEF\xBB\xBF{\\rtf1}"));
+  EXPECT_FALSE(RichTextReader::isRichText("{\\rt"));
+  EXPECT_FALSE(RichTextReader::isRichText(nullptr));
+}
+
 TEST(RichTextTest, KeywordsMatchByPrefixAndReachTheCallback) {
   EXPECT_EQ("<indent0> x <par> y <style1+> z <indent127> <align1> <align3> <reset> <finish>",
             callsFor("{\\rtf1 \\line x\\pararsid5 y\\info z\\li720 \\qc\\qj}"));
