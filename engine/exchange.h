@@ -33,6 +33,9 @@ class InstallExchangeInfo {
   virtual int getUninstallXmlFile(char* buffer, int size) { return -1; }
   virtual int getTempFileName(char* buffer, int size) { return -1; }
   virtual int getHelpUrl(char* buffer, int size) { return -1; }
+  // The template's line for the console's banner: BannerText, or
+  // UninstallBannerText in an uninstallation.
+  virtual int getBannerText(char* buffer, int size) { return -1; }
   virtual bool isPreviousInstallation() { return false; }
   virtual bool isActionLogRun() { return false; }
   // The packed file's bytes; an empty array, with `outSize` untouched, for

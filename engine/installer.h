@@ -133,6 +133,7 @@ class Installer : public InstallExchangeInfo {
   // The template's Publisher (a child of ProductDesc), or "Halvo Software
   // Ltd" when it names none. 0, or -1 for a null buffer.
   int getPublisher(char* buffer, int size);
+  int getBannerText(char* buffer, int size) override;
   int readControlVariables();
   // The name of a control variable; empty when the template gave none.
   const char* getControlVariable(ControlVariable which) const { return controlVariables[which]; }

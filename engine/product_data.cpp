@@ -83,6 +83,10 @@ int Installer::getHelpUrl(char* buffer, int size) {
   return copyProductValue(document, "InstallHelpURL", buffer, size);
 }
 
+int Installer::getBannerText(char* buffer, int size) {
+  return copyProductValue(document, isActionLogRun() ? "UninstallBannerText" : "BannerText", buffer, size);
+}
+
 // The three parts joined with dots. A missing part ends the text there, with
 // what was appended before it left in the buffer.
 int Installer::getVersion(char* buffer, int size) {

@@ -131,9 +131,10 @@ class FakeTerminal {
 // runs.
 class WizardEngine : public TestInstaller {
  public:
-  WizardEngine(const std::string& dialogs, const std::string& values) {
-    std::string text = "<HalvoWorksInstallation><ProductDesc><Fullname>Demo</Fullname></ProductDesc><Dialogs>" +
-                       dialogs +
+  // `product` adds elements to ProductDesc.
+  WizardEngine(const std::string& dialogs, const std::string& values, const std::string& product = "") {
+    std::string text = "<HalvoWorksInstallation><ProductDesc><Fullname>Demo</Fullname>" + product +
+                       "</ProductDesc><Dialogs>" + dialogs +
                        "</Dialogs><Installation><InstallerControlVariables><DlgCondition>DLG_CONDITION</DlgCondition>"
                        "</InstallerControlVariables><DefValues>" +
                        values + "</DefValues></Installation></HalvoWorksInstallation>";

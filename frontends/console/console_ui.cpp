@@ -2,6 +2,7 @@
 // running file list and the messages.
 #include "frontends/console/console_ui.h"
 
+#include <cstring>
 #include <string>
 
 #include "engine/dialog_records.h"
@@ -11,9 +12,11 @@
 
 namespace {
 
-const char kBannerRule[] = "*******************************\n";
-const char kInstallerBanner[] = "* Halvo Works installer       *\n";
-const char kUninstallerBanner[] = "* Halvo Works uninstaller     *\n";
+// The banner's line when the template gives none; the frame is as wide as
+// the line, and at least as wide as these.
+const char kInstallerBanner[] = "Halvo Works installer";
+const char kUninstallerBanner[] = "Halvo Works uninstaller";
+const int kBannerMinimumWidth = 27;
 const char kContinuePrompt[] = "Press Enter to continue...";
 // "q" (or "end") answered instead skips to the end: the rest of the text
 // runs through without pauses, so a long licence takes one answer.
@@ -80,13 +83,19 @@ void ConsoleUI::finish() {
 }
 
 void ConsoleUI::showDialog(int dialog) {
-  if (dialog == 0 && !quiet) {
-    std::fputs(kBannerRule, outputStream);
-    std::fputs(isUninstall ? kUninstallerBanner : kInstallerBanner, outputStream);
-    std::fputs(kBannerRule, outputStream);
-    std::fflush(outputStream);
-  }
+  if (dialog == 0 && !quiet) printBanner();
   showSubDialog(dialog, -1);
+}
+
+void ConsoleUI::printBanner() {
+  char line[256];
+  if (!exchange || exchange->getBannerText(line, sizeof line) != 0 || !line[0])
+    QUtils::copyText(line, isUninstall ? kUninstallerBanner : kInstallerBanner, sizeof line);
+  int width = static_cast<int>(std::strlen(line));
+  if (width < kBannerMinimumWidth) width = kBannerMinimumWidth;
+  std::string rule(static_cast<size_t>(width) + 4, '*');
+  std::fprintf(outputStream, "%s\n* %-*s *\n%s\n", rule.c_str(), width, line, rule.c_str());
+  std::fflush(outputStream);
 }
 
 void ConsoleUI::showSubDialog(int dialog, int subDialog) {

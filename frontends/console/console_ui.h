@@ -57,6 +57,9 @@ class ConsoleUI : public GenericUI {
   void setStartupError(const char* message, const char* title) override {}
   void showStartupError() override {}
 
+  // The banner a run opens with: the template's BannerText (or
+  // UninstallBannerText) in a frame of stars.
+  void printBanner();
   // Asks the fields of a page; -1 without an input or an engine.
   int showFields(int dialog, int subDialog);
   int showFields(int dialog) { return showFields(dialog, -1); }

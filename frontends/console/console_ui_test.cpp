@@ -70,6 +70,21 @@ TEST(ConsoleUITest, PagingByTheTerminalsHeight) {
   }
 }
 
+TEST(ConsoleUITest, TheBannerIsTheTemplates) {
+  // The frame grows with a long line; the uninstaller's banner is its own.
+  FakeTerminal terminal("");
+  WizardEngine engine("<Done Special=\"Finish\"/>", "",
+                      "<BannerText>Acme Editor 2.1 setup, for all its users</BannerText>"
+                      "<UninstallBannerText>Acme Editor removal</UninstallBannerText>");
+  TestConsole ui(terminal, "autoInstall", &engine);
+  ui.showDialog(0);
+  EXPECT_EQ(
+      "********************************************\n"
+      "* Acme Editor 2.1 setup, for all its users *\n"
+      "********************************************\n",
+      terminal.printed());
+}
+
 TEST(ConsoleUITest, QSkipsToTheEndOfALongText) {
   // "q" at the first pause lets the rest run through; the end still waits
   // for a last answer, so the text's end stays on the screen.
