@@ -88,6 +88,7 @@ int Installer::readFileSets() {
       entry.stripExeExt = entry.executable && document.getAttribute(child, "StripExeExt") != nullptr;
       entry.okIfMissing = document.getAttribute(child, "OkIfMissing") != nullptr;
       entry.backupExisting = document.getAttribute(child, "BackupExisting") != nullptr;
+      entry.symlink = document.getAttribute(child, "Symlink") != nullptr;
 
       int packed = package.findFile(entry.alias);
       if (packed >= 0) {

@@ -176,6 +176,11 @@ class FileStage : public StripeWaiter {
 
   // The file step of entry `index` of `count`.
   void installEntry(int index, int count);
+  // The same for an entry whose packed file holds a link's target: the link
+  // is made in place of a file. What stands there already is replaced
+  // (saved first with BackupExisting), unless it is a link to that target.
+  void installLink(const FILENAMES& entry, const char* target, PackageFileReader* data, int packed, int index,
+                   int count);
 
   int errors;
 
@@ -295,6 +300,11 @@ void FileStage::installEntry(int index, int count) {
   }
   const uint64_t size = data.size();
 
+  if (entry.symlink) {
+    installLink(entry, target, &data, packed, index, count);
+    return;
+  }
+
   TargetState state = lookAtTarget(target, digest, size);
   bool replacing = state.exists && !state.same;
   if (replacing && entry.backupExisting) saveOldFile(target, packed);
@@ -363,6 +373,46 @@ void FileStage::installEntry(int index, int count) {
 
   if (ui) ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(index) / count * 100.0f)));
   report(replacing ? kOverwrite : kCreate, failed, target, index, error);
+}
+
+void FileStage::installLink(const FILENAMES& entry, const char* target, PackageFileReader* data, int packed,
+                            int index, int count) {
+  // The packed file holds the link's target, a path: short, and read whole.
+  std::string linkTarget;
+  const unsigned char* bytes = nullptr;
+  size_t piece = 0;
+  while (data->next(&bytes, &piece) == 0 && piece > 0 && linkTarget.size() < QUtils::kMaxPath)
+    linkTarget.append(reinterpret_cast<const char*>(bytes), piece);
+  if (linkTarget.empty() || linkTarget.size() != data->size()) {
+    engine->log("ERROR: The link \"%s\" has no target in the package", target);
+    report(kCreate, true, target, index);
+    return;
+  }
+  char existing[QUtils::kMaxPath];
+  bool exists = QUtils::fileExists(target);
+  bool same = QUtils::readSymbolicLink(target, existing, sizeof existing) && linkTarget == existing;
+  bool replacing = exists && !same;
+  // A folder is never replaced by a link: what it holds isn't the entry's.
+  if (replacing && QUtils::isDirectory(target) && !QUtils::isLink(target)) {
+    engine->log("ERROR: \"%s\" is a folder; the link is not made", target);
+    report(kCreate, true, target, index);
+    return;
+  }
+  if (replacing && entry.backupExisting && !QUtils::isLink(target)) saveOldFile(target, packed);
+  engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
+  pumpQuietly();
+  bool failed = false;
+  if (!same) {
+    // Deleting a link removes the link, never what it leads to.
+    if (exists) QUtils::deleteFile(target);
+    int error = QUtils::makeSymbolicLink(linkTarget.c_str(), target);
+    if (error != 0) {
+      engine->log("ERROR: The link \"%s\" could not be made (error %d)", target, error);
+      failed = true;
+    }
+  }
+  if (ui) ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(index) / count * 100.0f)));
+  report(replacing ? kOverwrite : kCreate, failed, target, index);
 }
 
 // The stages that follow the files, each in turn whatever the ones before

@@ -128,6 +128,31 @@ TEST_F(InstalledBackupTest, SavesAnInstallationFromItsLogAndPutsItBack) {
   EXPECT_EQ("<missing>", readFile(earlier));  // put back from copiedFiles, not from the backup
 }
 
+#ifndef _WIN32
+// A link of the older installation is kept as a link: what it leads to is
+// neither saved nor touched, and the restore makes the link again.
+TEST_F(InstalledBackupTest, LinksComeBackAsLinks) {
+  writeFile(path("outside"), "not the product's");
+  ASSERT_TRUE(QUtils::makeDirectory(path("app").c_str()));
+  ASSERT_EQ(0, QUtils::makeSymbolicLink("../outside", path("app/lib").c_str()));
+  std::string log = path("install.log");
+  writeFile(log, "FILE\tCREATE\t" + path("app/lib") + "\r\n");
+  std::string backup = path("old.bak"), dirs = path("old.dirs");
+  ASSERT_TRUE(engine.backupInstalledFiles(nullptr, backup.c_str(), dirs.c_str(), log.c_str()));
+
+  // The failed installation left a file in the link's place.
+  ASSERT_EQ(0, QUtils::deleteFile(path("app/lib").c_str()));
+  writeFile(path("app/lib"), "new");
+  QUtils::copyText(engine.installedBackupFile, backup.c_str(), sizeof engine.installedBackupFile);
+  QUtils::copyText(engine.installedDirListFile, dirs.c_str(), sizeof engine.installedDirListFile);
+  EXPECT_TRUE(engine.restoreInstalledFiles(nullptr));
+  char target[QUtils::kMaxPath];
+  ASSERT_TRUE(QUtils::readSymbolicLink(path("app/lib").c_str(), target, sizeof target));
+  EXPECT_STREQ("../outside", target);
+  EXPECT_EQ("not the product's", readFile(path("outside")));
+}
+#endif
+
 TEST_F(InstalledBackupTest, StopsAtTheFirstFileThatCannotBeSaved) {
   writeFile(path("a"), "a");
   writeFile(path("b"), "b");

@@ -60,6 +60,7 @@ struct FILENAMES {
   unsigned char okIfMissing;
   unsigned char stripExeExt;
   unsigned char backupExisting;
+  unsigned char symlink;  // the packed file holds the target of a link made in its place
   char condition[510];
 };
 

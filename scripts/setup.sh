@@ -5,7 +5,7 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ pkg-config googletest zlib1g-dev libdeflate-dev
+  cmake ninja-build g++ pkg-config googletest zlib1g-dev libdeflate-dev libexpat1-dev
   g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev
   wine64
   libwxgtk3.2-dev libpng-dev libjpeg-dev imagemagick

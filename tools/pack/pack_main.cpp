@@ -1,11 +1,13 @@
 // qlux-pack: makes an installer out of the installer program, a template and
-// the directory that holds the template's files.
+// the folder that holds the template's files. Every pack checks the template
+// first; --check does only that.
 //
 //   qlux-pack --stub PROGRAM --template FILE --source DIR -o OUTPUT
-//             [--stripes N] [--level L] [--not-solid] [--bare] [--split SIZE]
+//             [--stripes N] [--level L] [--not-solid] [--bare] [--split SIZE] [--no-strict]
+//   qlux-pack --check --template FILE [--source DIR] [--stub PROGRAM] [--no-strict]
 //
-// Exit code 0 on success; 1 with a message on standard error otherwise, and
-// then no output file.
+// Exit code 0 on success; 1 with the findings or a message on standard error
+// otherwise, and then no output file.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,19 +18,25 @@
 #include "foundation/text.h"
 #include "qlux_revision.h"
 #include "qlux_version.h"
+#include "tools/pack/findings.h"
 #include "tools/pack/package_output.h"
 #include "tools/pack/package_writer.h"
+#include "tools/pack/template_check.h"
 #include "tools/pack/template_entries.h"
+#include "tools/pack/xml_source.h"
 
 namespace {
 
 const char kUsage[] =
     "usage: qlux-pack --stub PROGRAM --template FILE --source DIR -o OUTPUT\n"
     "                 [--stripes N] [--level L] [--not-solid] [--bare] [--split SIZE]\n"
+    "                 [--no-strict]\n"
+    "       qlux-pack --check --template FILE [--source DIR] [--stub PROGRAM] [--no-strict]\n"
     "\n"
     "  --stub PROGRAM   the installer program the package is appended to\n"
     "  --template FILE  the installation template, packed as \"install.xml\"\n"
-    "  --source DIR     the directory the template's FN paths are relative to\n"
+    "  --source DIR     the folder the template's FN paths are relative to\n"
+    "                   (with --check: the template's folder unless given)\n"
     "  -o OUTPUT        the installer to write\n"
     "  --stripes N      stripes of the solid block, 1 to 256 (default: 8, or one\n"
     "                   for each 4 MiB of data when that is more)\n"
@@ -40,12 +48,18 @@ const char kUsage[] =
     "                   package goes on in OUTPUT-1.qpk, OUTPUT-2.qpk, ... beside\n"
     "                   the installer (named without its extension), which must\n"
     "                   travel with it\n"
+    "  --check          check the template and its files, and write nothing\n"
+    "  --no-strict      report what the installer would pass over (an unknown\n"
+    "                   element, a condition that doesn't parse) as warnings\n"
     "  --help           show this text\n"
     "  --version        show the version\n"
     "\n"
+    "Every pack checks the template first, and reports each problem as\n"
+    "FILE:LINE:COLUMN: error|warning: ..., with a hint where there is one.\n"
     "Each FN of each FileSet is packed under its Alias, or else under its path\n"
-    "with every '/' and '\\' removed. A template that lists its own file is\n"
-    "taken from --template when the source directory doesn't hold it.\n"
+    "with every '/' and '\\' removed; a folder (Recurse=\"1\") or a wildcard\n"
+    "takes every file it names. docs/template-reference.md tells the whole\n"
+    "template language.\n"
     "Files that come to more than 1 GiB go into several solid blocks, which\n"
     "only a stub that carries the text SupportsLargePackages reads.\n"
     "OLD_CHECKSUMMING=1 writes the old checksum record.\n";
@@ -62,6 +76,22 @@ bool parseNumber(const char* text, int low, int high, int* out) {
   return true;
 }
 
+bool readWholeFile(const std::string& path, std::string* out) {
+  FILE* file = QUtils::openFile(path.c_str(), "rb");
+  if (!file) return false;
+  char block[65536];
+  size_t got;
+  while ((got = std::fread(block, 1, sizeof(block), file)) > 0) out->append(block, got);
+  bool ok = !std::ferror(file);
+  std::fclose(file);
+  return ok;
+}
+
+std::string folderOf(const std::string& path) {
+  size_t slash = path.find_last_of("/\\");
+  return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -72,6 +102,8 @@ int main(int argc, char** argv) {
   options.bare = false;
   options.splitSize = 0;
   options.blockLimit = 0;
+  bool checkOnly = false;
+  bool strict = true;
 
   for (int i = 1; i < argc; i++) {
     std::string option = argv[i];
@@ -83,12 +115,11 @@ int main(int argc, char** argv) {
       std::printf("qlux-pack %s (revision %s)\n", QLUX_VERSION, QLUX_REVISION);
       return 0;
     }
-    if (option == "--not-solid") {
-      options.notSolid = true;
-      continue;
-    }
-    if (option == "--bare") {
-      options.bare = true;
+    if (option == "--not-solid" || option == "--bare" || option == "--check" || option == "--no-strict") {
+      if (option == "--not-solid") options.notSolid = true;
+      if (option == "--bare") options.bare = true;
+      if (option == "--check") checkOnly = true;
+      if (option == "--no-strict") strict = false;
       continue;
     }
     if (option != "--stub" && option != "--template" && option != "--source" && option != "-o" &&
@@ -122,19 +153,46 @@ int main(int argc, char** argv) {
       return fail("--level takes 0 to 9, not " + std::string(value));
     }
   }
-  if (options.templatePath.empty() || options.source.empty() || options.output.empty() ||
-      (options.stub.empty() && !options.bare)) {
+  if (checkOnly) {
+    if (options.templatePath.empty()) {
+      std::fputs(kUsage, stderr);
+      return fail("--check needs --template");
+    }
+    if (options.source.empty()) options.source = folderOf(options.templatePath);
+  } else if (options.templatePath.empty() || options.source.empty() || options.output.empty() ||
+             (options.stub.empty() && !options.bare)) {
     std::fputs(kUsage, stderr);
     return fail("--stub (unless --bare), --template, --source and -o are required");
   }
-
   if (!QUtils::isDirectory(options.source.c_str())) return fail("the source folder " + options.source + " does not exist");
 
-  std::vector<PackEntry> entries;
-  std::string error;
-  if (!readTemplateEntries(options.templatePath, options.source, &entries, &error)) return fail(error);
+  std::string text;
+  if (!readWholeFile(options.templatePath, &text)) return fail("cannot read the template " + options.templatePath);
+
+  // The template is read strictly: a malformed one is never packed.
+  XmlSource xml;
+  Findings findings;
+  if (!xml.parse(text)) {
+    findings.add(xml.errorPosition, Weight::kBroken, "the template is not well-formed XML: " + xml.error);
+    findings.print(stderr, options.templatePath, strict);
+    return 1;
+  }
+  ExpandOptions expandOptions;
+  expandOptions.templatePath = options.templatePath;
+  expandOptions.source = options.source;
+  expandOptions.stub = options.stub;
+  expandOptions.stubKind = options.stub.empty() ? StubKind::kUnknown : stubKindOf(options.stub);
+  ExpandedTemplate expanded;
+  expandTemplate(xml, expandOptions, &expanded, &findings);
+  checkTemplate(xml, expanded, &findings);
+  findings.print(stderr, options.templatePath, strict);
+  if (findings.errorCount(strict) > 0) return 1;
+  if (checkOnly) return 0;
+
+  options.templateText = expanded.text;
   PackResult result;
-  if (!writeInstaller(options, entries, &result, &error)) return fail(error);
+  std::string error;
+  if (!writeInstaller(options, expanded.entries, &result, &error)) return fail(error);
   std::printf("qlux-pack: wrote %s: %d files, %llu bytes of data, package at offset %llu, %llu bytes in all\n",
               options.output.c_str(), result.files, result.dataSize, result.packageOffset, result.outputSize);
   if (result.packageFiles > 0) std::printf("qlux-pack: and %d package files beside it\n", result.packageFiles);

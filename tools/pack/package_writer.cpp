@@ -40,6 +40,8 @@ struct PackedFile {
   std::string name;
   std::string source;
   std::string where;  // names the template entry in messages
+  bool inMemory;         // the data is `contents`, not the file `source`
+  std::string contents;
 };
 
 bool readWholeFile(const std::string& path, std::string* out) {
@@ -58,11 +60,6 @@ bool readWholeFile(const std::string& path, std::string* out) {
 std::string canonical(const std::string& path) {
   char resolved[PATH_MAX];
   return realpath(QUtils::systemPath(path.c_str()).getText(), resolved) ? std::string(resolved) : path;
-}
-
-std::string baseName(const std::string& path) {
-  size_t slash = path.find_last_of("/\\");
-  return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
 bool isImageName(const std::string& name) {
@@ -104,21 +101,14 @@ std::vector<PackEntry> installOrder(const std::vector<PackEntry>& entries) {
 // comes last under "install.xml", so that it is what the engine finds.
 bool collectFiles(const PackOptions& options, const std::vector<PackEntry>& entries, std::vector<PackedFile>* files,
                   std::string* error) {
-  const std::string templateFile = canonical(options.templatePath);
   std::map<std::string, size_t> byKey;
   for (const PackEntry& entry : entries) {
     std::string place = entryPlace(options, entry);
     std::string source = entry.source;
-    if (!QUtils::fileExists(source.c_str())) {
-      // A template that lists itself may stand outside the source tree.
-      if (baseName(entry.text) == baseName(options.templatePath)) {
-        source = options.templatePath;
-      } else if (entry.okIfMissing) {
-        continue;
-      } else {
-        *error = "missing source file " + entry.source + " (" + place + ")";
-        return false;
-      }
+    if (!entry.inMemory && !QUtils::fileExists(source.c_str())) {
+      if (entry.okIfMissing) continue;
+      *error = "missing source file " + entry.source + " (" + place + ")";
+      return false;
     }
     if (entry.key.empty() || entry.key.size() >= static_cast<size_t>(kRecordKeySize)) {
       *error = "key \"" + entry.key + "\" must have 1 to " + std::to_string(kRecordKeySize - 1) + " bytes (" +
@@ -129,25 +119,25 @@ bool collectFiles(const PackOptions& options, const std::vector<PackEntry>& entr
       *error = "file name longer than " + std::to_string(kRecordNameSize - 1) + " bytes (" + place + ")";
       return false;
     }
-    std::string resolved = canonical(source);
-    if (entry.key == kTemplateKey) {
-      if (resolved == templateFile) continue;
-      *error = "key \"install.xml\" is the template's, but names " + source + " (" + place + ")";
-      return false;
-    }
+    // The template's own record comes last, whoever names it.
+    if (entry.key == kTemplateKey) continue;
+    std::string resolved = entry.inMemory ? "" : canonical(source);
     auto known = byKey.find(entry.key);
     if (known != byKey.end()) {
       // The engine only ever finds the later of two records with one key.
       const PackedFile& earlier = (*files)[known->second];
-      if (canonical(earlier.source) == resolved) continue;
+      if (earlier.inMemory ? entry.inMemory && earlier.contents == entry.contents
+                           : !entry.inMemory && canonical(earlier.source) == resolved)
+        continue;
       *error = "key \"" + entry.key + "\" names both " + earlier.source + " (" + earlier.where + ") and " + source +
                " (" + place + ")";
       return false;
     }
     byKey[entry.key] = files->size();
-    files->push_back(PackedFile{entry.key, entry.name, source, place});
+    files->push_back(PackedFile{entry.key, entry.name, source, place, entry.inMemory, entry.contents});
   }
-  files->push_back(PackedFile{kTemplateKey, kTemplateKey, options.templatePath, "the template"});
+  files->push_back(PackedFile{kTemplateKey, kTemplateKey, options.templatePath, "the template", true,
+                              options.templateText});
   return true;
 }
 
@@ -186,6 +176,10 @@ bool readSource(const std::string& path, int64_t size, std::vector<unsigned char
 bool measureFiles(const PackOptions& options, const std::vector<PackedFile>& files, std::vector<int64_t>* sizes,
                   std::string* error) {
   for (const PackedFile& file : files) {
+    if (file.inMemory) {
+      sizes->push_back(static_cast<int64_t>(file.contents.size()));
+      continue;
+    }
     struct stat status;
     if (stat(QUtils::systemPath(file.source.c_str()).getText(), &status) != 0 || !S_ISREG(status.st_mode)) {
       *error = "cannot read " + file.source + " (" + file.where + ")";
@@ -275,11 +269,19 @@ class SourceFile {
   ~SourceFile() { close(); }
 
   // Opens the file that measured `size` bytes and takes its MD5 digest.
-  // False if it can't be read or no longer has that size.
-  bool open(const std::string& path, int64_t size, unsigned char digest[kMD5DigestSize]) {
+  // False if it can't be read or no longer has that size. A record held in
+  // memory (a link's target, a placeholder, the template) is handed out
+  // from there.
+  bool open(const PackedFile& source, int64_t size, unsigned char digest[kMD5DigestSize]) {
     close();
     length = size;
     handedOut = 0;
+    const std::string& path = source.source;
+    if (source.inMemory) {
+      whole.assign(source.contents.begin(), source.contents.end());
+      MD5::digest(whole.data(), whole.size(), digest);
+      return true;
+    }
     if (size <= kWholeReadLimit) {
       if (!readSource(path, size, &whole)) return false;
       MD5::digest(whole.data(), whole.size(), digest);
@@ -353,7 +355,9 @@ bool writePlainRecords(const PackOptions& options, const std::vector<PackedFile>
   std::vector<unsigned char> data, deflated;
   for (size_t i = 0; i < files.size(); i++) {
     const PackedFile& file = files[i];
-    if (!readSource(file.source, sizes[i], &data)) {
+    if (file.inMemory) {
+      data.assign(file.contents.begin(), file.contents.end());
+    } else if (!readSource(file.source, sizes[i], &data)) {
       return fail("cannot read " + file.source + ", or it changed while it was packed (" + file.where + ")", error);
     }
     unsigned char digest[kMD5DigestSize];
@@ -452,7 +456,7 @@ class SolidWriter {
 
     for (const Slice& slice : plan.slices) {
       const PackedFile& file = files[slice.file];
-      if (slice.offset == 0 && !source.open(file.source, sizes[slice.file], digest)) {
+      if (slice.offset == 0 && !source.open(file, sizes[slice.file], digest)) {
         return fail("cannot read " + file.source + ", or it changed while it was packed (" + file.where + ")", error);
       }
       uint32_t flags = (isImageName(file.name) ? kRecordFlagImage : 0) | (slice.continued ? kRecordFlagContinued : 0);

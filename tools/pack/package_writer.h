@@ -24,7 +24,8 @@
 
 struct PackOptions {
   std::string stub;          // the installer program; empty for a bare package
-  std::string templatePath;  // packed under "install.xml"
+  std::string templatePath;  // the template's file, for messages
+  std::string templateText;  // the template as packed under "install.xml"
   std::string source;        // the directory FN texts are relative to
   std::string output;
   int stripes;    // 1 to 256; 0 chooses 8, or one per 4 MiB of records when that is more
