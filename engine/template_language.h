@@ -60,6 +60,7 @@ const unsigned kExactCase = 2;   // choices (attributes) or the tag (elements) a
 const unsigned kBuilder = 4;     // read and expanded by qlux-pack; the installer never sees it
 const unsigned kRepeats = 8;     // the element may stand more than once
 const unsigned kTextRequired = 16;  // an element without text is passed over
+const unsigned kUnread = 32;        // accepted in a template, and read by nothing
 
 struct Attribute {
   const char* name;

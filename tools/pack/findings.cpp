@@ -57,10 +57,14 @@ std::string closestName(const std::string& name, const std::vector<std::string>&
   // Two slips in a long name, one in a short one; never more than a third
   // of the name, so that short names don't match everything.
   size_t allowed = wanted.size() >= 6 ? 2 : 1;
-  if (wanted.size() < 3) return "";
+  if (wanted.empty()) return "";
   std::string best;
   size_t bestDistance = allowed + 1;
   for (const std::string& candidate : candidates) {
+    // A name of one or two letters is only taken for a longer one that
+    // begins like it ("Ad" for "Add").
+    if (wanted.size() < 3 && (candidate.empty() || std::tolower(static_cast<unsigned char>(candidate[0])) != wanted[0]))
+      continue;
     size_t distance = editDistance(wanted, lower(candidate));
     if (distance < bestDistance) {
       bestDistance = distance;

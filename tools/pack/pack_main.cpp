@@ -173,7 +173,11 @@ int main(int argc, char** argv) {
   XmlSource xml;
   Findings findings;
   if (!xml.parse(text)) {
-    findings.add(xml.errorPosition, Weight::kBroken, "the template is not well-formed XML: " + xml.error);
+    std::string hint;
+    if (!xml.openElement.empty())
+      hint = "the <" + xml.openElement + "> of line " + std::to_string(xml.openPosition.line) + ", column " +
+             std::to_string(xml.openPosition.column) + " is not closed";
+    findings.add(xml.errorPosition, Weight::kBroken, "the template is not well-formed XML: " + xml.error, hint);
     findings.print(stderr, options.templatePath, strict);
     return 1;
   }

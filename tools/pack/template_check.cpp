@@ -1004,9 +1004,11 @@ void Checker::checkPages() {
             "the template installs files, but no page of Dialogs is named CopyProgress: nothing would be installed");
 
   bool uninstallCommand = expanded.autoUninstall;
-  int uninstallCmd = -1;
-  for (size_t i = 0; i < nodes.size(); i++)
-    if (described[i] && std::strcmp(described[i]->name, "UninstallCmd") == 0) uninstallCmd = static_cast<int>(i), uninstallCommand = true;
+  for (size_t i = 0; i < nodes.size(); i++) {
+    if (!described[i]) continue;
+    uninstallCommand |= std::strcmp(described[i]->name, "UninstallCmd") == 0;
+    uninstallCommand |= std::strcmp(described[i]->name, "Uninstall") == 0 && xml.attribute(static_cast<int>(i), "Auto");
+  }
   const Page* registers = findPage("RegisterApplication", false);
   if (uninstallCommand && !registers)
     missing("RegisterApplication", false, dialogs,
@@ -1030,7 +1032,6 @@ void Checker::checkPages() {
   if (registers && !uninstallCommand)
     language(at(registers->element), "RegisterApplication registers nothing: the template names no UninstallCmd",
              "use <Uninstall Auto=\"1\"/>, or give UninstallCmd");
-  (void)uninstallCmd;
   if (registers) {
     if (uninstallDialogs < 0) {
       language(at(registers->element),
@@ -1072,7 +1073,7 @@ void Checker::checkUninstallData() {
              "add <Uninstall Auto=\"1\"/> to Installation");
     return;
   }
-  if (expanded.autoUninstall) return;
+  if (expanded.autoUninstall || xml.attribute(uninstall, "Auto")) return;
 
   // Where each installed file lands, as far as the template tells.
   std::set<std::string> places;

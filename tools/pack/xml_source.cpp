@@ -59,9 +59,15 @@ bool XmlSource::parse(const std::string& text) {
   XML_SetCharacterDataHandler(xml, onText);
   bool ok = XML_Parse(xml, source.data(), static_cast<int>(source.size()), 1) == XML_STATUS_OK;
   if (!ok) {
-    error = XML_ErrorString(XML_GetErrorCode(xml));
+    XML_Error code = XML_GetErrorCode(xml);
+    error = XML_ErrorString(code);
     XML_Index at = XML_GetCurrentByteIndex(xml);
     errorPosition = position(at < 0 ? source.size() : static_cast<size_t>(at));
+    if ((code == XML_ERROR_TAG_MISMATCH || code == XML_ERROR_NO_ELEMENTS) && !open.empty()) {
+      const SourceElement& unclosed = nodes[static_cast<size_t>(open.back())];
+      openElement = unclosed.name;
+      openPosition = position(unclosed.begin);
+    }
   }
   XML_ParserFree(xml);
   parser = nullptr;

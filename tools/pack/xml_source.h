@@ -68,6 +68,10 @@ class XmlSource {
 
   std::string error;
   SourcePosition errorPosition;
+  // For an error at an end tag or at the end of the text: the element that
+  // is still open there (its name and place); empty otherwise.
+  std::string openElement;
+  SourcePosition openPosition;
 
  private:
   // Offset in the text of the decoded character `index` of the raw stretch
