@@ -263,22 +263,11 @@ const char* RichTextReader::convert(const char* data, int mode, int wrapWidth) {
   out[0] = 0;
   bool useEscapes = mode == kRichTextEscapes;
 
-  if (!isRichText(data)) {
-    bool plain = convertPlain(data);
-    if (plain && callback) callback->finishText();
-    if (plain && wrapWidth >= 1) plain = wrap(wrapWidth);
-    if (!plain) {
-      std::free(out);
-      out = nullptr;
-      outLength = outCapacity = 0;
-      return nullptr;
-    }
-    return out;
-  }
-
-  bool ok = true;
+  // Plain text has its own first pass; the finish is the same.
+  bool rich = isRichText(data);
+  bool ok = rich || convertPlain(data);
   int i = 0;
-  while (ok && i < inputLength) {
+  while (rich && ok && i < inputLength) {
     char c = data[i];
     // The characters that stand in for a \uN are passed over: a plain
     // character or a \'xx counts one; any other word or a brace ends them.
@@ -343,8 +332,8 @@ const char* RichTextReader::convert(const char* data, int mode, int wrapWidth) {
       i++;
     }
   }
-  if (ok && groupDepth != 0) ok = false;
-  if (ok) ok = keyword("restorenormaltextmode", useEscapes);
+  if (rich && ok && groupDepth != 0) ok = false;
+  if (rich && ok) ok = keyword("restorenormaltextmode", useEscapes);
   if (ok && callback) callback->finishText();
   if (ok && wrapWidth >= 1) ok = wrap(wrapWidth);
   if (!ok) {

@@ -21,6 +21,7 @@
 #include "package/record_index.h"
 #include "package/solid_decompressor.h"
 #include "package/test_writer.h"
+#include "tests/package/run_command.h"
 
 namespace {
 
@@ -56,23 +57,6 @@ std::string md5Hex(const std::string& data) {
   std::string text;
   for (unsigned char c : digest) (text += digits[c >> 4]) += digits[c & 15];
   return text;
-}
-
-struct CommandResult {
-  int status;
-  std::string output;
-};
-
-CommandResult run(const std::string& command) {
-  CommandResult result{-1, ""};
-  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  if (!pipe) return result;
-  char block[4096];
-  size_t got;
-  while ((got = std::fread(block, 1, sizeof(block), pipe)) > 0) result.output.append(block, got);
-  int status = pclose(pipe);
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return result;
 }
 
 class PackTest : public ::testing::Test {

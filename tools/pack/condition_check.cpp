@@ -3,6 +3,8 @@
 #include <cctype>
 #include <cstring>
 
+#include "tools/pack/text_helpers.h"
+
 namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
@@ -10,10 +12,7 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
 bool isNameCharacter(char c) { return c == '_' || isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-std::string lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
+using packtext::lower;
 
 // A recursive descent over the grammar the installer's evaluator reads:
 //

@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <cctype>
 
+#include "tools/pack/text_helpers.h"
+
 namespace {
 
-std::string lower(const std::string& text) {
-  std::string result = text;
-  for (char& c : result) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return result;
-}
+using packtext::lower;
 
 // Edits (insert, delete, replace, swap of neighbours) from a to b.
 size_t editDistance(const std::string& a, const std::string& b) {

@@ -16,6 +16,7 @@
 
 #include "foundation/files.h"
 #include "foundation/text.h"
+#include "foundation/text_lines.h"
 #include "qlux_revision.h"
 #include "qlux_version.h"
 #include "tools/pack/findings.h"
@@ -74,17 +75,6 @@ bool parseNumber(const char* text, int low, int high, int* out) {
   if (!QUtils::parseInteger(&value, text) || value < low || value > high) return false;
   *out = value;
   return true;
-}
-
-bool readWholeFile(const std::string& path, std::string* out) {
-  FILE* file = QUtils::openFile(path.c_str(), "rb");
-  if (!file) return false;
-  char block[65536];
-  size_t got;
-  while ((got = std::fread(block, 1, sizeof(block), file)) > 0) out->append(block, got);
-  bool ok = !std::ferror(file);
-  std::fclose(file);
-  return ok;
 }
 
 std::string folderOf(const std::string& path) {
@@ -167,7 +157,7 @@ int main(int argc, char** argv) {
   if (!QUtils::isDirectory(options.source.c_str())) return fail("the source folder " + options.source + " does not exist");
 
   std::string text;
-  if (!readWholeFile(options.templatePath, &text)) return fail("cannot read the template " + options.templatePath);
+  if (!QUtils::readWholeFile(options.templatePath.c_str(), &text)) return fail("cannot read the template " + options.templatePath);
 
   // The template is read strictly: a malformed one is never packed.
   XmlSource xml;

@@ -14,6 +14,7 @@
 
 #include "engine/template_language.h"
 #include "tools/pack/condition_check.h"
+#include "tools/pack/text_helpers.h"
 
 using templatelang::Attribute;
 using templatelang::Element;
@@ -33,39 +34,15 @@ const char kErrorList[] = "Destfilelist";
 
 using PositionFn = std::function<SourcePosition(size_t)>;
 
-std::string lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
-bool sameNoCase(const std::string& a, const std::string& b) { return lower(a) == lower(b); }
+using packtext::lower;
+using packtext::sameNoCase;
+using packtext::splitList;
+using packtext::trimmed;
 
 bool isBuiltIn(const std::string& name) {
   for (const char* builtIn : kBuiltIns)
     if (sameNoCase(name, builtIn)) return true;
   return false;
-}
-
-std::string trimmed(const std::string& text, size_t* leading) {
-  size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string::npos) {
-    *leading = 0;
-    return "";
-  }
-  *leading = first;
-  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-std::vector<std::string> splitList(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  size_t start = 0;
-  for (;;) {
-    size_t end = text.find(separator, start);
-    parts.push_back(text.substr(start, end == std::string::npos ? std::string::npos : end - start));
-    if (end == std::string::npos) break;
-    start = end + 1;
-  }
-  return parts;
 }
 
 bool isNumber(const std::string& text) {
@@ -1094,15 +1071,6 @@ void Checker::checkUninstallData() {
     size_t leading = 0;
     wildcards.push_back({normalPath(resolved(*value(static_cast<int>(i), "Dest"), 0)), textOf(static_cast<int>(i), &leading)});
   }
-  auto matches = [](const std::string& pattern, const std::string& fileName) {
-    // '*' and '?', enough for the patterns that clean up after the log.
-    std::function<bool(size_t, size_t)> match = [&](size_t p, size_t n) -> bool {
-      if (p == pattern.size()) return n == fileName.size();
-      if (pattern[p] == '*') return match(p + 1, n) || (n < fileName.size() && match(p, n + 1));
-      return n < fileName.size() && (pattern[p] == '?' || pattern[p] == fileName[n]) && match(p + 1, n + 1);
-    };
-    return match(0, 0);
-  };
 
   struct Place {
     const char* tag;
@@ -1134,7 +1102,7 @@ void Checker::checkUninstallData() {
         size_t slash = path.rfind('/');
         std::string folder = slash == std::string::npos ? "" : path.substr(0, slash);
         std::string fileName = path.substr(slash + 1);
-        for (const auto& wildcard : wildcards) filled |= wildcard.first == folder && matches(wildcard.second, fileName);
+        for (const auto& wildcard : wildcards) filled |= wildcard.first == folder && packtext::matchPattern(wildcard.second, fileName);
       }
       if (filled) continue;
       char message[2048];

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "package/test_writer.h"
+#include "tests/package/run_command.h"
 
 namespace {
 
@@ -77,23 +78,6 @@ const char kTemplate[] = R"xml(<HalvoWorksInstallation>
   </Installation>
 </HalvoWorksInstallation>
 )xml";
-
-struct CommandResult {
-  int status;
-  std::string output;
-};
-
-CommandResult run(const std::string& command) {
-  CommandResult result{-1, ""};
-  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  if (!pipe) return result;
-  char block[4096];
-  size_t got;
-  while ((got = std::fread(block, 1, sizeof(block), pipe)) > 0) result.output.append(block, got);
-  int status = pclose(pipe);
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return result;
-}
 
 // A template with its files in a folder of the test's own.
 class TemplateCheckTest : public ::testing::Test {

@@ -13,6 +13,8 @@
 #include <map>
 #include <set>
 
+#include "tools/pack/text_helpers.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -51,21 +53,8 @@ struct Found {
 
 bool hasWildcard(const std::string& text) { return text.find_first_of("*?") != std::string::npos; }
 
-std::string trimmed(const std::string& text, size_t* leading) {
-  size_t first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string::npos) {
-    *leading = 0;
-    return "";
-  }
-  size_t last = text.find_last_not_of(" \t\r\n");
-  *leading = first;
-  return text.substr(first, last - first + 1);
-}
-
-std::string baseName(const std::string& path) {
-  size_t slash = path.find_last_of("/\\");
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
+using packtext::baseName;
+using packtext::trimmed;
 
 std::string withSlashes(std::string path) {
   for (char& c : path)
@@ -100,38 +89,14 @@ std::string escapeXml(const std::string& text) {
   return out;
 }
 
-bool matchPattern(const std::string& pattern, const std::string& name) {
-  // '*' any run, '?' one character, with case, as the POSIX file search.
-  size_t p = 0, n = 0, star = std::string::npos, mark = 0;
-  while (n < name.size()) {
-    if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == name[n])) {
-      p++;
-      n++;
-    } else if (p < pattern.size() && pattern[p] == '*') {
-      star = p++;
-      mark = n;
-    } else if (star != std::string::npos) {
-      p = star + 1;
-      n = ++mark;
-    } else {
-      return false;
-    }
-  }
-  while (p < pattern.size() && pattern[p] == '*') p++;
-  return p == pattern.size();
-}
+using packtext::matchPattern;
 
 std::vector<std::string> splitPatterns(const std::string& text) {
   std::vector<std::string> patterns;
-  size_t start = 0;
-  while (start <= text.size()) {
-    size_t end = text.find(';', start);
-    if (end == std::string::npos) end = text.size();
-    std::string piece = text.substr(start, end - start);
+  for (const std::string& part : packtext::splitList(text, ';')) {
     size_t leading = 0;
-    piece = trimmed(piece, &leading);
+    std::string piece = trimmed(part, &leading);
     if (!piece.empty()) patterns.push_back(withSlashes(piece));
-    start = end + 1;
   }
   return patterns;
 }
@@ -201,10 +166,8 @@ void walk(const std::string& folder, const std::string& relative, const std::str
 // Exclude and OkIfMissing belong to the folder entry alone.
 bool copiedAttribute(const std::string& name) {
   static const char* const kOwn[] = {"dest", "alias", "recurse", "exclude", "okifmissing", "executable", "symlink"};
-  std::string lower = name;
-  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   for (const char* own : kOwn)
-    if (lower == own) return false;
+    if (packtext::lower(name) == own) return false;
   return true;
 }
 

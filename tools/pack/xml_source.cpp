@@ -5,20 +5,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tools/pack/text_helpers.h"
+
 namespace {
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-bool sameNoCase(const std::string& a, const char* b) {
-  size_t length = std::strlen(b);
-  if (a.size() != length) return false;
-  for (size_t i = 0; i < length; i++) {
-    char x = a[i] >= 'A' && a[i] <= 'Z' ? static_cast<char>(a[i] + 32) : a[i];
-    char y = b[i] >= 'A' && b[i] <= 'Z' ? static_cast<char>(b[i] + 32) : b[i];
-    if (x != y) return false;
-  }
-  return true;
-}
 
 // The number of bytes the UTF-8 form of a character reference takes.
 size_t referenceLength(const std::string& text, size_t at, size_t end) {
@@ -203,7 +195,7 @@ const SourceAttribute* XmlSource::attribute(int element, const char* name) const
   if (element < 0 || element >= static_cast<int>(nodes.size())) return nullptr;
   const std::vector<SourceAttribute>& list = nodes[static_cast<size_t>(element)].attributes;
   for (size_t i = list.size(); i-- > 0;) {
-    if (sameNoCase(list[i].name, name)) return &list[i];
+    if (packtext::sameNoCase(list[i].name, name)) return &list[i];
   }
   return nullptr;
 }
