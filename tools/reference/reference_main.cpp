@@ -11,6 +11,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -147,6 +148,9 @@ std::string textOf(const Element& element) {
 void writeElements(std::ostream& out) {
   int count = 0;
   const Element* all = templatelang::elements(&count);
+  // Elements that share their attributes (the controls of a page, the
+  // children of Environment) list them once, at the first of them.
+  std::map<const Attribute*, std::string> listed;
   for (int i = 0; i < count; i++) {
     const Element& element = all[i];
     for (const Group& group : kGroups) {
@@ -161,7 +165,13 @@ void writeElements(std::ostream& out) {
     if (!text.empty()) facts += " " + text;
     if (element.flags & templatelang::kTextRequired) facts += " Without text it is passed over.";
     out << facts << "\n\n" << element.summary << "\n\n";
-    if (element.attributeCount > 0) {
+    auto first = listed.find(element.attributes);
+    if (element.attributeCount > 2 && first != listed.end()) {
+      out << "Its attributes are those of " << first->second << ".\n\n";
+    } else if (element.attributeCount > 0) {
+      std::string name = title(element);
+      if (name[0] != '`') name = "a" + name.substr(1, name.find(" (") - 1);  // "A page (...)" -> "a page"
+      listed[element.attributes] = name;
       out << "| Attribute | Value | Meaning |\n|---|---|---|\n";
       for (int k = 0; k < element.attributeCount; k++) {
         const Attribute& attribute = element.attributes[k];
