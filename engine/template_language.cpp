@@ -325,7 +325,10 @@ const Element kElements[] = {
      "  <Installation>...</Installation>\n"
      "</HalvoWorksInstallation>"},
     {"Desc", "HalvoWorksInstallation", nullptr, Kind::kNone, kExactCase, nullptr, 0,
-     "An optional wrapper around ProductDesc.", nullptr},
+     "An optional wrapper around ProductDesc.",
+     "<Desc>\n"
+     "  <ProductDesc>...</ProductDesc>\n"
+     "</Desc>"},
     {"ProductDesc", "HalvoWorksInstallation;Desc", nullptr, Kind::kNone, kRequired | kExactCase, nullptr, 0,
      "The product: its name, version and addresses. Without it the installer stops.",
      "<ProductDesc>\n"
@@ -336,25 +339,32 @@ const Element kElements[] = {
     {"Fullname", "ProductDesc", nullptr, Kind::kLiteral, kRequired | kExactCase, nullptr, 0,
      "The product's name: the window title, and the name of its entry in the list of installed programs. "
      "Without it nothing is registered.",
-     nullptr},
+     "<Fullname>Acme Editor</Fullname>"},
     {"Title", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
-     "The window title; without it, Fullname and the version.", nullptr},
+     "The window title; without it, Fullname and the version.",
+     "<Title>Acme Editor Setup</Title>"},
     {"MajorVersion", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
      "The first number of the version. The version is MajorVersion.MinorVersion.MinestVersion; all three are "
      "needed for it.",
-     nullptr},
+     "<MajorVersion>2</MajorVersion>"},
     {"MinorVersion", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
-     "The second number of the version.", nullptr},
+     "The second number of the version.",
+     "<MinorVersion>1</MinorVersion>"},
     {"MinestVersion", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
-     "The third number of the version.", nullptr},
-    {"LetterVersion", "ProductDesc", nullptr, Kind::kLiteral, kExactCase | kUnread, nullptr, 0, "Kept, not used.", nullptr},
+     "The third number of the version.",
+     "<MinestVersion>0</MinestVersion>"},
+    {"LetterVersion", "ProductDesc", nullptr, Kind::kLiteral, kExactCase | kUnread, nullptr, 0, "Kept, not used.",
+     "<LetterVersion>b</LetterVersion>"},
     {"Website", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
-     "The product's web address, shown in the list of installed programs.", nullptr},
+     "The product's web address, shown in the list of installed programs.",
+     "<Website>https://acme.example.org</Website>"},
     {"Supportemail", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0, "A support address.",
-     nullptr},
-    {"Supportsite", "ProductDesc", nullptr, Kind::kLiteral, kExactCase | kUnread, nullptr, 0, "Kept, not used.", nullptr},
+     "<Supportemail>support@acme.example.org</Supportemail>"},
+    {"Supportsite", "ProductDesc", nullptr, Kind::kLiteral, kExactCase | kUnread, nullptr, 0, "Kept, not used.",
+     "<Supportsite>https://acme.example.org/support</Supportsite>"},
     {"InstallHelpURL", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
-     "What the Help button opens.", nullptr},
+     "What the Help button opens.",
+     "<InstallHelpURL>https://acme.example.org/install-help</InstallHelpURL>"},
     {"LegacyApplication", "ProductDesc", nullptr, Kind::kLiteral, kExactCase | kRepeats | kTextRequired, nullptr,
      0,
      "A name under which earlier versions were registered. Such an installation is found and removed like one "
@@ -375,7 +385,12 @@ const Element kElements[] = {
      "  <InstallationDialog Special=\"HasSubDialogs\">...</InstallationDialog>\n"
      "</Dialogs>"},
     {"UninstallDialogs", kDocumentSections, nullptr, Kind::kNone, kExactCase, nullptr, 0,
-     "The uninstaller's wizard, like Dialogs. Its pages have no fields.", nullptr},
+     "The uninstaller's wizard, like Dialogs. Its pages have no fields.",
+     "<UninstallDialogs>\n"
+     "  <CopyProgress Special=\"AutoNext\"/>\n"
+     "  <UnregisterApplication Special=\"AutoNext\"/>\n"
+     "  <Finish Special=\"Finish\"/>\n"
+     "</UninstallDialogs>"},
     {"@dialog", "Dialogs;UninstallDialogs", nullptr, Kind::kNone, kRepeats, kPageAttributes,
      COUNT(kPageAttributes),
      "A page of the wizard. Its tag is its name; the engine does work on entering a page with one of the "
@@ -393,11 +408,15 @@ const Element kElements[] = {
      "  <CopyProgress CurrentLabel=\"Installing files\" FinishLabel=\"Files installed\"/>\n"
      "</TaskList>"},
     {"@task", "TaskList", nullptr, Kind::kNone, kRepeats, kTaskAttributes, COUNT(kTaskAttributes),
-     "A step of the frame; its tag is the name of its sub-dialog.", nullptr},
+     "A step of the frame; its tag is the name of its sub-dialog.",
+     "<CopyProgress CurrentLabel=\"Installing files\" FinishLabel=\"Files installed\"/>"},
     {"SubDialogs", "@dialog", nullptr, Kind::kNone, kExactCase, nullptr, 0,
      "In a page with Special=\"HasSubDialogs\": the sub-dialogs, each named by a task. Their order here "
      "doesn't matter; the TaskList's does.",
-     nullptr},
+     "<SubDialogs>\n"
+     "  <Licence>...</Licence>\n"
+     "  <CopyProgress Special=\"AutoNext\">...</CopyProgress>\n"
+     "</SubDialogs>"},
     {"@subdialog", "SubDialogs", nullptr, Kind::kNone, kRepeats, kPageAttributes, COUNT(kPageAttributes),
      "A step of a frame, shown inside the frame's page; it has the attributes and children of a page.",
      "<CopyProgress Special=\"AutoNext\">\n"
@@ -431,7 +450,8 @@ const Element kElements[] = {
      "icon_current, icon_good_finish, icon_bad_finish, icon_inactive).",
      "<TaskLB Name=\"TaskList\" x=\"10\" y=\"140\" w=\"180\" h=\"-80\" Details=\"size=18\"/>"},
     {"Border", "@page", nullptr, Kind::kNone, kExactCase | kRepeats, kControlAttributes, COUNT(kControlAttributes),
-     "A frame drawn round a part of the page.", nullptr},
+     "A frame drawn round a part of the page.",
+     "<Border x=\"190\" y=\"5\" w=\"-5\" h=\"-75\"/>"},
     {"SlideShow", "@page", nullptr, Kind::kLiteral, kExactCase | kRepeats, kControlAttributes,
      COUNT(kControlAttributes),
      "A picture chosen at random from several: the text is their number N, and the packed files are Name0 to "
@@ -471,13 +491,19 @@ const Element kElements[] = {
      "HighlightedText;ProgressBarForeground;ProgressBarBackground;FieldForeground;FieldBackground;"
      "InvalidFieldForeground;InvalidFieldBackground;StaticElements",
      Kind::kColour, kRepeats, kConditionOnly, COUNT(kConditionOnly),
-     "One colour of the theme, 0xRRGGBB, filling what the pages leave open.", nullptr},
+     "One colour of the theme, 0xRRGGBB, filling what the pages leave open.",
+     "<ButtonsText Condition=\"[GUI_INSTALL]==1\">0xFFFFFF</ButtonsText>"},
     {"CustomGroup", "ColourTheme", nullptr, Kind::kColour, kRepeats, kCustomGroupAttributes,
      COUNT(kCustomGroupAttributes), "A named colour, for Group:NAME in colour attributes.", nullptr},
 
     // The installation.
     {"Installation", "HalvoWorksInstallation", nullptr, Kind::kNone, kExactCase, nullptr, 0,
-     "Holds the installation's data and actions.", nullptr},
+     "Holds the installation's data and actions.",
+     "<Installation>\n"
+     "  <Uninstall Auto=\"1\"/>\n"
+     "  <DefValues>...</DefValues>\n"
+     "  <FileSet Name=\"Program\">...</FileSet>\n"
+     "</Installation>"},
     {"Uninstall", "Installation", nullptr, Kind::kNone, kExactCase, kUninstallAttributes,
      COUNT(kUninstallAttributes),
      "Where the uninstall data goes. It must stand before any other child of Installation whose tag begins "
@@ -488,13 +514,15 @@ const Element kElements[] = {
      "removes it.",
      "<InstallLogFile>[INSTALLDIR]/uninstall/install.log</InstallLogFile>"},
     {"InstallBackupFile", "Uninstall", nullptr, Kind::kPath, kExactCase, nullptr, 0,
-     "Where the backup of replaced files goes; also listed in a FileSet.", nullptr},
+     "Where the backup of replaced files goes; also listed in a FileSet.",
+     "<InstallBackupFile>[INSTALLDIR]/uninstall/backup.bin</InstallBackupFile>"},
     {"UninstallXmlFile", "Uninstall", nullptr, Kind::kPath, kExactCase, nullptr, 0,
-     "Where the template is saved for the uninstaller: an FN install.xml installs it there.", nullptr},
+     "Where the template is saved for the uninstaller: an FN install.xml installs it there.",
+     "<UninstallXmlFile>[INSTALLDIR]/uninstall/install.xml</UninstallXmlFile>"},
     {"UninstallCmd", "Uninstall", nullptr, Kind::kPath, kExactCase, nullptr, 0,
      "The uninstaller program that the registration names: the installer program itself without a package, "
      "installed by the file set.",
-     nullptr},
+     "<UninstallCmd>[INSTALLDIR]/uninstall/uninstall</UninstallCmd>"},
     {"InstallerControlVariables", kDocumentSections, nullptr, Kind::kNone, kExactCase, nullptr, 0,
      "Names the variables through which the engine tells the template what happened. Give each a default in "
      "DefValues.",
@@ -506,19 +534,26 @@ const Element kElements[] = {
      "  <DlgCondition>DLG_CONDITION</DlgCondition>\n"
      "</InstallerControlVariables>"},
     {"PreviousInstallation", "InstallerControlVariables", nullptr, Kind::kVariable, kExactCase, nullptr, 0,
-     "Set to 1 when an installation of the product (or a LegacyApplication) is found.", nullptr},
+     "Set to 1 when an installation of the product (or a LegacyApplication) is found.",
+     "<PreviousInstallation>PREVIOUSINSTALLATION</PreviousInstallation>"},
     {"ShouldUninstall", "InstallerControlVariables", nullptr, Kind::kVariable, kExactCase, nullptr, 0,
-     "Set to 1 in the same case; 0 keeps the Uninstall page from removing the old installation.", nullptr},
+     "Set to 1 in the same case; 0 keeps the Uninstall page from removing the old installation.",
+     "<ShouldUninstall>SHOULDUNINSTALL</ShouldUninstall>"},
     {"CustomizeSettings", "InstallerControlVariables", nullptr, Kind::kVariable, kExactCase, nullptr, 0,
-     "Kept out of the log and config.xml.", nullptr},
+     "Kept out of the log and config.xml.",
+     "<CustomizeSettings>CUSTOMIZE</CustomizeSettings>"},
     {"ProgressDetails", "InstallerControlVariables", nullptr, Kind::kVariable, kExactCase, nullptr, 0,
-     "Kept out of the log and config.xml.", nullptr},
+     "Kept out of the log and config.xml.",
+     "<ProgressDetails>SHOWDETAILS</ProgressDetails>"},
     {"InstallError", "InstallerControlVariables", nullptr, Kind::kVariable, kExactCase, nullptr, 0,
-     "Set to 1 when the file stage or a revert failed.", nullptr},
+     "Set to 1 when the file stage or a revert failed.",
+     "<InstallError>INSTALL_ERROR</InstallError>"},
     {"UninstallError", "InstallerControlVariables", nullptr, Kind::kVariable, kExactCase, nullptr, 0,
-     "Set to 1 when an uninstallation failed.", nullptr},
+     "Set to 1 when an uninstallation failed.",
+     "<UninstallError>UNINSTALL_ERROR</UninstallError>"},
     {"DlgCondition", "InstallerControlVariables", nullptr, Kind::kVariable, kExactCase, nullptr, 0,
-     "1 or 0: whether the page's running-programs check passed; 0 when a page is entered.", nullptr},
+     "1 or 0: whether the page's running-programs check passed; 0 when a page is entered.",
+     "<DlgCondition>DLG_CONDITION</DlgCondition>"},
     {"InstallerExcludeVariables", kDocumentSections, nullptr, Kind::kNone, kExactCase, nullptr, 0,
      "Variables kept out of the action log or config.xml; each child's text names one.",
      "<InstallerExcludeVariables>\n"
@@ -526,7 +561,7 @@ const Element kElements[] = {
      "</InstallerExcludeVariables>"},
     {"@exclude", "InstallerExcludeVariables", nullptr, Kind::kVariable, kRepeats | kTextRequired,
      kExcludeAttributes, COUNT(kExcludeAttributes), "One excluded variable; the tag is free (Variable is usual).",
-     nullptr},
+     "<Variable ExcludeFrom=\"log;config\">LICENCEKEY</Variable>"},
     {"DefValues", kDocumentSections, nullptr, Kind::kNone, kRequired | kExactCase, nullptr, 0,
      "The variables and their defaults, worked out in order before the first page: an entry's $NAME refers to "
      "the entries above it. Without it the installer stops.",
@@ -541,8 +576,10 @@ const Element kElements[] = {
      "that applies wins.",
      "<Value Name=\"DATADIR\" DataType=\"value\" Recalculate=\"1\">$INSTALLDIR/data</Value>"},
     {"InstallType", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, kInstallTypeAttributes,
-     COUNT(kInstallTypeAttributes), "Kept, not used: which files go in is decided by the Conditions.", nullptr},
-    {"Desc", "InstallType", nullptr, Kind::kLiteral, kExactCase, nullptr, 0, "The type's description.", nullptr},
+     COUNT(kInstallTypeAttributes), "Kept, not used: which files go in is decided by the Conditions.",
+     "<InstallType Name=\"Full\" Default=\"1\"><Desc>Everything</Desc></InstallType>"},
+    {"Desc", "InstallType", nullptr, Kind::kLiteral, kExactCase, nullptr, 0, "The type's description.",
+     "<Desc>Everything</Desc>"},
     {"FileSet", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, kFileSetAttributes,
      COUNT(kFileSetAttributes), "A group of files, chosen together by its Condition.",
      "<FileSet Name=\"Program\">\n"
@@ -564,19 +601,23 @@ const Element kElements[] = {
      "  <Replace VarName=\"ACME_HOME\">[INSTALLDIR]</Replace>\n"
      "</Environment>"},
     {"Replace", "Environment", nullptr, Kind::kText, kRepeats | kTextRequired, kEnvironmentChildAttributes,
-     COUNT(kEnvironmentChildAttributes), "Sets the variable to the text.", nullptr},
+     COUNT(kEnvironmentChildAttributes), "Sets the variable to the text.",
+     "<Replace VarName=\"ACME_HOME\">[INSTALLDIR]</Replace>"},
     {"Append", "Environment", nullptr, Kind::kText, kRepeats | kTextRequired, kEnvironmentChildAttributes,
      COUNT(kEnvironmentChildAttributes),
-     "Adds the text at the end of a list (';' on Windows, ':' on Linux).", nullptr},
+     "Adds the text at the end of a list (';' on Windows, ':' on Linux).",
+     "<Append VarName=\"PATH\" IsPath=\"1\">[INSTALLDIR]/bin</Append>"},
     {"Insert", "Environment", nullptr, Kind::kText, kRepeats | kTextRequired, kEnvironmentChildAttributes,
-     COUNT(kEnvironmentChildAttributes), "Adds the text at the front of a list.", nullptr},
+     COUNT(kEnvironmentChildAttributes), "Adds the text at the front of a list.",
+     "<Insert VarName=\"PATH\" IsPath=\"1\">[INSTALLDIR]/bin</Insert>"},
     {"IniFiles", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, nullptr, 0,
      "Keys written into INI files; uninstalling puts the old values back.",
      "<IniFiles>\n"
      "  <Add FileName=\"[INSTALLDIR]/etc/acme.ini\" Section=\"Paths\" Key=\"Home\">[INSTALLDIR]</Add>\n"
      "</IniFiles>"},
     {"Add", "IniFiles", nullptr, Kind::kText, kRepeats | kTextRequired, kIniAddAttributes,
-     COUNT(kIniAddAttributes), "Writes a key; the text is its value.", nullptr},
+     COUNT(kIniAddAttributes), "Writes a key; the text is its value.",
+     "<Add FileName=\"[INSTALLDIR]/etc/acme.ini\" Section=\"Paths\" Key=\"Home\">[INSTALLDIR]</Add>"},
     {"ModifyFiles", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, kConditionOnly,
      COUNT(kConditionOnly), "Lines added to text files; uninstalling takes them out again.",
      "<ModifyFiles>\n"
@@ -586,7 +627,7 @@ const Element kElements[] = {
      COUNT(kModifyFileAttributes),
      "The text is the modification file: a count n, n lines to look for, a count m, and m lines to add. It "
      "must still be there at uninstallation.",
-     nullptr},
+     "<File Path=\"[INSTALLDIR]/etc/acme.conf\" Command=\"AddAfter\">[INSTALLDIR]/etc/acme.mod</File>"},
     {"Shortcuts", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, nullptr, 0,
      "Shortcuts; uninstalling removes them.",
      "<Shortcuts>\n"
@@ -596,7 +637,7 @@ const Element kElements[] = {
     {"Add", "Shortcuts", nullptr, Kind::kLiteral, kRepeats | kTextRequired, kShortcutAttributes,
      COUNT(kShortcutAttributes),
      "One shortcut; the text is its file name with its extension (.lnk, .url, .desktop), not expanded.",
-     nullptr},
+     "<Add Type=\"URL\" Dest=\"[INSTALLDIR]/shortcuts\" Target=\"https://acme.example.org\">Acme Online.url</Add>"},
     {"Firewall", kDocumentSections, nullptr, Kind::kNone, kExactCase, nullptr, 0,
      "Firewall rules; only the first Firewall element counts. Uninstalling removes them.",
      "<Firewall>\n"
@@ -604,7 +645,8 @@ const Element kElements[] = {
      "</Firewall>"},
     {"Application", "Firewall", nullptr, Kind::kLiteral, kExactCase | kRepeats | kTextRequired,
      kFirewallApplicationAttributes, COUNT(kFirewallApplicationAttributes),
-     "Lets a program through (Windows); the text is the rule's name.", nullptr},
+     "Lets a program through (Windows); the text is the rule's name.",
+     "<Application Target=\"[INSTALLDIR]/bin/acme-server.exe\">Acme server</Application>"},
     {"Port", "Firewall", nullptr, Kind::kLiteral, kExactCase | kRepeats | kTextRequired, kFirewallPortAttributes,
      COUNT(kFirewallPortAttributes),
      "Opens a port. The text is the rule's name and, through the log, what removes it: write it as the "
@@ -618,17 +660,25 @@ const Element kElements[] = {
      "  <RunProgram Wait=\"1\" WorkDir=\"[INSTALLDIR]\">[INSTALLDIR]/bin/acme-setup-db</RunProgram>\n"
      "</AdditionalInstall>"},
     {"PostInstall", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, nullptr, 0,
-     "Actions run by the page PostInstall.", nullptr},
+     "Actions run by the page PostInstall.",
+     "<PostInstall>\n"
+     "  <OpenDocument>[INSTALLDIR]/doc/README.txt</OpenDocument>\n"
+     "</PostInstall>"},
     {"PreUninstall", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, nullptr, 0,
-     "Actions run before an uninstallation removes anything.", nullptr},
+     "Actions run before an uninstallation removes anything.",
+     "<PreUninstall>\n"
+     "  <RunProgram Wait=\"1\" Arguments=\"--stop\">[INSTALLDIR]/bin/acme-server</RunProgram>\n"
+     "</PreUninstall>"},
     {"OpenDocument", "@tag", nullptr, Kind::kPath, kRepeats | kTextRequired, kTagChildAttributes,
-     COUNT(kTagChildAttributes), "Opens a document with its program.", nullptr},
+     COUNT(kTagChildAttributes), "Opens a document with its program.",
+     "<OpenDocument>[INSTALLDIR]/doc/README.txt</OpenDocument>"},
     {"RunProgram", "@tag", nullptr, Kind::kPath, kRepeats | kTextRequired, kTagChildAttributes,
      COUNT(kTagChildAttributes),
      "Runs a program, given by its path. Its effects aren't undone, and a failure is only logged.",
      "<RunProgram Arguments=\"--init\" Wait=\"1\">[INSTALLDIR]/bin/acme-editor</RunProgram>"},
     {"CopyFile", "@tag", nullptr, Kind::kPath, kRepeats | kTextRequired, kTagChildAttributes,
-     COUNT(kTagChildAttributes), "Copies a file to Dest; the copy isn't undone.", nullptr},
+     COUNT(kTagChildAttributes), "Copies a file to Dest; the copy isn't undone.",
+     "<CopyFile Dest=\"[INSTALLDIR]/etc/acme.conf\">[INSTALLDIR]/etc/acme.conf.default</CopyFile>"},
     {"Registry", "@tag", nullptr, Kind::kNone, kRepeats, nullptr, 0,
      "Registry changes (on Linux in a file store below $QLUX_ROOT/var/lib/qlux/registry). Added keys and "
      "values are removed at uninstallation.",
@@ -636,11 +686,14 @@ const Element kElements[] = {
      "  <AddValue Place=\"HKEY_LOCAL_MACHINE\" Path=\"Software/Acme\" Value=\"Home\" Expand=\"1\">[INSTALLDIR]</AddValue>\n"
      "</Registry>"},
     {"AddValue", "Registry", nullptr, Kind::kText, kRepeats, kRegistryActionAttributes,
-     COUNT(kRegistryActionAttributes), "Writes a value; the text is its data.", nullptr},
+     COUNT(kRegistryActionAttributes), "Writes a value; the text is its data.",
+     "<AddValue Place=\"HKEY_LOCAL_MACHINE\" Path=\"Software/Acme\" Value=\"Version\">2.1.0</AddValue>"},
     {"AddKey", "Registry", nullptr, Kind::kNone, kRepeats, kRegistryActionAttributes,
-     COUNT(kRegistryActionAttributes), "Makes a key.", nullptr},
+     COUNT(kRegistryActionAttributes), "Makes a key.",
+     "<AddKey Place=\"HKEY_LOCAL_MACHINE\" Path=\"Software/Acme/Plugins\"/>"},
     {"RemoveValue", "Registry", nullptr, Kind::kNone, kRepeats, kRegistryActionAttributes,
-     COUNT(kRegistryActionAttributes), "Deletes a value, for good.", nullptr},
+     COUNT(kRegistryActionAttributes), "Deletes a value, for good.",
+     "<RemoveValue Place=\"HKEY_CURRENT_USER\" Path=\"Software/Acme\" Value=\"Trial\"/>"},
     {"RemoveKey", "Registry", nullptr, Kind::kNone, kRepeats, kRegistryActionAttributes,
      COUNT(kRegistryActionAttributes), "Deletes KeyCount levels of a key that has no sub-keys, for good.",
      nullptr},
@@ -653,7 +706,8 @@ const Element kElements[] = {
      "  <Files Dest=\"[INSTALLDIR]/var\" DeleteDirs=\"1\">*.log</Files>\n"
      "</UninstallWildcards>"},
     {"@wildcard", "UninstallWildcards", nullptr, Kind::kPattern, kRepeats | kTextRequired, kWildcardAttributes,
-     COUNT(kWildcardAttributes), "A pattern removed below Dest; the tag is free (Files is usual).", nullptr},
+     COUNT(kWildcardAttributes), "A pattern removed below Dest; the tag is free (Files is usual).",
+     "<Files Dest=\"[INSTALLDIR]/cache\" DeleteDirs=\"1\">*</Files>"},
 };
 
 const SpecialPage kSpecialPages[] = {
