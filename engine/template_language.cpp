@@ -370,11 +370,15 @@ const Element kElements[] = {
      "A name under which earlier versions were registered. Such an installation is found and removed like one "
      "of this product, and its registration goes.",
      "<LegacyApplication>Acme Edit</LegacyApplication>"},
+    {"Publisher", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
+     "The publisher shown in the list of installed programs (\"Halvo Software Ltd\").",
+     "<Publisher>Acme Software</Publisher>"},
     {"BannerText", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
      "The line the console installer shows in its banner (\"Halvo Works installer\").",
      "<BannerText>Acme Editor 2.1 setup</BannerText>"},
     {"UninstallBannerText", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
-     "The line the console uninstaller shows in its banner (\"Halvo Works uninstaller\").", nullptr},
+     "The line the console uninstaller shows in its banner (\"Halvo Works uninstaller\").",
+     "<UninstallBannerText>Removing Acme Editor</UninstallBannerText>"},
 
     // The wizard.
     {"Dialogs", kDocumentSections, nullptr, Kind::kNone, kRequired | kExactCase, nullptr, 0,
@@ -494,7 +498,8 @@ const Element kElements[] = {
      "One colour of the theme, 0xRRGGBB, filling what the pages leave open.",
      "<ButtonsText Condition=\"[GUI_INSTALL]==1\">0xFFFFFF</ButtonsText>"},
     {"CustomGroup", "ColourTheme", nullptr, Kind::kColour, kRepeats, kCustomGroupAttributes,
-     COUNT(kCustomGroupAttributes), "A named colour, for Group:NAME in colour attributes.", nullptr},
+     COUNT(kCustomGroupAttributes), "A named colour, for Group:NAME in colour attributes.",
+     "<CustomGroup Name=\"accent\">0xE07020</CustomGroup>"},
 
     // The installation.
     {"Installation", "HalvoWorksInstallation", nullptr, Kind::kNone, kExactCase, nullptr, 0,
@@ -651,7 +656,7 @@ const Element kElements[] = {
      COUNT(kFirewallPortAttributes),
      "Opens a port. The text is the rule's name and, through the log, what removes it: write it as the "
      "protocol and the port (TCP 8080, UDP 53, TCP;UDP 5000).",
-     nullptr},
+     "<Port Port=\"5353\" Protocol=\"UDP\">UDP 5353</Port>"},
 
     // Sections of actions.
     {"AdditionalInstall", kDocumentSections, nullptr, Kind::kNone, kExactCase | kRepeats, nullptr, 0,
@@ -696,7 +701,7 @@ const Element kElements[] = {
      "<RemoveValue Place=\"HKEY_CURRENT_USER\" Path=\"Software/Acme\" Value=\"Trial\"/>"},
     {"RemoveKey", "Registry", nullptr, Kind::kNone, kRepeats, kRegistryActionAttributes,
      COUNT(kRegistryActionAttributes), "Deletes KeyCount levels of a key that has no sub-keys, for good.",
-     nullptr},
+     "<RemoveKey Place=\"HKEY_CURRENT_USER\" Path=\"Software/Acme/Cache\" KeyCount=\"1\"/>"},
 
     // The uninstallation.
     {"UninstallWildcards", kDocumentSections, nullptr, Kind::kNone, kExactCase, nullptr, 0,

@@ -63,8 +63,9 @@ TEST(ReferenceTest, EveryElementHasAnExample) {
 // the template language: texts of the registry entry, the journal and the
 // messages.
 const char* const kNotTemplateNames[] = {
-    "Added",       "Removed",     "Uninstalling", "Uninstallation", "UninstallString", "DisplayIcon",
-    "DisplayName", "DisplayVersion", "HelpLink",  "Publisher",
+    "Added",           "Removed",       "Uninstalling", "Uninstallation", "UninstallString",
+    "DisplayIcon",     "DisplayName",   "DisplayVersion", "HelpLink",     "EstimatedSize",
+    "InstallLocation", "NoModify",      "NoRepair",     "QuietUninstallString", "ProgramFilesDir",
 };
 
 // The names the description knows: tags, attribute names, the words of
