@@ -30,12 +30,13 @@ class ExpandTest : public ::testing::Test {
   }
 
   // Expands a template whose Installation holds `body`.
-  std::string expand(const std::string& body, StubKind stub = StubKind::kLinux) {
+  std::string expand(const std::string& body, StubKind stub = StubKind::kLinux,
+                     const std::string& templateName = "install.xml") {
     text = "<HalvoWorksInstallation><Installation>\n" + body + "\n</Installation></HalvoWorksInstallation>\n";
     XmlSource xml;
     EXPECT_TRUE(xml.parse(text)) << xml.error;
     ExpandOptions options;
-    options.templatePath = source + "/install.xml";
+    options.templatePath = source + "/" + templateName;
     options.source = source;
     options.stub = source + "/stub";
     options.stubKind = stub;
@@ -132,6 +133,22 @@ TEST_F(ExpandTest, AutoUninstallDataForEachSystem) {
   std::string forWindows = expand(body, StubKind::kWindows);
   EXPECT_NE(std::string::npos, forWindows.find("<UninstallCmd>[APP]/uninstall/uninstall.exe</UninstallCmd>"));
   EXPECT_NE(std::string::npos, forWindows.find("Alias=\"qlux:uninstaller\">uninstall.exe</FN>"));
+}
+
+// The template's copy is the template as packed, whatever the template's
+// own file is called and wherever a file of that name lies.
+TEST_F(ExpandTest, AnEntryNamedInstallXmlIsTheTemplate) {
+  file("product.xml", "<the template on disk/>");
+  file("etc/install.xml", "<another file/>");
+  std::string packed = expand("<FileSet Name=\"S\"><FN Dest=\"/x\">install.xml</FN><FN Dest=\"/x/u\">product.xml</FN>"
+                              "<FN Dest=\"/x/etc\">etc/install.xml</FN></FileSet>",
+                              StubKind::kLinux, "product.xml");
+  EXPECT_TRUE(findings.empty());
+  ASSERT_NE(nullptr, entry("install.xml"));
+  EXPECT_EQ(packed, entry("install.xml")->contents);
+  EXPECT_EQ(packed, entry("product.xml")->contents);
+  // A different file that happens to be called install.xml stays itself.
+  EXPECT_FALSE(entry("etcinstall.xml")->inMemory);
 }
 
 TEST_F(ExpandTest, ProblemsAreFoundNotPacked) {
