@@ -343,6 +343,9 @@ const Element kElements[] = {
     {"Title", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
      "The window title; without it, Fullname and the version.",
      "<Title>Acme Editor Setup</Title>"},
+    {"UninstallTitle", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
+     "The uninstaller's window title; without it, the installer's.",
+     "<UninstallTitle>Remove Acme Editor</UninstallTitle>"},
     {"MajorVersion", "ProductDesc", nullptr, Kind::kLiteral, kExactCase, nullptr, 0,
      "The first number of the version. The version is MajorVersion.MinorVersion.MinestVersion; all three are "
      "needed for it.",
@@ -428,9 +431,10 @@ const Element kElements[] = {
      "  <Progress Name=\"Overall\" x=\"200\" y=\"40\" w=\"-10\" h=\"20\"/>\n"
      "  <List Name=\"Destfilelist\" x=\"200\" y=\"70\" w=\"-10\" h=\"-80\"/>\n"
      "</CopyProgress>"},
-    {"Text", "@page", nullptr, Kind::kLiteral, kExactCase | kRepeats, kControlAttributes,
+    {"Text", "@page", nullptr, Kind::kText, kExactCase | kRepeats, kControlAttributes,
      COUNT(kControlAttributes),
-     "A text. \\n (a backslash and n) breaks the line; [NAME] is shown as it stands.",
+     "A text. \\n (a backslash and n) breaks the line; [NAME] references are replaced by the variables' values "
+     "when the page is shown.",
      "<Text x=\"200\" y=\"10\" w=\"-10\" h=\"40\">Choose where to install Acme Editor.</Text>"},
     {"Image", "@page", nullptr, Kind::kFileKey, kExactCase | kRepeats, kControlAttributes,
      COUNT(kControlAttributes), "A PNG or JPEG picture; the text is its packed file's key.",

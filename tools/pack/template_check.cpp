@@ -1157,7 +1157,8 @@ void Checker::checkWindowTraps() {
                                    "programs hold the installation",
                  "add <List Name=\"Destfilelist\" x=\"...\" y=\"...\" w=\"...\" h=\"...\"/>");
       }
-      // Going back over the file stage runs it again.
+      // The window never goes back into work that has run: a Back button
+      // behind the file stage is dead.
       if (afterWork) {
         for (int holder : {page.element, frame}) {
           if (holder < 0) continue;
@@ -1168,10 +1169,10 @@ void Checker::checkWindowTraps() {
                         ((buttonName && (sameNoCase(*buttonName, "Back") || sameNoCase(*buttonName, "Express"))) ||
                          (shift && std::atoi(shift->c_str()) < 0));
             if (back && !value(child, "Condition")) {
-              advice(at(child), "this Back button stands on " + page.name + ", behind the page CopyProgress: going "
-                                "back runs the file stage again",
-                     "leave it out, or give it a Condition that is false once the files are in (a Trigger on "
-                     "CopyProgress can set a variable for it)");
+              advice(at(child), "this Back button stands on " + page.name + ", behind the page CopyProgress: the "
+                                "window disables it once the files are in, since going back would install them "
+                                "again",
+                     "leave it out");
               afterWork = false;  // one warning for the run of pages
             }
           }

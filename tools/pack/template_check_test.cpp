@@ -306,17 +306,19 @@ const Mistake kMistakes[] = {
      {{"<Finish Special=\"Finish\" Condition=\"[INSTALL_ERROR]==0\"><Text",
        "<Finish Special=\"Finish\" Condition=\"[INSTALL_ERROR]==0\"><Button Name=\"Back\" x=\"190\" y=\"50\">&amp;Back"
        "</Button><Text"}},
-     "24:61: warning: this Back button stands on Finish, behind the page CopyProgress: going back runs the file stage "
-     "again",
-     "24:61: hint: leave it out, or give it a Condition that is false once the files are in (a Trigger on "
-     "CopyProgress can set a variable for it)"},
+     "24:61: warning: this Back button stands on Finish, behind the page CopyProgress: the window disables it once "
+     "the files are in, since going back would install them again",
+     "24:61: hint: leave it out"},
     {"an error page without the error list",
      {{"<BadFinish Special=\"Finish\"><List Name=\"Destfilelist\" x=\"10\" y=\"10\" w=\"-10\" h=\"-10\"/></BadFinish>",
        "<BadFinish Special=\"Finish\"><Text x=\"10\" y=\"10\">Failed.</Text></BadFinish>"}},
      "25:5: warning: the error page BadFinish doesn't show the list of errors",
      "25:5: hint: add <List Name=\"Destfilelist\" .../>: the page lists the errors in it"},
-    {"a reference in a text that isn't expanded", {{"Welcome.</Text>", "Welcome to [INSTALLDIR].</Text>"}},
-     "9:53: warning: this text is shown as it stands: [INSTALLDIR] is not replaced", ""},
+    {"a reference in a text that isn't expanded", {{"<Fullname>Acme Editor</Fullname>", "<Fullname>Acme [DIR_OK]</Fullname>"}},
+     "3:20: warning: this text is shown as it stands: [DIR_OK] is not replaced", ""},
+    {"an unknown variable in a page's text", {{"Welcome.</Text>", "Welcome to [INSTALDIR].</Text>"}},
+     "9:53: error: unknown variable [INSTALDIR]: the text keeps [INSTALDIR]",
+     "9:53: hint: did you mean [INSTALLDIR]?"},
 };
 
 TEST_F(TemplateCheckTest, EachMistakeIsNamedWithItsPlaceAndHint) {
