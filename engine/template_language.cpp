@@ -309,6 +309,16 @@ const Attribute kWildcardAttributes[] = {
     {"Condition", Kind::kCondition, nullptr, 0, "False passes the pattern over."},
 };
 
+const Attribute kProductAttributes[] = {
+    {"IfNewerInstalled", Kind::kChoice, "Refuse;Allow", 0,
+     "What an installer does when a newer version of the product is installed (the DisplayVersion of its "
+     "entry in the list of installed programs): Refuse (the default) shows a message and ends with exit code 4, "
+     "changing nothing; Allow installs the older version over it."},
+    {"IfSameInstalled", Kind::kChoice, "Reinstall;Skip", 0,
+     "What an installer does when the same version is installed: Reinstall (the default) installs it again; "
+     "Skip ends at once with exit code 0, saying that there is nothing to do."},
+};
+
 // ---------------------------------------------------------------------------
 // The elements.
 
@@ -329,9 +339,11 @@ const Element kElements[] = {
      "<Desc>\n"
      "  <ProductDesc>...</ProductDesc>\n"
      "</Desc>"},
-    {"ProductDesc", "HalvoWorksInstallation;Desc", nullptr, Kind::kNone, kRequired | kExactCase, nullptr, 0,
-     "The product: its name, version and addresses. Without it the installer stops.",
-     "<ProductDesc>\n"
+    {"ProductDesc", "HalvoWorksInstallation;Desc", nullptr, Kind::kNone, kRequired | kExactCase,
+     kProductAttributes, COUNT(kProductAttributes),
+     "The product: its name, version and addresses, and what to do when it is installed already. Without it "
+     "the installer stops.",
+     "<ProductDesc IfSameInstalled=\"Skip\">\n"
      "  <Fullname>Acme Editor</Fullname>\n"
      "  <MajorVersion>2</MajorVersion><MinorVersion>1</MinorVersion><MinestVersion>0</MinestVersion>\n"
      "  <Website>https://acme.example.org</Website>\n"
@@ -730,8 +742,10 @@ const SpecialPage kSpecialPages[] = {
                             "command."},
     {"UnregisterApplication", "In the uninstaller: takes the product out of the list again."},
     {"PreUninstall", "Runs the PreUninstall section."},
-    {"PostInstall", "Runs the PostInstall section, saves the variables' final values in the log and, on the "
-                    "console, writes config.xml; the walk goes on by itself."},
+    {"PostInstall", "Runs the PostInstall section, saves the variables' final values in the log and writes the "
+                    "configuration file (where -exportConfig=FILE asks, or config.xml beside the installer from a "
+                    "console run with a person at it); the walk goes on by itself. Without this page no "
+                    "configuration file is written."},
     {"RunningApps", "Holds the walk while a TestApp program runs, and ends the TerminateApp programs."},
     {"Finish", "Shows the list of errors, if there were any."},
     {"BadFinish", "The same."},

@@ -572,7 +572,8 @@ void Checker::checkValue(int element, Kind kind, const char* choices, unsigned f
         std::string guess = closestName(word, words);
         std::string all;
         for (const std::string& w : words) all += (all.empty() ? "" : ", ") + w;
-        language(where(leading), "'" + word + "' is not a " + what + " the installer knows",
+        const char* article = !what.empty() && std::strchr("AEIOU", what[0]) ? "an " : "a ";
+        language(where(leading), "'" + word + "' is not " + article + what + " the installer knows",
                  guess.empty() ? "use one of " + all
                  : lower(guess) == lower(word) ? "write '" + guess + "': it is compared with case"
                                                : "did you mean '" + guess + "'?");
@@ -1145,14 +1146,17 @@ void Checker::checkWindowTraps() {
       // named Destfilelist, on the page or on its frame.
       if (page.name == "RunningApps") {
         bool list = pageHasList(page.element, kErrorList) || (frame >= 0 && pageHasList(frame, kErrorList));
+        bool misnamed = false;  // a List stands there under another name: that is the one finding
         for (int child : nodes[static_cast<size_t>(page.element)].children) {
           const std::string* controlName = value(child, "Name");
-          if (name(child) == "List" && !(controlName && sameNoCase(*controlName, kErrorList)))
+          if (name(child) == "List" && !(controlName && sameNoCase(*controlName, kErrorList))) {
+            misnamed = true;
             language(at(child), "a List on the RunningApps page shows the running programs only when it is named " +
                                     std::string(kErrorList),
                      "give it Name=\"Destfilelist\"");
+          }
         }
-        if (!list)
+        if (!list && !misnamed)
           advice(at(page.element), "the RunningApps page has no List named Destfilelist: the window can't show which "
                                    "programs hold the installation",
                  "add <List Name=\"Destfilelist\" x=\"...\" y=\"...\" w=\"...\" h=\"...\"/>");
