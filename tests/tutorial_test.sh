@@ -25,7 +25,9 @@ acme="$sandbox/work/acme"
 check "the check printed nothing, and the installer was packed" test -x "$acme/acme-setup"
 check "the installation succeeded" holds "$out" "Automatic installation was successful!"
 check "the installed program ran" holds "$out" "Acme Editor 1.0"
-check "the uninstall data was there" holds "$out" "uninstall:"$'\nbackup.bin\ninstall.log\ninstall.xml\nuninstall\n'
+check "the uninstall data and the result log were there" \
+  holds "$out" "uninstall:"$'\nAcme Editor-install.log\nbackup.bin\ninstall.log\ninstall.xml\nuninstall\n'
+check "the answers were written for the next machine" test -s "$acme/config.xml"
 check "the uninstaller removed it all" holds "$out" "Automatic uninstallation was successful!"
 check "nothing is left of the product" test -z "$(ls -A "$acme/trial/opt")"
 check "the installation stayed in the tutorial's folder" test -z "$(ls -A "$QLUX_ROOT")"
