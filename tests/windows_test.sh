@@ -3,7 +3,8 @@
 # onto qlux-setup.exe verifies and loads; the debug log has CR LF lines; a
 # [$NAME] of an environment variable with letters outside every ANSI code
 # page names the folder it stands for; DLLs planted beside the installer
-# under system DLL names are never loaded (tests/wine_lib.sh).
+# under system DLL names are never loaded (tests/wine_lib.sh); --help and
+# --version answer on the console.
 # Needs WINEPREFIX set to a prefix that wineboot has made.
 # Wine keeps its server's socket under $TMPDIR: every Wine command here runs
 # with the TMPDIR that the prefix was made with, or a second server would
@@ -60,6 +61,16 @@ size=$(stat -c %s "$damaged")
 printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
 out=$(runwine "$damaged" -gui=0 </dev/null 2>/dev/null | tr -d '\r')
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match." <<<"$out"
+
+# --help and --version answer on the Windows program's console as well,
+# before the checksum and the rights check: the damaged copy answers too.
+runwine "$damaged" --help </dev/null >"$sandbox/help.txt" 2>/dev/null; code=$?
+out=$(tr -d '\r' <"$sandbox/help.txt")
+check "--help exits 0 under Wine, got $code" test "$code" -eq 0
+check "--help names the program and its options" grep -q "^usage: damaged.exe \[options\]" <<<"$out"
+check "--help lists the exit codes" grep -q "^Exit codes: 0 done, 1 failed" <<<"$out"
+out=$(runwine "$damaged" --version </dev/null 2>/dev/null | tr -d '\r')
+check "--version under Wine" grep -qE '^qlux-setup [0-9]+\.[0-9]+\.[0-9]+ \(revision [0-9a-f]{12}\)$' <<<"$out"
 
 # A package of several blocks (their limit lowered from 1 GiB), with a file
 # split across them, going on in a package file beside the installer; then
