@@ -1,3 +1,5 @@
+// The condition and action checks (condition_check.h): a recursive descent
+// over the evaluator's grammar that stops at the first fault and names it.
 #include "tools/pack/condition_check.h"
 
 #include <cctype>

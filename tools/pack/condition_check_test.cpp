@@ -1,3 +1,5 @@
+// Tests of the condition and action checks: what the evaluator reads as
+// meant passes, and each trap is named at its offset.
 #include "tools/pack/condition_check.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Findings (findings.h): collecting, weighing and printing what the builder
+// has to say, and the closest known name for a misspelt one.
 #include "tools/pack/findings.h"
 
 #include <algorithm>

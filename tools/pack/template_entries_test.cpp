@@ -1,3 +1,5 @@
+// Tests of the expansion of folder and wildcard entries and of the uninstall
+// data that the builder fills in itself.
 #include "tools/pack/template_entries.h"
 
 #include <gtest/gtest.h>

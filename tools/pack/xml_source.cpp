@@ -1,3 +1,5 @@
+// XmlSource (xml_source.h): expat's events turned into a tree that keeps
+// each element's line, column and byte range in the template's text.
 #include "tools/pack/xml_source.h"
 
 #include <expat.h>
