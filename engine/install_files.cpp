@@ -399,6 +399,11 @@ void FileStage::installLink(const FILENAMES& entry, const char* target, PackageF
     return;
   }
   if (replacing && entry.backupExisting && !QUtils::isLink(target)) saveOldFile(target, packed);
+  if (!exists && entry.backupExisting && engine->journal.kind == Journal::kInstall) {
+    // As for a file: logged OVER, the link would outlive an undo.
+    engine->journal.created.push_back(target);
+    engine->saveJournal(Journal::kWorking);
+  }
   engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
   pumpQuietly();
   bool failed = false;
