@@ -18,6 +18,10 @@ const int kChecksumModeCurrent = 2;
 const int kChecksumSkippedHead = 5000;
 // How far from the end the verifier looks for a marker.
 const int kChecksumSearchTail = 20000;
+// The bytes that a record of each mode adds to the file: its marker and the
+// digest.
+const int kChecksumRecordSizeOld = 8 + 16;
+const int kChecksumRecordSizeCurrent = 7 + 16;
 
 // True when the named file's checksum record is found and matches. Logs
 // nothing.

@@ -18,6 +18,13 @@ const uint32_t kPackageMagic1 = 0x63276327u;
 const uint32_t kPackageMagic2 = 0x75092612u;
 const uint32_t kPackageMagic3 = 0x78011813u;
 const int kPackageHeaderSize = 64;
+// Where the header's fields stand.
+const int kPackageMagic1Offset = 0;
+const int kPackageMagic2Offset = 4;
+const int kPackageMagic3Offset = 8;
+const int kPackageDataSizeOffset = 12;      // the sum of the files' data sizes, its low 32 bits
+const int kPackageDataSizeCopyOffset = 16;  // the same sum again
+const int kPackageFileCountOffset = 20;     // the number of files
 
 // File record: a 608-byte header, then `storedSize` data bytes. The
 // sequence of records ends with an end record, a header with kRecordMagicEnd

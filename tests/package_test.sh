@@ -15,6 +15,18 @@ installer="$sandbox/tiny-setup"
 check "qlux-pack exits 0" test $? -eq 0
 check "the installer keeps the stub's mode" test -x "$installer"
 
+# An installer that can't be given the stub's mode wouldn't start: the
+# failed chmod (refused by a preloaded shim) fails qlux-pack with the reason,
+# and nothing is left behind.
+cc -shared -fPIC -o "$sandbox/chmod_shim.so" "$here/chmod_shim.c" -ldl || { echo "FAILED: building the shim"; exit 1; }
+mkdir "$sandbox/nochmod"
+out=$(LD_PRELOAD="$sandbox/chmod_shim.so" QLUX_CHMOD_FAIL=/nochmod/ \
+      "$pack" --stub "$setup" --template "$data/install.xml" --source "$data" -o "$sandbox/nochmod/tiny-setup" 2>&1)
+code=$?
+check "a failed chmod fails qlux-pack, got $code" test "$code" -ne 0
+check "the failed chmod is named" grep -q "cannot give .* the permissions of its stub: Operation not permitted" <<<"$out"
+check "nothing is left where the installer would go" test -z "$(ls -A "$sandbox/nochmod")"
+
 out=$("$installer" -gui=0 -debug=1); code=$?
 log="$TMPDIR/installer_debug.log"
 check "installer exits 0, got $code" test "$code" -eq 0

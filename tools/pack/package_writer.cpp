@@ -1,9 +1,12 @@
+// The body of the package builder's writer (package_writer.h): the package
+// laid out block by block, and the installer put together around it.
 #include "tools/pack/package_writer.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -540,17 +543,33 @@ bool writePackage(const PackOptions& options, const std::vector<PackedFile>& fil
   }
 
   unsigned char header[kPackageHeaderSize] = {0};
-  writeU32(header, kPackageMagic1);
-  writeU32(header + 4, kPackageMagic2);
-  writeU32(header + 8, kPackageMagic3);
+  writeU32(header + kPackageMagic1Offset, kPackageMagic1);
+  writeU32(header + kPackageMagic2Offset, kPackageMagic2);
+  writeU32(header + kPackageMagic3Offset, kPackageMagic3);
   // Not read by the loader; a sum past 4 GiB keeps its low 32 bits.
-  writeU32(header + 12, static_cast<uint32_t>(dataSize));
-  writeU32(header + 16, static_cast<uint32_t>(dataSize));
-  writeU32(header + 20, static_cast<uint32_t>(files.size()));
+  writeU32(header + kPackageDataSizeOffset, static_cast<uint32_t>(dataSize));
+  writeU32(header + kPackageDataSizeCopyOffset, static_cast<uint32_t>(dataSize));
+  writeU32(header + kPackageFileCountOffset, static_cast<uint32_t>(files.size()));
   if (!output->write(header, sizeof(header))) return fail("cannot write the output", error);
   if (options.notSolid) return writePlainRecords(options, files, sizes, output, result, error);
   SolidWriter writer(options, files, sizes, output);
   return writer.write(blocks, withTable, result, error);
+}
+
+// Gives the installer the stub's permission bits, so that it runs as the
+// stub does. False, with the reason in `error`, when they can't be read or
+// set: an installer that can't be started is no success.
+bool copyStubMode(const std::string& stub, const std::string& installer, std::string* error) {
+  struct stat stubStatus;
+  if (stat(QUtils::systemPath(stub.c_str()).getText(), &stubStatus) != 0) {
+    *error = "cannot read the permissions of the stub " + stub + ": " + std::strerror(errno);
+    return false;
+  }
+  if (chmod(QUtils::systemPath(installer.c_str()).getText(), stubStatus.st_mode & 0777) != 0) {
+    *error = "cannot give " + installer + " the permissions of its stub: " + std::strerror(errno);
+    return false;
+  }
+  return true;
 }
 
 bool oldChecksumWanted() {
@@ -635,16 +654,12 @@ bool writeInstaller(const PackOptions& options, const std::vector<PackEntry>& en
   if (written && !options.bare && writePackageChecksum(temporary.c_str()) != 0) {
     *error = "cannot write the checksum record to " + temporary;
     written = false;
-  } else if (written && !options.bare) {
-    // The installer runs like the stub it came from.
-    struct stat stubStatus;
-    if (stat(QUtils::systemPath(options.stub.c_str()).getText(), &stubStatus) == 0) {
-      chmod(QUtils::systemPath(temporary.c_str()).getText(), stubStatus.st_mode & 0777);
-    }
+  } else if (written && !options.bare && !copyStubMode(options.stub, temporary, error)) {
+    written = false;
   }
   // On failure the output removes what it wrote.
   if (!written || !output.commit(error)) return false;
-  result->outputSize = static_cast<unsigned long long>(outputSize) + (options.bare ? 0 : (oldChecksumWanted() ? 24 : 23));
+  result->outputSize = static_cast<unsigned long long>(outputSize) + (options.bare ? 0 : (oldChecksumWanted() ? kChecksumRecordSizeOld : kChecksumRecordSizeCurrent));
   result->packageFiles = static_cast<int>(parts.size());
   return true;
 }

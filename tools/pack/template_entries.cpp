@@ -1,3 +1,5 @@
+// The body of the template's entries (template_entries.h): the files that
+// the template asks for, found and keyed, and the template as it is packed.
 #include "tools/pack/template_entries.h"
 
 #include <sys/stat.h>
