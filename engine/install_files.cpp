@@ -198,6 +198,21 @@ class FileStage : public StripeWaiter {
   // Saves the file at `target` into the backup, with the check sum of the
   // package file `packed` that replaces it.
   void saveOldFile(const char* target, int packed);
+  // The steps of installEntry. Whether the entry and its file set apply.
+  bool entryApplies(const FILENAMES& entry);
+  // Makes (and logs) the entry's directory, expanded, into `directory`,
+  // which ends in a separator.
+  void makeEntryDirectory(const FILENAMES& entry, char* directory, int size);
+  // Opens the entry's packed file; false (an error unless OkIfMissing) if
+  // the package doesn't hold it.
+  bool openPackedFile(const FILENAMES& entry, PackageFileReader* data, unsigned char* digest, int* packed);
+  // Tells the journal of a file that BackupExisting writes where none stood.
+  void noteNewFile(const FILENAMES& entry, const char* target, const TargetState& state);
+  void readExpanded(PackageFileReader* data, char* expanded);
+  // Writes the target, freeing it from a running program first where it
+  // must. False if it couldn't be written; `error` as writeTarget gives it.
+  bool writeEntry(const char* target, const TargetState& state, const char* text, PackageFileReader* data,
+                  int* error);
 
   Installer* engine;
   InstallerUI* ui;
@@ -249,21 +264,20 @@ void FileStage::saveOldFile(const char* target, int packed) {
   fileLine(message, false);
 }
 
-void FileStage::installEntry(int index, int count) {
-  const FILENAMES& entry = engine->fileNames[index];
-  if (!entry.dest[0]) return;  // a package item only, such as a picture
-  if (entry.condition[0] && !engine->evaluateCondition(entry.condition)) return;
+bool FileStage::entryApplies(const FILENAMES& entry) {
+  if (!entry.dest[0]) return false;  // a package item only, such as a picture
+  if (entry.condition[0] && !engine->evaluateCondition(entry.condition)) return false;
   if (entry.fileSet >= 0 && entry.fileSet < engine->fileSets.getCount()) {
     const char* setCondition = engine->fileSets[entry.fileSet].condition;
-    if (setCondition[0] && !engine->evaluateCondition(setCondition)) return;
+    if (setCondition[0] && !engine->evaluateCondition(setCondition)) return false;
   }
+  return true;
+}
 
-  // The directory, with a closing separator so that createPath makes its
-  // last level too.
-  char directory[QUtils::kMaxPath];
-  if (engine->expandVariables(entry.dest, directory, sizeof directory) != 0) errors++;
+void FileStage::makeEntryDirectory(const FILENAMES& entry, char* directory, int size) {
+  if (engine->expandVariables(entry.dest, directory, size) != 0) errors++;
   char separator[2] = {QUtils::kPathSeparator, 0};
-  QUtils::appendText(directory, separator, sizeof directory);
+  QUtils::appendText(directory, separator, size);
   useSystemSeparators(directory);
   QUtils::collapseSeparators(directory);
   int created = 0;
@@ -277,7 +291,74 @@ void FileStage::installEntry(int index, int count) {
   // Levels made before a failure are logged as well: the uninstaller removes
   // them.
   engine->logDirAction(created, directory);
+}
 
+bool FileStage::openPackedFile(const FILENAMES& entry, PackageFileReader* data, unsigned char* digest, int* packed) {
+  *packed = engine->findFile(entry.alias);
+  if (*packed >= 0 && engine->readFile(*packed, data, digest) == 0) return true;
+  if (!entry.okIfMissing) {
+    engine->log("ERROR: \"%s\" is not in the package", entry.alias);
+    errors++;
+  }
+  return false;
+}
+
+void FileStage::noteNewFile(const FILENAMES& entry, const char* target, const TargetState& state) {
+  if (state.exists || !entry.backupExisting || engine->journal.kind != Journal::kInstall) return;
+  // Logged OVER, the file would outlive an undo; the journal says that
+  // nothing stood there.
+  engine->journal.created.push_back(target);
+  // Ignoring the result on purpose: saveJournal logs its own failure.
+  engine->saveJournal(Journal::kWorking);
+}
+
+// The file is small: read whole, with a NUL behind it, and expanded into
+// `expanded` (kExpandLimit bytes).
+void FileStage::readExpanded(PackageFileReader* data, char* expanded) {
+  char raw[kExpandLimit];
+  const unsigned char* bytes = nullptr;
+  size_t piece = 0;
+  size_t length = 0;
+  while (data->next(&bytes, &piece) == 0 && piece > 0 && length + piece < sizeof raw) {
+    std::memcpy(raw + length, bytes, piece);
+    length += piece;
+  }
+  raw[length] = 0;
+  engine->expandVariables(raw, expanded, kExpandLimit);
+}
+
+bool FileStage::writeEntry(const char* target, const TargetState& state, const char* text, PackageFileReader* data,
+                           int* error) {
+  // A file already there that can't be opened for writing (a running
+  // program, a locked file) is asked to go first; a link or another node
+  // that isn't a file of its own is no program to free. POSIX would let
+  // the new file take the name of a running program's without asking:
+  // it is asked all the same, so that the log says the program goes on
+  // with its old version. Nothing was read from the package while the
+  // target wouldn't open.
+  bool created = false;
+  bool asked = false;
+  if (state.exists && !state.foreign && !canOpenForWriting(target)) {
+    asked = true;
+    // Ignoring the result on purpose: the write below tells whether the
+    // name could be taken.
+    (void)engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs);
+  }
+  bool ok = writeTarget(target, text, data, &created, error);
+  if (!created && state.exists && !state.foreign && !asked &&
+      engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
+    ok = writeTarget(target, text, data, &created, error);
+  if (!created) engine->log("ERROR: \"%s\" can't be written", target);
+  return ok;
+}
+
+void FileStage::installEntry(int index, int count) {
+  const FILENAMES& entry = engine->fileNames[index];
+  if (!entryApplies(entry)) return;
+  // The directory, with a closing separator so that createPath makes its
+  // last level too.
+  char directory[QUtils::kMaxPath];
+  makeEntryDirectory(entry, directory, sizeof directory);
   char name[QUtils::kMaxPath];
   engine->getInstalledFileName(entry, name, sizeof name);
   char target[QUtils::kMaxPath];
@@ -288,18 +369,11 @@ void FileStage::installEntry(int index, int count) {
   // A missing package file ends the step without a line: there is nothing
   // that could be undone. The data is read where the package holds it, as
   // the stripes inflate, whatever the file's size.
-  int packed = engine->findFile(entry.alias);
+  int packed = -1;
   PackageFileReader data;
   unsigned char digest[kMD5DigestSize];
-  if (packed < 0 || engine->readFile(packed, &data, digest) != 0) {
-    if (!entry.okIfMissing) {
-      engine->log("ERROR: \"%s\" is not in the package", entry.alias);
-      errors++;
-    }
-    return;
-  }
+  if (!openPackedFile(entry, &data, digest, &packed)) return;
   const uint64_t size = data.size();
-
   if (entry.symlink) {
     installLink(entry, target, &data, packed, index, count);
     return;
@@ -308,18 +382,11 @@ void FileStage::installEntry(int index, int count) {
   TargetState state = lookAtTarget(target, digest, size);
   bool replacing = state.exists && !state.same;
   if (replacing && entry.backupExisting) saveOldFile(target, packed);
-  if (!state.exists && entry.backupExisting && engine->journal.kind == Journal::kInstall) {
-    // Logged OVER, the file would outlive an undo; the journal says that
-    // nothing stood there.
-    engine->journal.created.push_back(target);
-    engine->saveJournal(Journal::kWorking);
-  }
-
+  noteNewFile(entry, target, state);
   // The digest was taken of the data as packed, so an expanded file is
   // always written anew.
   const bool expand = entry.expandVarsInFile && size < kExpandLimit;
   bool writing = !state.same || expand;
-
   // The line comes before the write, and stands whether the write works or
   // not: a file that fails half way, or an older version that couldn't be
   // freed (a program still running), is still the product's, and the
@@ -328,49 +395,10 @@ void FileStage::installEntry(int index, int count) {
   pumpQuietly();
 
   char expanded[kExpandLimit];
-  const char* text = nullptr;
-  if (expand) {
-    // The file is small: read whole, with a NUL behind it, and expanded.
-    char raw[kExpandLimit];
-    const unsigned char* bytes = nullptr;
-    size_t piece = 0;
-    size_t length = 0;
-    while (data.next(&bytes, &piece) == 0 && piece > 0 && length + piece < sizeof raw) {
-      std::memcpy(raw + length, bytes, piece);
-      length += piece;
-    }
-    raw[length] = 0;
-    engine->expandVariables(raw, expanded, sizeof expanded);
-    text = expanded;
-  }
-
-  bool failed = false;
+  if (expand) readExpanded(&data, expanded);
   int error = 0;
-  if (writing) {
-    // A file already there that can't be opened for writing (a running
-    // program, a locked file) is asked to go first; a link or another node
-    // that isn't a file of its own is no program to free. POSIX would let
-    // the new file take the name of a running program's without asking:
-    // it is asked all the same, so that the log says the program goes on
-    // with its old version. Nothing was read from the package while the
-    // target wouldn't open.
-    bool created = false;
-    bool asked = false;
-    if (state.exists && !state.foreign && !canOpenForWriting(target)) {
-      asked = true;
-      // Ignoring the result on purpose: the write below tells whether the
-      // name could be taken.
-      (void)engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs);
-    }
-    bool ok = writeTarget(target, text, &data, &created, &error);
-    if (!created && state.exists && !state.foreign && !asked &&
-        engine->deleteRunningFile(ui, target, kRunningFileTimeoutMs))
-      ok = writeTarget(target, text, &data, &created, &error);
-    if (!created) engine->log("ERROR: \"%s\" can't be written", target);
-    failed = !ok;
-  }
+  bool failed = writing && !writeEntry(target, state, expand ? expanded : nullptr, &data, &error);
   if (!failed) engine->onFileWritten(target, entry);
-
   if (ui) ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(index) / count * 100.0f)));
   report(replacing ? kOverwrite : kCreate, failed, target, index, error);
 }
