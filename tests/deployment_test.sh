@@ -81,8 +81,7 @@ before=$(machine)
 cp "$sandbox/installers/v1-setup" "$sandbox/damaged-setup"
 size=$(stat -c %s "$sandbox/damaged-setup")
 # One byte in the package flipped: whatever it was, it is something else now.
-byte=$(od -An -tu1 -j $((size - 100)) -N 1 "$sandbox/damaged-setup" | tr -d ' ')
-printf "\\x$(printf %02x $((byte ^ 0xff)))" | dd of="$sandbox/damaged-setup" bs=1 seek=$((size - 100)) conv=notrunc status=none
+flip_byte "$sandbox/damaged-setup" $((size - 100))
 out=$("$sandbox/damaged-setup" -gui=0 -auto </dev/null 2>&1); code=$?
 fails "damaged" 3 "the installer is damaged (its checksum or its package): download it again"
 # Cut short behind the program, in its package: a download that broke off.

@@ -85,6 +85,14 @@ check() {  # check DESCRIPTION COMMAND...
   echo "FAILED: $what"
 }
 
+# flip_byte FILE OFFSET: the byte at OFFSET becomes its complement, so that
+# it differs from what it was whatever that was.
+flip_byte() {
+  local byte
+  byte=$(od -An -tu1 -j "$2" -N 1 "$1" | tr -d ' ')
+  printf "\\$(printf '%03o' $((byte ^ 255)))" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none
+}
+
 # holds TEXT PART: TEXT contains PART.
 holds() { [[ "$1" == *"$2"* ]]; }
 # lacks TEXT PART: TEXT doesn't contain PART.

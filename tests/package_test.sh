@@ -62,7 +62,7 @@ check "uninstallation removed every file and directory" test ! -e "$product"
 damaged="$sandbox/damaged-setup"
 cp "$installer" "$damaged"
 size=$(stat -c %s "$damaged")
-printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
+flip_byte "$damaged" $((size - 100))
 out=$("$damaged" -gui=0 -debug=1); code=$?
 check "damaged installer exits 3, got $code" test "$code" -eq 3
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match. This could indicate a broken download." <<<"$out"

@@ -407,9 +407,7 @@ fi
 # --- A damaged package: the message box before any window ---------------------------
 cp "$sandbox/run/plain-setup.exe" "$sandbox/run/damaged.exe"
 size=$(stat -c %s "$sandbox/run/damaged.exe")
-byte=$(od -An -tu1 -j $((size - 100)) -N1 "$sandbox/run/damaged.exe" | tr -d ' ')
-printf "\\$(printf '%03o' $((byte ^ 255)))" |
-  dd of="$sandbox/run/damaged.exe" bs=1 seek=$((size - 100)) conv=notrunc status=none
+flip_byte "$sandbox/run/damaged.exe" $((size - 100))
 product_dir="$sandbox/plain-product"
 touch "$sandbox/started"
 start damaged.exe -debug=1

@@ -80,7 +80,7 @@ check_planted
 # signature both tell.
 damaged="$sandbox/damaged.exe"
 cp "$signed" "$damaged"
-printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
+flip_byte "$damaged" $((size - 100))
 check "a changed signed installer fails its signature" bash -c "! osslsigncode verify -CAfile '$sandbox/cert.pem' -in '$damaged' >/dev/null 2>&1"
 out=$(runwine "$damaged" -gui=0 </dev/null 2>/dev/null | tr -d '\r')
 settle

@@ -58,7 +58,7 @@ check "lines end in CR LF" test "$(grep -c $'\r$' "$log")" -eq "$(wc -l <"$log")
 damaged="$sandbox/damaged.exe"
 cp "$installer" "$damaged"
 size=$(stat -c %s "$damaged")
-printf '\x5a' | dd of="$damaged" bs=1 seek=$((size - 100)) conv=notrunc status=none
+flip_byte "$damaged" $((size - 100))
 out=$(runwine "$damaged" -gui=0 </dev/null 2>/dev/null | tr -d '\r')
 check "damage told to the user" grep -qF "The checksum of the installer doesn't match." <<<"$out"
 
