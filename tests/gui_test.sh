@@ -586,7 +586,8 @@ check "no display: the console takes over and says so" grep -q "There is no disp
 check "no display: the console shows the first page" grep -q "Welcome to the Qlux Demo setup." <<<"$out"
 if [ "$failures" -ne 0 ]; then
   for f in installer.out console.out themed.out uninstall.out cancel.out careless.out running.out failed.out german.out; do
-    [ -f "$sandbox/$f" ] && sed "s/^/  $f: /" "$sandbox/$f" | tail -n 10
+    [ -f "$sandbox/$f" ] && sed "s/^/  $f: /" "$sandbox/$f" | grep -v "^  $f: *$" | tail -n 10
+    [ -f "$sandbox/$f" ] && grep -h -i "console\|display\|gtk\|error" "$sandbox/$f" | sed "s/^/  $f: /"
   done
 fi
 finish
