@@ -34,6 +34,9 @@
 
 class BackupFile;
 class InstallerUI;
+namespace QUtils {
+class FileDeleter;
+}  // namespace QUtils
 
 // Indices of the control variables (names read from InstallerControlVariables).
 enum ControlVariable {
@@ -245,10 +248,12 @@ class Installer : public InstallExchangeInfo {
   // make stays and is reported to `ui` as kept ("kept: N files that the
   // installation did not make, in FOLDER"), once: `kept` (may be null)
   // gathers the folders reported, over calls. 1 if a level couldn't be
-  // removed for another reason, else 0.
+  // removed for another reason, else 0. `deleter` (may be null) removes
+  // the levels, keeping its walks over calls.
   static int removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
                                    QUtils::Table<QUtils::CharString>* errorList,
-                                   QUtils::Table<QUtils::CharString>* kept = nullptr, const char* ceiling = nullptr);
+                                   QUtils::Table<QUtils::CharString>* kept = nullptr, const char* ceiling = nullptr,
+                                   QUtils::FileDeleter* deleter = nullptr);
 
   // ---- Destination checks (destinations.cpp) ----
   // Whether a folder that a user gives can take an installation: absolute,

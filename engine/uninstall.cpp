@@ -195,17 +195,20 @@ bool reportKeptFolder(const char* path, InstallerUI* ui, QUtils::Table<QUtils::C
 // make stays, and is reported as kept; that is no failure.
 bool removeOneDirectory(const char* path, QUtils::PConsole* console, InstallerUI* ui,
                         QUtils::Table<QUtils::CharString>* errorList, QUtils::Table<QUtils::CharString>* kept,
-                        const char* ceiling) {
+                        const char* ceiling, QUtils::FileDeleter* deleter) {
+  // The removal is tried first: it takes only an empty directory and never
+  // follows a link, so the look at what stands there is needed only to word
+  // a failure, and a product's many folders aren't each looked at twice.
   bool ok;
   if (!isDeletablePath(path) || QUtils::isSystemDirectory(path)) {
     ok = false;
-  } else if (!QUtils::fileExists(path)) {
+  } else if (QUtils::removeEmptyParents(path, ceiling, deleter) > 0 || !QUtils::fileExists(path)) {
     ok = true;
   } else if (QUtils::isLink(path) || !QUtils::isDirectory(path)) {
     ok = false;
   } else {
-    ok = QUtils::removeEmptyParents(path, ceiling) > 0 || !QUtils::fileExists(path);
-    if (!ok && reportKeptFolder(path, ui, kept)) {
+    ok = false;
+    if (reportKeptFolder(path, ui, kept)) {
       if (console) console->printf("Dir: %s (kept)", path);
       return true;
     }
@@ -236,7 +239,8 @@ void loggedPaths(FILE* file, QUtils::Table<QUtils::CharString>* out) {
 
 int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::PConsole* console, InstallerUI* ui,
                                      QUtils::Table<QUtils::CharString>* errorList,
-                                     QUtils::Table<QUtils::CharString>* kept, const char* ceiling) {
+                                     QUtils::Table<QUtils::CharString>* kept, const char* ceiling,
+                                     QUtils::FileDeleter* deleter) {
   if (!directory || !directory[0] || count < 1) return 0;
   char path[QUtils::kMaxPath];
   QUtils::copyText(path, directory, sizeof path);
@@ -244,7 +248,7 @@ int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::P
   int failed = 0;
   // A path without a closing separator names its deepest level itself.
   if (!QUtils::isSeparator(path[length - 1])) {
-    if (!removeOneDirectory(path, console, ui, errorList, kept, ceiling)) failed = 1;
+    if (!removeOneDirectory(path, console, ui, errorList, kept, ceiling, deleter)) failed = 1;
     count--;
   }
   // Each separator met going up closes one more level.
@@ -257,7 +261,7 @@ int Installer::removeDirectoryLevels(const char* directory, int count, QUtils::P
     // there up is the installation's, whatever the log says.
     if (!isDeletablePath(path) || QUtils::isSystemDirectory(path)) break;
     count--;
-    if (!removeOneDirectory(path, console, ui, errorList, kept, ceiling)) failed = 1;
+    if (!removeOneDirectory(path, console, ui, errorList, kept, ceiling, deleter)) failed = 1;
   }
   return failed;
 }
@@ -403,6 +407,9 @@ struct UndoRun {
   bool environmentChanged = false;
   QUtils::Table<LoggedDirectory> directories;
   QUtils::Table<LoggedKey> keys;
+  // The files of a directory are logged one after the other: its walk is
+  // done once for all of them.
+  QUtils::FileDeleter deleter;
   int line = 0;   // the number of the action line, from 0
   int total = 0;  // the action lines, and the DIR lines again
 };
@@ -493,7 +500,7 @@ void deleteLoggedFile(UndoRun& run, const char* path) {
   if (!isDeletablePath(path)) {
     // Never a root or a relative name.
     state = "failed";
-  } else if ((error = QUtils::deleteFile(path)) == 0) {
+  } else if ((error = run.deleter.deleteFile(path)) == 0) {
     state = "ok";
   } else if (QUtils::isDirectory(path) && !QUtils::isLink(path)) {
     // A FILE line names a file: a folder that stands at its name isn't the
@@ -635,7 +642,7 @@ void removeLoggedDirectories(UndoRun& run) {
   for (int d = run.directories.getCount() - 1; d >= 0; d--, run.line++) {
     if (Installer::removeDirectoryLevels(run.directories[d].path, run.directories[d].count, run.console, run.ui,
                                          run.engine->errorList, &keptFolders,
-                                         programFiles[0] ? programFiles : nullptr) != 0)
+                                         programFiles[0] ? programFiles : nullptr, &run.deleter) != 0)
       run.errors = true;
     setProgress(run.ui, run.line, run.total);
     if (run.ui && (run.directories.getCount() - d) % kFlushEvery == 0) run.ui->addFileLine(nullptr, true);

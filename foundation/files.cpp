@@ -90,26 +90,6 @@ bool matchRange(const char* pattern, size_t length, const char* name) {
   return p == end;
 }
 
-// The second opinion on a level of removeEmptyParents, by other means than
-// isBareDirectory: a wildcard search that finds no entry but `child`.
-bool searchFindsOnly(const char* directory, const char* child) {
-  char pattern[kMaxPath];
-  if (!joinPath(pattern, sizeof pattern, directory, "*")) return false;
-  FileList entries;
-  if (!entries.search(pattern)) return false;
-  if (!child) return entries.getCount() == 0;
-  if (entries.getCount() != 1) return false;
-  const char* name = entries.getName(0);
-  size_t nameLength = std::strlen(name);
-  size_t childLength = std::strlen(child);
-  if (nameLength <= childLength || !isSeparator(name[nameLength - childLength - 1])) return false;
-#ifdef _WIN32
-  return compareNoCase(name + nameLength - childLength, child) == 0;
-#else
-  return std::strcmp(name + nameLength - childLength, child) == 0;
-#endif
-}
-
 }  // namespace
 
 bool matchWildcard(const char* pattern, const char* name) {
@@ -245,7 +225,7 @@ int deleteMatching(const char* directory, const char* pattern, bool removeIfEmpt
   return handled;
 }
 
-int removeEmptyParents(const char* path, const char* keep) {
+int removeEmptyParents(const char* path, const char* keep, FileDeleter* deleter) {
   if (!path) return 0;
   char current[kMaxPath];
   copyText(current, path, sizeof current);
@@ -260,32 +240,27 @@ int removeEmptyParents(const char* path, const char* keep) {
     stripTrailingSeparators(kept, sizeof kept);
   }
 
-  // Walk up while each level holds nothing but the level below it.
-  char top[kMaxPath];
-  char child[kMaxPath];
-  bool haveChild = false;
+  // Each level goes with the system's own call for an empty directory,
+  // which removes nothing that holds an entry, however the level was
+  // judged: one call a level, and no scan of what a parent holds.
   int levels = 0;
   for (;;) {
-    const char* below = haveChild ? child : nullptr;
 #ifdef _WIN32
     if (kept[0] && compareNoCase(current, kept) == 0) break;
 #else
     if (kept[0] && std::strcmp(current, kept) == 0) break;
 #endif
-    if (!isBareDirectory(current, below) || !searchFindsOnly(current, below)) break;
+    if (isSystemDirectory(current) || !isPlainDirectory(current)) break;
+    if ((deleter ? deleter->removeDirectory(current) : removeDirectory(current)) != 0) break;
     levels++;
-    copyText(top, current, sizeof top);
     char* separator = std::strrchr(current, kPathSeparator);
     if (!separator) break;
-    copyText(child, separator + 1, sizeof child);
-    haveChild = true;
     *separator = 0;
     // No separator left: what remains is a root ("C:", or "" for "/"), or a
     // relative name that nothing here may judge.
     if (!std::strchr(current, kPathSeparator)) break;
   }
-  if (levels == 0) return 0;
-  return deleteTree(top) ? levels : 0;
+  return levels;
 }
 
 bool isSystemDirectory(const char* path) {

@@ -45,7 +45,27 @@ const int kPrivateFileMode = 0600;
 FILE* openFile(const char* name, const char* mode, int newFileMode = kPublicFileMode);
 
 int deleteFile(const char* name);
-// The system's rename: POSIX replaces an existing `newName`, Windows fails.
+// Deletes many files (and empty directories) one after the other, each as
+// deleteFile (removeDirectory) does, for a caller that removes a whole
+// tree in order. The directories of the last few names stay open (POSIX:
+// the walk's descriptors), so that the next name in one of them costs a
+// look-up of the directory's identity and the removal, instead of a walk of
+// its whole path; a directory moved away or replaced in between is walked
+// anew, so that each name gives what deleteFile would.
+class FileDeleter {
+ public:
+  FileDeleter();
+  ~FileDeleter();
+  FileDeleter(const FileDeleter&) = delete;
+  FileDeleter& operator=(const FileDeleter&) = delete;
+  int deleteFile(const char* name);
+  int removeDirectory(const char* name);
+
+ private:
+  struct Place;
+  int removeEntry(const char* name, int flags);
+  Place* place;  // POSIX: the kept directories; null until the first name
+};
 int renameFile(const char* oldName, const char* newName);
 // Moves `source` over `target`, replacing it in one step, after flushing
 // `source` to the disk: for writing a file beside its old version and then
@@ -91,14 +111,8 @@ bool isExecutable(const char* path);
 // a symbolic link) that the process may change, the counterpart of not
 // read-only. A leading dot doesn't count as hidden: products are often
 // installed under such names, and removeEmptyParents only ever removes
-// directories that hold nothing but the chain it came up.
+// directories that are empty.
 bool isPlainDirectory(const char* name);
-// True if the directory's only entries are ".", ".." and, if `child` isn't
-// null, the entry named `child`, and each of them is a plain directory.
-// On POSIX the directory mustn't be the top of a mounted file system
-// either (which also keeps "/" out). What removeEmptyParents asks of every
-// level.
-bool isBareDirectory(const char* path, const char* child);
 
 // Whether `path` is a root or one of the system's own directories, which no
 // installation may remove (or empty with a wildcard) whatever its log or
@@ -126,16 +140,17 @@ bool deleteTree(const char* path);
 // directory left empty goes too. Gives the number of entries it tried to
 // delete, or -1 for a null argument or a directory that isn't there.
 int deleteMatching(const char* directory, const char* pattern, bool removeIfEmpty);
-// Removes the directory `path` if it is bare, and each parent that it leaves
-// bare, all as one tree at the end. Gives the number of levels removed, or
-// 0 if nothing was removed. The walk never looks at a root ("C:", "/"), and
-// stops below `keep` (may be null), a directory that must stay even when
-// it is bare, so that nothing above it is reached either.
-// A level counts only if isBareDirectory and a wildcard search of it agree
-// that it holds nothing else: this walk goes upwards out of any directory
-// it was given, so a fault in one of them must not be enough to remove a
-// tree that is in use.
-int removeEmptyParents(const char* path, const char* keep = nullptr);
+// Removes the directory `path` if it is empty, and each parent that this
+// leaves empty, level by level with the system's call for an empty
+// directory, so that nothing which holds an entry ever goes, whatever was
+// judged before. Gives the number of levels removed, 0 if none. The walk
+// never looks at a root ("C:", "/") and stops at a system directory
+// (isSystemDirectory), at a level that isn't a plain directory (a link is
+// never followed upwards), and below `keep` (may be null), a directory that
+// must stay even when it is empty, so that nothing above it is reached
+// either. On POSIX a mount point's top never goes (the system refuses).
+// `deleter` (may be null) removes the levels, keeping its walks.
+int removeEmptyParents(const char* path, const char* keep = nullptr, FileDeleter* deleter = nullptr);
 
 // Symbolic links (POSIX; Windows has none that this layer makes, and gives
 // -1 and false). makeSymbolicLink makes `path` a link to `target`, where

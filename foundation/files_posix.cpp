@@ -8,11 +8,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -110,6 +113,75 @@ int deleteFile(const char* name) {
   int error = walkPath(name, 0, &where);
   if (error != 0) return error;
   return unlinkat(where.directory(), where.leaf(), 0) == 0 ? 0 : lastError();
+}
+
+// The kept directories, the most recently used first: the text of a name
+// up to its last separator, and the walk's descriptor of that directory. A
+// few are kept, since a tree's files come in the order of their names, and
+// a directory's own files are often logged around those of its
+// subdirectories.
+struct FileDeleter::Place {
+  struct Kept {
+    std::string directory;
+    WalkedPath walked;
+    dev_t device;
+    ino_t inode;
+  };
+  std::deque<std::unique_ptr<Kept>> kept;
+};
+
+namespace {
+const size_t kKeptDirectories = 8;
+}  // namespace
+
+FileDeleter::FileDeleter() : place(nullptr) {}
+
+FileDeleter::~FileDeleter() { delete place; }
+
+int FileDeleter::deleteFile(const char* name) { return removeEntry(name, 0); }
+
+int FileDeleter::removeDirectory(const char* name) { return removeEntry(name, AT_REMOVEDIR); }
+
+int FileDeleter::removeEntry(const char* name, int flags) {
+  if (!name) return -1;
+  std::string text = systemPath(name).getText();
+  size_t cut = text.rfind('/');
+  std::string leaf = cut == std::string::npos ? std::string() : text.substr(cut + 1);
+  // Only a plain last part is looked up in a kept directory; "", "." and
+  // ".." take the whole walk.
+  if (leaf.empty() || leaf == "." || leaf == "..")
+    return flags ? QUtils::removeDirectory(name) : QUtils::deleteFile(name);
+  std::string directory = text.substr(0, cut);
+  if (!place) place = new Place;
+  auto& kept = place->kept;
+  for (size_t i = 0; i < kept.size(); i++) {
+    if (kept[i]->directory != directory) continue;
+    // The name must still lead to the directory that was walked: one
+    // moved away or replaced since is walked again.
+    struct stat now;
+    if (stat(directory.empty() ? "/" : directory.c_str(), &now) != 0 || now.st_dev != kept[i]->device ||
+        now.st_ino != kept[i]->inode) {
+      kept.erase(kept.begin() + static_cast<long>(i));
+      break;
+    }
+    if (i > 0) std::rotate(kept.begin(), kept.begin() + static_cast<long>(i), kept.begin() + static_cast<long>(i) + 1);
+    return unlinkat(kept[0]->walked.directory(), leaf.c_str(), flags) == 0 ? 0 : lastError();
+  }
+  std::unique_ptr<Place::Kept> entry(new Place::Kept);
+  int error = walkPath(name, 0, &entry->walked);
+  if (error != 0) return error;
+  int result = unlinkat(entry->walked.directory(), entry->walked.leaf(), flags) == 0 ? 0 : lastError();
+  // A walk that ended on another last part than the name's own (an odd
+  // name) isn't kept.
+  struct stat walked;
+  if (leaf == entry->walked.leaf() && fstat(entry->walked.directory(), &walked) == 0) {
+    entry->device = walked.st_dev;
+    entry->inode = walked.st_ino;
+    entry->directory = directory;
+    kept.push_front(std::move(entry));
+    if (kept.size() > kKeptDirectories) kept.pop_back();
+  }
+  return result;
 }
 
 int renameFile(const char* oldName, const char* newName) {
@@ -286,35 +358,6 @@ bool isPlainDirectory(const char* name) {
   CharString path = bareName(name);
   struct stat status;
   return lstat(path.getText(), &status) == 0 && S_ISDIR(status.st_mode) && access(path.getText(), W_OK) == 0;
-}
-
-bool isBareDirectory(const char* path, const char* child) {
-  if (!path || !isPlainDirectory(path)) return false;
-  CharString self = bareName(path);
-  CharString parent = self;
-  parent.append("/..");
-  if (!isPlainDirectory(parent.getText())) return false;
-  // The top of a mounted file system, or "/", whose ".." is itself.
-  struct stat selfStatus, parentStatus;
-  if (stat(self.getText(), &selfStatus) != 0 || stat(parent.getText(), &parentStatus) != 0) return false;
-  if (selfStatus.st_dev != parentStatus.st_dev || selfStatus.st_ino == parentStatus.st_ino) return false;
-
-  DIR* directory = opendir(self.getText());
-  if (!directory) return false;
-  bool bare = true;
-  while (struct dirent* entry = readdir(directory)) {
-    if (isDotEntry(entry->d_name)) continue;
-    if (child && std::strcmp(entry->d_name, child) == 0) {
-      CharString childPath = self;
-      childPath.append("/");
-      childPath.append(child);
-      if (isPlainDirectory(childPath.getText())) continue;
-    }
-    bare = false;
-    break;
-  }
-  closedir(directory);
-  return bare;
 }
 
 bool deleteTree(const char* path) {

@@ -79,11 +79,10 @@ class FilesTest : public ::testing::Test {
     return names;
   }
   // removeEmptyParents walks upwards out of the test's directory and would
-  // remove whatever it wrongly finds bare above it. Each test that calls it
-  // puts a file into its directory first and stops here unless both means
-  // of judging a level see that file.
+  // remove whatever it wrongly finds empty above it. Each test that calls
+  // it puts a file into its directory first and stops here unless a search
+  // sees that file.
   void requireRootInUse() {
-    ASSERT_FALSE(isBareDirectory(root.c_str(), nullptr));
     FileList entries;
     ASSERT_TRUE(entries.search(path("*").c_str()));
     ASSERT_GT(entries.getCount(), 0);
@@ -278,10 +277,6 @@ TEST_F(FilesTest, RemoveEmptyParentsStopsAtTheFirstLevelInUse) {
   makeFile("keep.txt");
   makeDirectories("a/b/c");
   requireRootInUse();
-  EXPECT_TRUE(isBareDirectory(path("a/b/c").c_str(), nullptr));
-  EXPECT_TRUE(isBareDirectory(path("a/b").c_str(), "c"));
-  EXPECT_FALSE(isBareDirectory(path("a/b").c_str(), nullptr));
-  EXPECT_FALSE(isBareDirectory(path("a/b").c_str(), "other"));
   EXPECT_EQ(3, removeEmptyParents(path("a/b/c").c_str()));
   EXPECT_FALSE(exists("a"));
   EXPECT_TRUE(exists("keep.txt"));
@@ -307,15 +302,58 @@ TEST_F(FilesTest, RemoveEmptyParentsStopsAtTheFirstLevelInUse) {
   EXPECT_EQ(0, removeEmptyParents(path("k").c_str(), path("k").c_str()));
   EXPECT_TRUE(exists("k"));
 
-  // A file in the directory itself: nothing happens.
+  // A file in the directory itself, or in a parent: the walk ends there.
   makeDirectories("f/g");
-  makeFile("f/g/file");
+  makeFile("f/g/.file");
   EXPECT_EQ(0, removeEmptyParents(path("f/g").c_str()));
-  EXPECT_TRUE(exists("f/g/file"));
+  EXPECT_TRUE(exists("f/g/.file"));
+  makeDirectories("f/h/i");
+  FileDeleter deleter;
+  EXPECT_EQ(2, removeEmptyParents(path("f/h/i").c_str(), nullptr, &deleter));
+  EXPECT_TRUE(exists("f/g/.file"));
 
   EXPECT_EQ(0, removeEmptyParents(path("missing").c_str()));
   EXPECT_EQ(0, removeEmptyParents(""));
   EXPECT_EQ(0, removeEmptyParents(nullptr));
+}
+
+// A deleter gives what deleteFile and removeDirectory give, name by name,
+// over more directories than it keeps open, and also when a directory it
+// walked before has been replaced by another of the same name.
+TEST_F(FilesTest, FileDeleterActsAsDeleteFileAcrossDirectories) {
+  FileDeleter deleter;
+  std::vector<std::string> names;
+  for (int d = 0; d < 12; d++) {
+    std::string directory = "d" + std::to_string(d);
+    makeDirectories(directory.c_str());
+    for (int f = 0; f < 3; f++) names.push_back(directory + "/f" + std::to_string(f));
+  }
+  for (const std::string& name : names) makeFile(name.c_str());
+  // Two rounds, the second going back to directories walked long before.
+  for (int round = 0; round < 2; round++) {
+    for (size_t i = static_cast<size_t>(round); i < names.size(); i += 2)
+      EXPECT_EQ(0, deleter.deleteFile(path(names[i].c_str()).c_str())) << names[i];
+  }
+  for (const std::string& name : names) EXPECT_FALSE(exists(name.c_str())) << name;
+  EXPECT_EQ(deleteFile(path("d0/f0").c_str()), deleter.deleteFile(path("d0/f0").c_str()));
+  EXPECT_NE(0, deleter.deleteFile(path("d0/f0").c_str()));
+  EXPECT_NE(0, deleter.deleteFile(path("d1").c_str()));  // a directory is no file
+  EXPECT_TRUE(exists("d1"));
+
+  makeFile("d2/again");
+  EXPECT_EQ(0, deleter.deleteFile(path("d2/again").c_str()));
+  ASSERT_EQ(0, renameFile(path("d2").c_str(), path("moved").c_str()));
+  makeDirectories("d2");
+  makeFile("d2/new");
+  makeFile("moved/new");
+  EXPECT_EQ(0, deleter.deleteFile(path("d2/new").c_str()));
+  EXPECT_FALSE(exists("d2/new"));
+  EXPECT_TRUE(exists("moved/new"));
+
+  EXPECT_EQ(0, deleter.removeDirectory(path("d2").c_str()));
+  EXPECT_NE(0, deleter.removeDirectory(path("moved").c_str()));  // not empty
+  EXPECT_TRUE(exists("moved/new"));
+  EXPECT_EQ(-1, deleter.deleteFile(nullptr));
 }
 
 TEST_F(FilesTest, DeleteTree) {
@@ -356,6 +394,17 @@ TEST_F(FilesTest, LinksAreNeverFollowedOutOfATree) {
   EXPECT_TRUE(exists("chain/link"));
 
   EXPECT_TRUE(deleteTree(path("tree").c_str()));
+  EXPECT_TRUE(exists("outside/victim.tmp"));
+
+  // A deleter removes a link as a link, and through a link of the chain
+  // reaches only the name at its end.
+  FileDeleter deleter;
+  makeFile("outside/one");
+  ASSERT_EQ(0, symlink(path("outside/one").c_str(), path("chain/to-one").c_str()));
+  EXPECT_EQ(0, deleter.deleteFile(path("chain/to-one").c_str()));
+  EXPECT_TRUE(exists("outside/one"));
+  EXPECT_EQ(0, deleter.deleteFile(path("chain/link/one").c_str()));
+  EXPECT_FALSE(exists("outside/one"));
   EXPECT_TRUE(exists("outside/victim.tmp"));
 }
 

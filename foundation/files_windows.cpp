@@ -50,6 +50,21 @@ int deleteFile(const char* name) {
   return DeleteFileW(wide.wide()) ? 0 : lastError();
 }
 
+// Windows deletes by name in one call already: nothing is kept.
+struct FileDeleter::Place {};
+
+FileDeleter::FileDeleter() : place(nullptr) {}
+
+FileDeleter::~FileDeleter() { delete place; }
+
+int FileDeleter::deleteFile(const char* name) { return QUtils::deleteFile(name); }
+
+int FileDeleter::removeDirectory(const char* name) { return QUtils::removeDirectory(name); }
+
+int FileDeleter::removeEntry(const char* name, int flags) {
+  return flags ? QUtils::removeDirectory(name) : QUtils::deleteFile(name);
+}
+
 int renameFile(const char* oldName, const char* newName) {
   if (!oldName || !newName) return -1;
   TextConverter from(oldName);
@@ -125,30 +140,6 @@ bool makePrivateDirectory(const char* name) {
 bool isPlainDirectory(const char* name) {
   DWORD attributes = attributesOf(name);
   return attributes != INVALID_FILE_ATTRIBUTES && isPlainAttributes(attributes);
-}
-
-bool isBareDirectory(const char* path, const char* child) {
-  if (!path) return false;
-  char pattern[kMaxPath];
-  copyText(pattern, path, sizeof pattern);
-  appendPath(pattern, "*", sizeof pattern);
-  TextConverter widePattern(pattern);
-  WIN32_FIND_DATAW entry;
-  HANDLE search = FindFirstFileW(widePattern.wide(), &entry);
-  if (search == INVALID_HANDLE_VALUE) return false;
-  // "." and ".." come with the attributes of the directory and its parent.
-  bool bare = true;
-  do {
-    char name[MAX_PATH * 3 + 1];
-    wideToUtf8(entry.cFileName, name, sizeof name);
-    bool expected = isDotEntry(name) || (child && compareNoCase(name, child) == 0);
-    if (!expected || !isPlainAttributes(entry.dwFileAttributes)) {
-      bare = false;
-      break;
-    }
-  } while (FindNextFileW(search, &entry));
-  FindClose(search);
-  return bare;
 }
 
 bool deleteTree(const char* path) {
