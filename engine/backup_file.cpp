@@ -73,16 +73,31 @@ int openForReading(QUtils::PFileStream* stream, const char* path) {
 void BackupCheckSum::add(const unsigned char* data, size_t size) {
   // As XOR works on each byte alone, a byte inside a complete word goes to
   // its place in the little-endian word and a byte of the last incomplete
-  // word into the low byte, wherever the pieces are cut.
+  // word into the low byte, wherever the pieces are cut. The bytes up to
+  // the first word boundary go one by one; then eight at a time, the two
+  // words of each folded into one, as long as they lie in complete words.
   const int64_t wholeWords = length - (length & 3);
-  for (size_t i = 0; i < size; i++) {
-    int64_t at = offset + static_cast<int64_t>(i);
-    if (at < wholeWords)
-      sum ^= static_cast<uint32_t>(data[i]) << (8 * (at & 3));
-    else
-      sum ^= data[i];
+  size_t i = 0;
+  for (; i < size && ((offset + static_cast<int64_t>(i)) & 3) != 0; i++)
+    addByte(data[i], offset + static_cast<int64_t>(i), wholeWords);
+  uint32_t folded = 0;
+  for (; i + 8 <= size && offset + static_cast<int64_t>(i + 8) <= wholeWords; i += 8) {
+    const unsigned char* p = data + i;
+    folded ^= (static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
+               static_cast<uint32_t>(p[3]) << 24) ^
+              (static_cast<uint32_t>(p[4]) | static_cast<uint32_t>(p[5]) << 8 | static_cast<uint32_t>(p[6]) << 16 |
+               static_cast<uint32_t>(p[7]) << 24);
   }
+  sum ^= folded;
+  for (; i < size; i++) addByte(data[i], offset + static_cast<int64_t>(i), wholeWords);
   offset += static_cast<int64_t>(size);
+}
+
+void BackupCheckSum::addByte(unsigned char byte, int64_t at, int64_t wholeWords) {
+  if (at < wholeWords)
+    sum ^= static_cast<uint32_t>(byte) << (8 * (at & 3));
+  else
+    sum ^= byte;
 }
 
 BackupFile::BackupFile() : backupMode(kClosed), hasError(0) {}

@@ -47,6 +47,9 @@ class BackupCheckSum {
   uint32_t value() const { return sum; }
 
  private:
+  // One byte at offset `at` of the data.
+  void addByte(unsigned char byte, int64_t at, int64_t wholeWords);
+
   uint32_t sum;
   int64_t length;
   int64_t offset;  // bytes added so far
