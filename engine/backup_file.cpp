@@ -181,9 +181,13 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
     return;
   }
   // A backup is never stored inside a backup. A link is saved as the text
-  // it holds: what it leads to is not the installation's.
+  // it holds: what it leads to is not the installation's. A file is opened
+  // once, and that open serves every look at it: what it begins with, its
+  // size, its check sum and its content.
   bool link = QUtils::isLink(path);
-  if (!link && isBackupFile(path)) return;
+  QUtils::PFileStream source;
+  bool opened = !link && openForReading(&source, path) == 0;
+  if (opened && beginsAsBackup(&source)) return;
   char linkText[QUtils::kMaxPath];
   if (link && !QUtils::readSymbolicLink(path, linkText, sizeof linkText)) {
     failAdd(error, -1, -1, "Error opening file");
@@ -193,14 +197,22 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   unsigned char field[2 + kMaxNameSize];
   if (!writeNameField(error, path, maxLength, link, recordStart, field)) return;
   const char* name = reinterpret_cast<const char*>(field + 2);
-  int64_t size = link ? static_cast<int64_t>(std::strlen(linkText)) : fileSize(name);
+  // A path cut at `maxLength` names another file: the record holds that one.
+  if (!link && std::strcmp(name, path) != 0) {
+    source.close();
+    opened = openForReading(&source, name) == 0;
+  }
+  int64_t size = link ? static_cast<int64_t>(std::strlen(linkText)) : opened ? source.size() : -1;
   if (size < 0) {
     failAdd(error, recordStart, -1, "Error opening file");
     return;
   }
-  if (!checkSumGiven) checkSum = computeCheckSum(name);
+  if (!checkSumGiven) {
+    checkSum = link ? checkSumOf(reinterpret_cast<const unsigned char*>(linkText), static_cast<uint32_t>(size))
+                    : checkSumOfStream(&source, size);
+  }
   if (!writeSizeAndSum(error, size, checkSum, recordStart)) return;
-  if (size > 0) writeContent(error, name, link ? linkText : nullptr, size, recordStart);
+  if (size > 0) writeContent(error, link ? nullptr : &source, link ? linkText : nullptr, size, recordStart);
 }
 
 bool BackupFile::writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link,
@@ -246,20 +258,18 @@ bool BackupFile::writeSizeAndSum(QUtils::ErrorChain& error, int64_t size, uint32
   return true;
 }
 
-void BackupFile::writeContent(QUtils::ErrorChain& error, const char* name, const char* linkText, int64_t size,
-                              int64_t recordStart) {
+void BackupFile::writeContent(QUtils::ErrorChain& error, QUtils::PFileStream* source, const char* linkText,
+                              int64_t size, int64_t recordStart) {
   if (linkText) {
     if (!writeAll(linkText, static_cast<uint32_t>(size))) failAdd(error, recordStart, -1, "Error copying stream (-1)");
     return;
   }
-  QUtils::PFileStream source;
-  if (openForReading(&source, name) != 0) {
+  if (source->seek(0) != 0) {
     failAdd(error, recordStart, -1, "Error opening file");
     return;
   }
   int64_t got = 0, written = 0;
-  int result = QUtils::copyStream(this, &source, size, &got, &written, kBlockSize);
-  source.close();
+  int result = QUtils::copyStream(this, source, size, &got, &written, kBlockSize);
   if (result != 0) {
     failAdd(error, recordStart, result, "Error copying stream (%i)", result);
   } else if (got != size || written != size) {
@@ -432,11 +442,18 @@ int BackupFile::restore(QUtils::PConsole* console, InstallerUI* ui, QUtils::Tabl
 bool BackupFile::isBackupFile(const char* path) {
   if (!path || !path[0]) return false;
   QUtils::PFileStream file;
-  if (openForReading(&file, path) != 0) return false;
+  return openForReading(&file, path) == 0 && beginsAsBackup(&file);
+}
+
+bool BackupFile::beginsAsBackup(QUtils::PFileStream* file) {
   char start[kMagicTextLength];
   uint32_t count = 0;
-  if (file.read(start, kMagicTextLength, &count) != 0 || count != kMagicTextLength) return false;
-  return std::memcmp(start, kMagic, kMagicTextLength) == 0;
+  bool backup = file->read(start, kMagicTextLength, &count) == 0 && count == kMagicTextLength &&
+                std::memcmp(start, kMagic, kMagicTextLength) == 0;
+  // Ignoring the result on purpose: a stream that can't go back to its
+  // start fails the reads that follow, which say so.
+  (void)file->seek(0);
+  return backup;
 }
 
 uint32_t BackupFile::checkSumOf(const unsigned char* data, uint32_t size) {
@@ -454,7 +471,10 @@ uint32_t BackupFile::computeCheckSum(const char* path) {
   }
   QUtils::PFileStream file;
   if (openForReading(&file, path) != 0) return 0;
-  int64_t length = file.size();
+  return checkSumOfStream(&file, file.size());
+}
+
+uint32_t BackupFile::checkSumOfStream(QUtils::PFileStream* file, int64_t length) {
   if (length <= 0) return 0;
   unsigned char* block = new unsigned char[kBlockSize];
   BackupCheckSum sum(length);
@@ -462,7 +482,7 @@ uint32_t BackupFile::computeCheckSum(const char* path) {
   while (offset < length) {
     uint32_t want = length - offset < kBlockSize ? static_cast<uint32_t>(length - offset) : kBlockSize;
     uint32_t got = 0;
-    if (file.read(block, want, &got) != 0 || got == 0) break;
+    if (file->read(block, want, &got) != 0 || got == 0) break;
     sum.add(block, got);
     offset += got;
   }

@@ -134,13 +134,19 @@ class BackupFile : public QUtils::PFileStream {
   // (the path, cut at `maxLength`, with its attributes: a link's mark or
   // the permission bits) from `field`, a buffer of 2 + kMaxNameSize bytes,
   // whose name then starts at `field` + 2. writeSizeAndSum writes the
-  // content's size and check sum; writeContent the content, the file's or
-  // the link's text. Each gives false after failAdd.
+  // content's size and check sum; writeContent the content, the file's
+  // (`source`, from its start) or the link's text. Each gives false after failAdd.
   bool writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link, int64_t recordStart,
                       unsigned char* field);
   bool writeSizeAndSum(QUtils::ErrorChain& error, int64_t size, uint32_t checkSum, int64_t recordStart);
-  void writeContent(QUtils::ErrorChain& error, const char* name, const char* linkText, int64_t size,
+  void writeContent(QUtils::ErrorChain& error, QUtils::PFileStream* source, const char* linkText, int64_t size,
                     int64_t recordStart);
+  // Whether the open `file` begins with the magic text; it is read from
+  // its start again afterwards.
+  static bool beginsAsBackup(QUtils::PFileStream* file);
+  // The check sum of the first `length` bytes of the open `file`, read
+  // from where it stands.
+  static uint32_t checkSumOfStream(QUtils::PFileStream* file, int64_t length);
   // Reads exactly `size` bytes; false if fewer arrived.
   bool readAll(void* buffer, uint32_t size);
   bool writeAll(const void* buffer, uint32_t size);
