@@ -166,8 +166,9 @@ void BackupFile::failAdd(QUtils::ErrorChain& error, int64_t recordStart, int32_t
 }
 
 void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
-                         bool checkSumGiven) {
+                         bool checkSumGiven, bool* outPassedOver) {
   error.clear();
+  if (outPassedOver) *outPassedOver = false;
   if (backupMode != kWriting) {
     error.setError(kAddSource, -1, "Not in write mode");
     return;
@@ -187,7 +188,10 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   bool link = QUtils::isLink(path);
   QUtils::PFileStream source;
   bool opened = !link && openForReading(&source, path) == 0;
-  if (opened && beginsAsBackup(&source)) return;
+  if (opened && beginsAsBackup(&source)) {
+    if (outPassedOver) *outPassedOver = true;
+    return;
+  }
   char linkText[QUtils::kMaxPath];
   if (link && !QUtils::readSymbolicLink(path, linkText, sizeof linkText)) {
     failAdd(error, -1, -1, "Error opening file");

@@ -80,10 +80,11 @@ class BackupFile : public QUtils::PFileStream {
   // Appends a record for the file at `path` (of at most maxLength - 1
   // bytes). With checkSumGiven false the check sum is computed from the
   // file. `error` is cleared on success and carries the reason otherwise.
-  // A file that is itself a backup is passed over, with success. A
-  // symbolic link is saved as a link, never read through.
+  // A file that is itself a backup is passed over, with success, and
+  // `outPassedOver` (may be null) tells so. A symbolic link is saved as a
+  // link, never read through.
   void addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
-               bool checkSumGiven);
+               bool checkSumGiven, bool* outPassedOver = nullptr);
   // Restores every record of a backup opened with openForRestore. Each
   // record's file is written back if it is absent or its check sum is the
   // record's; otherwise it is left. A file is made anew with its saved

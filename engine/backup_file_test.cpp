@@ -249,9 +249,13 @@ TEST_F(BackupFileTest, AddFileRefusesAndKeepsTheBackupValidAfterAFailure) {
     writer.openForWriting(backup.c_str());
     writer.addFile(error, good.c_str(), QUtils::kMaxPath, 0, false);
     EXPECT_TRUE(error.isEmpty());
-    // A backup is passed over without a record or an error.
-    writer.addFile(error, nested.c_str(), QUtils::kMaxPath, 0, false);
+    // A backup is passed over without a record or an error, and says so.
+    bool passedOver = false;
+    writer.addFile(error, nested.c_str(), QUtils::kMaxPath, 0, false, &passedOver);
     EXPECT_TRUE(error.isEmpty());
+    EXPECT_TRUE(passedOver);
+    writer.addFile(error, good.c_str(), QUtils::kMaxPath, 0, false, &passedOver);
+    EXPECT_FALSE(passedOver);
     writer.addFile(error, path("missing").c_str(), QUtils::kMaxPath, 0, false);
     error.toText(text, sizeof text);
     EXPECT_STREQ("[BackupFile::addFile] Error opening file", text);
@@ -259,13 +263,13 @@ TEST_F(BackupFileTest, AddFileRefusesAndKeepsTheBackupValidAfterAFailure) {
     error.toText(text, sizeof text);
     EXPECT_STREQ("[BackupFile::addFile] There is a previous error", text);
   }
-  // The failed record was cut off: one record, then the end record.
-  EXPECT_EQ(sizeof kMagic + 2 + good.size() + 1 + kModeAttributeSize + 12 + 4 + 3, readFile(backup).size());
+  // The failed record was cut off: two records, then the end record.
+  EXPECT_EQ(sizeof kMagic + 2 * (2 + good.size() + 1 + kModeAttributeSize + 12 + 4) + 3, readFile(backup).size());
   ASSERT_EQ(0, QUtils::deleteFile(good.c_str()));
   RecordingUI ui;
   EXPECT_EQ(0, restore(backup, nullptr, &ui));
   EXPECT_EQ("kept", readFile(good));
-  EXPECT_EQ(1u, ui.lines.size());
+  EXPECT_EQ(2u, ui.lines.size());
 }
 
 // Only what the installation's log names goes back; a record of any other

@@ -93,7 +93,8 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
         addError(message);
       } else {
         QUtils::ErrorChain error;
-        backup.addFile(error, path, static_cast<int>(std::strlen(path)) + 1, 0, false);
+        bool passedOver = false;
+        backup.addFile(error, path, static_cast<int>(std::strlen(path)) + 1, 0, false, &passedOver);
         if (!error.isEmpty()) {
           char text[512];
           error.toText(text, sizeof text);
@@ -101,7 +102,7 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
           addError(message);
           failed = true;
         } else {
-          if (!link && BackupFile::isBackupFile(path)) {
+          if (passedOver) {
             // addFile passed it over: a backup of an earlier version is
             // kept aside whole, to be put back with the rest.
             char temporary[QUtils::kMaxPath];
