@@ -115,6 +115,7 @@ void Package::freePackageData() {
   packageIsSolid = 0;
   recordsIndexed = false;
   files.clear();
+  keysMapped = -1;
   pieces.clear();
   blocks = 0;
 }
@@ -419,6 +420,20 @@ int Package::readPlainRecords() {
 }
 
 int Package::findFile(const char* key) const {
+  if (!key) return -1;
+  if (keysMapped != files.getCount()) {
+    keyMap.clear();
+    keyMap.reserve(static_cast<size_t>(files.getCount()));
+    for (int i = 0; i < files.getCount(); i++) keyMap[files[i].key] = i;
+    keysMapped = files.getCount();
+  }
+  auto found = keyMap.find(key);
+  if (found == keyMap.end()) return -1;
+  // A list that was cleared and filled again to the same count is checked
+  // here: the key must still be the file's, else the list is searched and
+  // mapped again at the next look-up.
+  if (std::strcmp(files[found->second].key, key) == 0) return found->second;
+  keysMapped = -1;
   for (int i = files.getCount() - 1; i >= 0; i--) {
     if (std::strcmp(files[i].key, key) == 0) return i;
   }

@@ -40,6 +40,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "foundation/console.h"
@@ -161,7 +162,9 @@ class Package {
   // the codes above; on failure no package data is kept. Progress and
   // failures go to logConsole when it is set.
   int openPackage(const char* fileName, uint32_t offset, int flags);
-  // The index of the last file with `key`, or -1.
+  // The index of the last file with `key`, or -1. The first look-up after
+  // the list grew or was cleared maps every key once, so that a package of
+  // many files isn't searched end to end for each of them.
   int findFile(const char* key) const;
   // The data of file `index` in `view`, which lets go of what it held
   // before, and the record's digest in `outDigest` unless that is null.
@@ -206,6 +209,11 @@ class Package {
  private:
   void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void freePackageData();
+  // findFile's map: each key to its last file, for the first keysMapped
+  // files (-1 before the first look-up). The list is only ever added to or
+  // cleared, so a count that changed is all that makes the map old.
+  mutable std::unordered_map<std::string, int> keyMap;
+  mutable int keysMapped = -1;
   int loadPackage(const char* fileName, uint32_t offset);
   // Loads the blocks that a block table lists, and opens and proves the
   // package files beside `fileName`.
