@@ -19,6 +19,14 @@ void keyFromPath(const char* path, char* key, int size) {
 
 bool hasText(const char* text) { return text && *text; }
 
+// A copy of `text` (none: empty) in `pool`, cut to `size` bytes with its
+// terminator as copyText cuts it.
+const char* keepText(QUtils::PStringPool* pool, const char* text, int size) {
+  char cut[kFileDestSize];
+  QUtils::copyText(cut, text, size < kFileDestSize ? size : kFileDestSize);
+  return pool->add(cut);
+}
+
 // One InstallType element.
 void readInstallType(const QUtils::PXML& document, int node, INSTALLTYPE* type) {
   std::memset(type, 0, sizeof *type);
@@ -73,15 +81,17 @@ int Installer::readFileSets() {
       std::memset(&entry, 0, sizeof entry);
       entry.fileSet = setIndex;
       entry.packageIndex = -1;
-      QUtils::copyText(entry.dest, document.getAttribute(child, "Dest"), sizeof entry.dest);
-      QUtils::copyText(entry.fileName, QUtils::baseName(path), sizeof entry.fileName);
+      entry.dest = keepText(&fileNameTexts, document.getAttribute(child, "Dest"), kFileDestSize);
+      entry.fileName = keepText(&fileNameTexts, QUtils::baseName(path), kFileNameSize);
       const char* alias = document.getAttribute(child, "Alias");
       if (alias) {
-        QUtils::copyText(entry.alias, alias, sizeof entry.alias);
+        entry.alias = keepText(&fileNameTexts, alias, kFileAliasSize);
       } else {
-        keyFromPath(path, entry.alias, sizeof entry.alias);
+        char key[kFileAliasSize];
+        keyFromPath(path, key, sizeof key);
+        entry.alias = keepText(&fileNameTexts, key, kFileAliasSize);
       }
-      QUtils::copyText(entry.condition, document.getAttribute(child, "Condition"), sizeof entry.condition);
+      entry.condition = keepText(&fileNameTexts, document.getAttribute(child, "Condition"), kFileConditionSize);
       // The flags count by presence alone: Executable="0" is set.
       entry.expandVarsInFile = document.getAttribute(child, "ExpandVarsInFile") != nullptr;
       entry.executable = document.getAttribute(child, "Executable") != nullptr;

@@ -29,6 +29,7 @@
 #include "engine/result_log.h"
 #include "foundation/console.h"
 #include "foundation/lists.h"
+#include "foundation/string_pool.h"
 #include "foundation/xml.h"
 #include "package/package.h"
 
@@ -759,6 +760,7 @@ class Installer : public InstallExchangeInfo {
   QUtils::PList<INSTALLTYPE> installTypes;
   QUtils::PList<FILESET> fileSets;
   QUtils::PList<FILENAMES> fileNames;
+  QUtils::PStringPool fileNameTexts;  // the texts of fileNames
   QUtils::PList<VARIABLE> variables;
   char controlVariables[kControlVariableCount][200];
   int guiInstall;

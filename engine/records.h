@@ -46,12 +46,19 @@ struct FILESET {
   char condition[510];
 };
 
-// One FN entry of a FileSet.
+// One FN entry of a FileSet. Its texts lie in Installer::fileNameTexts,
+// which keeps them as long as the engine: a product of many files holds a
+// few bytes of text for each, not the largest text each field may have.
+// They are cut to the sizes below, terminator included, as they are read.
+const int kFileDestSize = 1559;
+const int kFileAliasSize = 258;
+const int kFileNameSize = 258;
+const int kFileConditionSize = 510;
 struct FILENAMES {
   int32_t fileSet;       // index into Installer::fileSets
-  char dest[1559];       // Dest, not yet expanded; empty: a package item only
-  char alias[258];       // the key of the file in the package
-  char fileName[258];    // the base name it is written under
+  const char* dest;      // Dest, not yet expanded; empty: a package item only
+  const char* alias;     // the key of the file in the package
+  const char* fileName;  // the base name it is written under
   uint64_t size;         // unpacked size from the package table
   int32_t packageIndex;  // index into the package's file table, -1 if absent
   unsigned char md5[16];
@@ -61,7 +68,7 @@ struct FILENAMES {
   unsigned char stripExeExt;
   unsigned char backupExisting;
   unsigned char symlink;  // the packed file holds the target of a link made in its place
-  char condition[510];
+  const char* condition;
 };
 
 // A pair of paths: a file and its temporary copy.
