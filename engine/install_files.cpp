@@ -10,11 +10,11 @@
 #include <cstring>
 #include <string>
 #include <thread>
-#include <unordered_set>
 #include <vector>
 
 #include "engine/action_texts.h"
 #include "engine/backup_file.h"
+#include "engine/directory_chain.h"
 #include "engine/installer.h"
 #include "engine/installer_ui.h"
 #include "foundation/errors.h"
@@ -126,22 +126,15 @@ int writeAll(QUtils::PFileStream* file, const unsigned char* data, size_t size) 
   return 0;
 }
 
-// Makes the target anew, in place of whatever stood there (a link is
-// replaced, never written through), and writes its content: `text` when it
-// isn't null, otherwise the package file that `reader` reads, as its bytes
-// come. False if it couldn't be made or a write fell short; `outCreated`
-// says whether it was made, and `outError` gets the system's error number
-// of a failure to make or write it (-1 when the system gave none; 0 when
-// the package couldn't be read).
-bool writeTarget(const char* target, const char* text, PackageFileReader* reader, bool* outCreated, int* outError) {
-  QUtils::PFileStream file;
-  *outCreated = false;
-  *outError = file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways);
-  if (*outError != 0) return false;
-  *outCreated = true;
+// Writes the content of a target open in `file`: `text` when it isn't
+// null, otherwise the package file that `reader` reads, as its bytes come;
+// then closes it. False if a write fell short or the close failed;
+// `outError` gets the system's error number (-1 when the system gave none;
+// 0 when the package couldn't be read).
+bool writeContent(QUtils::PFileStream* file, const char* text, PackageFileReader* reader, int* outError) {
   bool ok = true;
   if (text) {
-    *outError = writeAll(&file, reinterpret_cast<const unsigned char*>(text), std::strlen(text));
+    *outError = writeAll(file, reinterpret_cast<const unsigned char*>(text), std::strlen(text));
     ok = *outError == 0;
   } else {
     for (;;) {
@@ -152,17 +145,31 @@ bool writeTarget(const char* target, const char* text, PackageFileReader* reader
         break;
       }
       if (size == 0) break;
-      *outError = writeAll(&file, data, size);
+      *outError = writeAll(file, data, size);
       if (*outError != 0) {
         ok = false;
         break;
       }
     }
   }
-  int closed = file.close();
+  int closed = file->close();
   if (closed != 0 && ok) *outError = closed;
   if (closed != 0) ok = false;
   return ok;
+}
+
+// Makes the target anew, in place of whatever stood there (a link is
+// replaced, never written through), and writes its content (writeContent).
+// False if it couldn't be made or written; `outCreated` says whether it was
+// made, and `outError` gets the system's error number of a failure to make
+// or write it.
+bool writeTarget(const char* target, const char* text, PackageFileReader* reader, bool* outCreated, int* outError) {
+  QUtils::PFileStream file;
+  *outCreated = false;
+  *outError = file.openFile(target, QUtils::kGenericWrite, 0, QUtils::kModeCreateAlways);
+  if (*outError != 0) return false;
+  *outCreated = true;
+  return writeContent(&file, text, reader, outError);
 }
 
 // The file stage over one entry and its bookkeeping. While it waits for the
@@ -176,6 +183,18 @@ class FileStage : public StripeWaiter {
 
   // The file step of entry `index` of `count`.
   void installEntry(int index, int count);
+  // The same for an entry whose target has nothing standing at its name,
+  // the usual case: one exclusive open in the entry's open directory. The
+  // log line comes first, as for every file. False, with the line written,
+  // when something stands at the name or the open fails otherwise: the
+  // entry then goes the long way (installExisting).
+  bool installNew(const FILENAMES& entry, QUtils::PDirectory* folder, const char* target, PackageFileReader* data,
+                  int index, int count);
+  // The long way: what stands at the target is looked at, saved with
+  // BackupExisting, and replaced unless it is the same. `logged` says that
+  // installNew wrote the entry's log line already.
+  void installExisting(const FILENAMES& entry, const char* target, PackageFileReader* data, const unsigned char* digest,
+                       int packed, bool logged, int index, int count);
   // The same for an entry whose packed file holds a link's target: the link
   // is made in place of a file. What stands there already is replaced
   // (saved first with BackupExisting), unless it is a link to that target.
@@ -201,8 +220,8 @@ class FileStage : public StripeWaiter {
   // The steps of installEntry. Whether the entry and its file set apply.
   bool entryApplies(const FILENAMES& entry);
   // Makes (and logs) the entry's directory, expanded, into `directory`,
-  // which ends in a separator.
-  void makeEntryDirectory(const FILENAMES& entry, char* directory, int size);
+  // which ends in a separator. The directory held open, or null.
+  QUtils::PDirectory* makeEntryDirectory(const FILENAMES& entry, char* directory, int size);
   // Opens the entry's packed file; false (an error unless OkIfMissing) if
   // the package doesn't hold it.
   bool openPackedFile(const FILENAMES& entry, PackageFileReader* data, unsigned char* digest, int* packed);
@@ -213,13 +232,19 @@ class FileStage : public StripeWaiter {
   // must. False if it couldn't be written; `error` as writeTarget gives it.
   bool writeEntry(const char* target, const TargetState& state, const char* text, PackageFileReader* data,
                   int* error);
+  // The end of an entry's step: the platform's treatment of a written file,
+  // the progress and the entry's line.
+  void finishEntry(const FILENAMES& entry, const char* target, bool failed, bool replacing, int error, int index,
+                   int count);
+  // Whether the entry's file is expanded (ExpandVarsInFile) as it is written.
+  static bool expands(const FILENAMES& entry, uint64_t size) { return entry.expandVarsInFile && size < kExpandLimit; }
 
   Installer* engine;
   InstallerUI* ui;
   BackupFile* backup;
-  // Directories that this stage made or found standing: the entries of one
-  // folder don't ask the system about every level of its path again.
-  std::unordered_set<std::string> madeDirectories;
+  // The directories that the entries go into, held open: the entries of
+  // one folder don't walk its path again.
+  DirectoryChain directories;
 };
 
 void FileStage::report(const actiontext::Verb& verb, bool failed, const char* target, int index, int error) {
@@ -274,23 +299,19 @@ bool FileStage::entryApplies(const FILENAMES& entry) {
   return true;
 }
 
-void FileStage::makeEntryDirectory(const FILENAMES& entry, char* directory, int size) {
+QUtils::PDirectory* FileStage::makeEntryDirectory(const FILENAMES& entry, char* directory, int size) {
   if (engine->expandVariables(entry.dest, directory, size) != 0) errors++;
   char separator[2] = {QUtils::kPathSeparator, 0};
   QUtils::appendText(directory, separator, size);
   useSystemSeparators(directory);
   QUtils::collapseSeparators(directory);
   int created = 0;
-  if (madeDirectories.count(directory) == 0) {
-    if (QUtils::createPath(directory, &created) != 0) {
-      errors++;
-    } else {
-      madeDirectories.insert(directory);
-    }
-  }
+  QUtils::PDirectory* folder = nullptr;
+  if (directories.enter(directory, &created, &folder) != 0) errors++;
   // Levels made before a failure are logged as well: the uninstaller removes
   // them.
   engine->logDirAction(created, directory);
+  return folder;
 }
 
 bool FileStage::openPackedFile(const FILENAMES& entry, PackageFileReader* data, unsigned char* digest, int* packed) {
@@ -355,10 +376,10 @@ bool FileStage::writeEntry(const char* target, const TargetState& state, const c
 void FileStage::installEntry(int index, int count) {
   const FILENAMES& entry = engine->fileNames[index];
   if (!entryApplies(entry)) return;
-  // The directory, with a closing separator so that createPath makes its
-  // last level too.
+  // The directory, with a closing separator so that all its levels are
+  // made.
   char directory[QUtils::kMaxPath];
-  makeEntryDirectory(entry, directory, sizeof directory);
+  QUtils::PDirectory* folder = makeEntryDirectory(entry, directory, sizeof directory);
   char name[QUtils::kMaxPath];
   engine->getInstalledFileName(entry, name, sizeof name);
   char target[QUtils::kMaxPath];
@@ -373,31 +394,68 @@ void FileStage::installEntry(int index, int count) {
   PackageFileReader data;
   unsigned char digest[kMD5DigestSize];
   if (!openPackedFile(entry, &data, digest, &packed)) return;
-  const uint64_t size = data.size();
   if (entry.symlink) {
     installLink(entry, target, &data, packed, index, count);
     return;
   }
+  // BackupExisting needs to know what stood there before anything is made:
+  // the journal notes a new file before it exists.
+  bool logged = false;
+  if (folder && !entry.backupExisting) {
+    if (installNew(entry, folder, target, &data, index, count)) return;
+    logged = true;
+  }
+  installExisting(entry, target, &data, digest, packed, logged, index, count);
+}
 
+bool FileStage::installNew(const FILENAMES& entry, QUtils::PDirectory* folder, const char* target,
+                           PackageFileReader* data, int index, int count) {
+  // The line comes before the file exists, so that a run killed at any
+  // point leaves no file of its own that the log doesn't name.
+  engine->logFileAction(Installer::kLogCreate, target);
+  pumpQuietly();
+  char name[QUtils::kMaxPath];
+  engine->getInstalledFileName(entry, name, sizeof name);
+  QUtils::PFileStream file;
+  if (file.createNewIn(*folder, name, 0, nullptr) != 0) return false;
+  char expanded[kExpandLimit];
+  const bool expand = expands(entry, data->size());
+  if (expand) readExpanded(data, expanded);
+  int error = 0;
+  bool failed = !writeContent(&file, expand ? expanded : nullptr, data, &error);
+  finishEntry(entry, target, failed, false, error, index, count);
+  return true;
+}
+
+void FileStage::installExisting(const FILENAMES& entry, const char* target, PackageFileReader* data,
+                                const unsigned char* digest, int packed, bool logged, int index, int count) {
+  const uint64_t size = data->size();
   TargetState state = lookAtTarget(target, digest, size);
   bool replacing = state.exists && !state.same;
   if (replacing && entry.backupExisting) saveOldFile(target, packed);
   noteNewFile(entry, target, state);
   // The digest was taken of the data as packed, so an expanded file is
   // always written anew.
-  const bool expand = entry.expandVarsInFile && size < kExpandLimit;
+  const bool expand = expands(entry, size);
   bool writing = !state.same || expand;
   // The line comes before the write, and stands whether the write works or
   // not: a file that fails half way, or an older version that couldn't be
   // freed (a program still running), is still the product's, and the
   // uninstaller and a revert remove it.
-  engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
-  pumpQuietly();
+  if (!logged) {
+    engine->logFileAction(entry.backupExisting ? Installer::kLogOver : Installer::kLogCreate, target);
+    pumpQuietly();
+  }
 
   char expanded[kExpandLimit];
-  if (expand) readExpanded(&data, expanded);
+  if (expand) readExpanded(data, expanded);
   int error = 0;
-  bool failed = writing && !writeEntry(target, state, expand ? expanded : nullptr, &data, &error);
+  bool failed = writing && !writeEntry(target, state, expand ? expanded : nullptr, data, &error);
+  finishEntry(entry, target, failed, replacing, error, index, count);
+}
+
+void FileStage::finishEntry(const FILENAMES& entry, const char* target, bool failed, bool replacing, int error,
+                            int index, int count) {
   if (!failed) engine->onFileWritten(target, entry);
   if (ui) ui->setOverallProgress(static_cast<int>(std::ceil(static_cast<float>(index) / count * 100.0f)));
   report(replacing ? kOverwrite : kCreate, failed, target, index, error);

@@ -35,31 +35,57 @@ int appendFormatted(char* out, int used, int size, const char* format, ...) {
 // ---------------------------------------------------------------------------
 // PConsole
 
-void PConsole::print(const char* text) {
-  if (!enabled) return;
-  char prefix[96];
+namespace {
+
+// The prefix of the next line (numbering and time as `flags` ask), into
+// `prefix` of 96 bytes; its length. Moves the line number on.
+int linePrefix(PConsole* console, char* prefix, int size) {
   int used = 0;
   prefix[0] = 0;
-  if (flags & kConsoleLineNumbers) {
-    used = appendFormatted(prefix, used, sizeof prefix, "%4i:  ", lineNumber);
-    lineNumber++;
+  if (console->flags & kConsoleLineNumbers) {
+    used = appendFormatted(prefix, used, size, "%4i:  ", console->lineNumber);
+    console->lineNumber++;
   }
-  if (flags & kConsoleTimeStamps) {
+  if (console->flags & kConsoleTimeStamps) {
     ConsoleTime now;
     getConsoleTime(&now);
     int month = now.month < 0 ? 0 : now.month > 11 ? 11 : now.month;
-    used = appendFormatted(prefix, used, sizeof prefix, "[%i/%s/%i|%02i:%02i:%02i]    ", now.year, kMonths[month],
-                           now.day, now.hour, now.minute, now.second);
+    used = appendFormatted(prefix, used, size, "[%i/%s/%i|%02i:%02i:%02i]    ", now.year, kMonths[month], now.day,
+                           now.hour, now.minute, now.second);
   }
+  return used;
+}
+
+const int kPrefixSize = 96;
+
+}  // namespace
+
+void PConsole::print(const char* text) {
+  if (!enabled) return;
+  char prefix[kPrefixSize];
+  int used = linePrefix(this, prefix, sizeof prefix);
   if (used > 0) write(prefix, used);
   int length = text ? static_cast<int>(std::strlen(text)) : 0;
   if (length > 0) write(text, length);
 }
 
+// A line that fits is handed over whole, line end included: a file console
+// then writes it with one call.
 void PConsole::printLine(const char* text) {
   if (!enabled) return;
-  print(text);
-  write("\r\n", 2);
+  char line[kPrefixSize + kConsoleLineSize + 2];
+  int length = text ? static_cast<int>(std::strlen(text)) : 0;
+  if (length >= kConsoleLineSize) {
+    print(text);
+    write("\r\n", 2);
+    return;
+  }
+  int used = linePrefix(this, line, kPrefixSize);
+  if (length > 0) std::memcpy(line + used, text, static_cast<size_t>(length));
+  used += length;
+  line[used++] = '\r';
+  line[used++] = '\n';
+  write(line, used);
 }
 
 void PConsole::printf(const char* format, ...) {

@@ -6,6 +6,7 @@
 #define QLUX_FOUNDATION_FILE_STREAM_H_
 
 #include <cstdint>
+#include <string>
 
 #include "foundation/stream.h"
 
@@ -27,6 +28,8 @@ const int kModeSequential = 4;
 // else 0644; Windows has no such bits). Making anew (mode 3) never writes
 // through a link at the name: it replaces it.
 const int kModePrivate = 8;
+
+class PDirectory;
 
 class PFileStream : public PStream {
  public:
@@ -54,6 +57,12 @@ class PFileStream : public PStream {
   // the file and goes to its end (appending); any other mode makes it anew.
   // kModeSequential and kModePrivate may be added.
   virtual int create(const char* name, int mode);
+  // Makes the file `leaf` (one name, no separator) in `directory` where
+  // nothing stands, not even a link, and opens it for writing: one open,
+  // with no walk to the directory. Mode: kModePrivate may be given. 0, or
+  // the system's error; `outExists` (may be null) says whether something
+  // stood at the name, which is then left as it was.
+  int createNewIn(const PDirectory& directory, const char* leaf, int mode, bool* outExists);
 
   const char* getName() const { return name; }
   // How far the open file can be trusted to give orders (checkFileTrust of
@@ -66,6 +75,38 @@ class PFileStream : public PStream {
   uint32_t share;
   int mode;
   intptr_t handle;  // a file descriptor or a HANDLE; -1 while closed
+};
+
+// A directory held open for making files and directories in it, so that a
+// run of files into one directory reaches it once and not once a file. On
+// POSIX it is a descriptor that the walk of path_walk.h opened, or that
+// openBelow opened without following a link, so nobody's link can lead
+// what is made in it elsewhere; on Windows it is the directory's path.
+class PDirectory {
+ public:
+  PDirectory();
+  PDirectory(const PDirectory&) = delete;
+  PDirectory& operator=(const PDirectory&) = delete;
+  ~PDirectory();
+
+  // Opens the directory `path`, walked as every name of the file layer is
+  // (a trusted link on the way is followed). 0, or the system's error.
+  int open(const char* path);
+  // Opens the directory `name` (one name, not "." or "..") below `parent`,
+  // making it first where nothing stands, mode 0755 whatever the umask,
+  // and setting `outMade`. A link, a file or anything else at the name is
+  // refused and left as it is (an error): the caller goes the long way
+  // round, by the whole path. 0, or the system's error.
+  int openBelow(const PDirectory& parent, const char* name, bool* outMade);
+  void close();
+  bool isOpen() const { return handle != -1; }
+  // The path it was opened by, in the system's separators.
+  const std::string& getPath() const { return path; }
+
+ private:
+  friend class PFileStream;
+  std::string path;
+  intptr_t handle;  // a descriptor on POSIX, 0 while open on Windows; -1 closed
 };
 
 class PMMFileStream : public PFileStream {

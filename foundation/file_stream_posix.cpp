@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
@@ -64,6 +65,15 @@ int moveTo(intptr_t handle, int64_t offset, int whence) {
   return lseek(static_cast<int>(handle), static_cast<off_t>(offset), whence) < 0 ? lastError() : 0;
 }
 
+// A name that stands for itself in its directory: one part, not "." or "..".
+bool isPlainName(const char* name) {
+  if (!name || !name[0] || std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return false;
+  for (const char* p = name; *p; p++) {
+    if (isSeparator(*p)) return false;
+  }
+  return true;
+}
+
 int64_t pageSize() {
   static const int64_t size = [] {
     long value = sysconf(_SC_PAGESIZE);
@@ -89,6 +99,37 @@ int PFileStream::open() {
 #ifdef POSIX_FADV_SEQUENTIAL
   if (mode & kModeSequential) posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
 #endif
+  handle = fd;
+  openCount++;
+  return 0;
+}
+
+int PFileStream::createNewIn(const PDirectory& directory, const char* leaf, int newMode, bool* outExists) {
+  if (outExists) *outExists = false;
+  if (handle != -1) close();
+  if (!directory.isOpen() || !isPlainName(leaf)) return EINVAL;
+  mode_t permissions = (newMode & kModePrivate) ? kPrivateFileMode : kPublicFileMode;
+  // Exclusive and not through a link: the file is known to be this call's
+  // own, a new regular file, so nothing about it needs asking.
+  int fd;
+  do {
+    fd = openat(static_cast<int>(directory.handle), leaf, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC,
+                permissions);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) {
+    int error = lastError();
+    if (outExists) *outExists = error == EEXIST;
+    return error;
+  }
+  // The umask had its say in openat; the file gets its bits exactly, set
+  // through the descriptor (the process's umask is only known by changing
+  // it). Ignoring the result on purpose: the file is usable with the
+  // umask's bits.
+  (void)fchmod(fd, permissions);
+  std::string full = directory.path;
+  if (full.empty() || full.back() != '/') full += '/';
+  full += leaf;
+  configure(full.c_str(), kGenericWrite, 0, kModeCreateNew | (newMode & kModePrivate));
   handle = fd;
   openCount++;
   return 0;
@@ -156,6 +197,65 @@ int64_t PFileStream::fileSize(const char* fileName) {
   struct stat info;
   if (stat(path.getText(), &info) != 0 || S_ISDIR(info.st_mode)) return -1;
   return static_cast<int64_t>(info.st_size);
+}
+
+// ---------------------------------------------------------------------------
+// PDirectory
+
+PDirectory::PDirectory() : handle(-1) {}
+
+PDirectory::~PDirectory() { close(); }
+
+void PDirectory::close() {
+  if (handle != -1) ::close(static_cast<int>(handle));
+  handle = -1;
+  path.clear();
+}
+
+int PDirectory::open(const char* name) {
+  close();
+  if (!name || !name[0]) return EINVAL;
+  WalkedPath where;
+  int error = walkPath(name, kFollowLastLink, &where);
+  if (error != 0) return error;
+  const char* leaf = where.leaf()[0] ? where.leaf() : ".";
+  int fd = openat(where.directory(), leaf, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return lastError();
+  CharString text = systemPath(name);
+  path = text.getText() ? text.getText() : "";
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  handle = fd;
+  return 0;
+}
+
+int PDirectory::openBelow(const PDirectory& parent, const char* name, bool* outMade) {
+  *outMade = false;
+  if (!parent.isOpen() || !isPlainName(name)) return EINVAL;
+  int at = static_cast<int>(parent.handle);
+  // O_NOFOLLOW with O_PATH opens a link itself, which O_DIRECTORY refuses:
+  // only a real directory opens.
+  int fd = openat(at, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0 && errno == ENOENT) {
+    if (mkdirat(at, name, 0755) == 0) {
+      *outMade = true;
+    } else if (errno != EEXIST) {
+      return lastError();
+    }
+    // A directory made here is opened for reading, so that the bits the
+    // umask took can be given back through the descriptor, not the name.
+    fd = openat(at, name, (*outMade ? O_RDONLY : O_PATH) | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    // Ignoring the result on purpose: a directory that keeps narrower bits
+    // still works for the one that made it.
+    if (fd >= 0 && *outMade) (void)fchmod(fd, 0755);
+  }
+  if (fd < 0) return lastError();
+  std::string joined = parent.path;
+  if (joined.empty() || joined.back() != '/') joined += '/';
+  joined += name;
+  close();
+  path = joined;
+  handle = fd;
+  return 0;
 }
 
 // ---------------------------------------------------------------------------

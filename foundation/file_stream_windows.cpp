@@ -4,6 +4,9 @@
 // as UTF-16. Failures give GetLastError().
 #include <windows.h>
 
+#include <cstring>
+#include <string>
+
 #include "foundation/convert.h"
 #include "foundation/file_stream.h"
 #include "foundation/files.h"
@@ -39,6 +42,30 @@ HANDLE openHandle(const char* fileName, DWORD access, DWORD share, DWORD how, DW
   return CreateFileW(wide.wide(), access, share, nullptr, how, flags, nullptr);
 }
 
+// A name that stands for itself in its directory: one part, not "." or "..".
+bool isPlainName(const char* name) {
+  if (!name || !name[0] || std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return false;
+  for (const char* p = name; *p; p++) {
+    if (isSeparator(*p) || *p == ':') return false;
+  }
+  return true;
+}
+
+std::string joinName(const std::string& directory, const char* name) {
+  std::string joined = directory;
+  if (joined.empty() || !isSeparator(joined.back())) joined += '\\';
+  joined += name;
+  return joined;
+}
+
+// Whether `path` is a directory of its own, not a link or junction to one.
+bool isRealDirectory(const std::string& path) {
+  TextConverter wide(path.c_str());
+  DWORD attributes = GetFileAttributesW(wide.wide());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) &&
+         !(attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
 int64_t allocationGranularity() {
   static const int64_t granularity = [] {
     SYSTEM_INFO info;
@@ -68,6 +95,24 @@ int PFileStream::open() {
   if (file == INVALID_HANDLE_VALUE) {
     handle = -1;
     return lastError();
+  }
+  handle = reinterpret_cast<intptr_t>(file);
+  openCount++;
+  return 0;
+}
+
+int PFileStream::createNewIn(const PDirectory& directory, const char* leaf, int newMode, bool* outExists) {
+  if (outExists) *outExists = false;
+  if (handle != -1) close();
+  if (!directory.isOpen() || !isPlainName(leaf)) return ERROR_INVALID_NAME;
+  std::string full = joinName(directory.path, leaf);
+  configure(full.c_str(), kGenericWrite, 0, kModeCreateNew | (newMode & kModePrivate));
+  TextConverter wide(full.c_str());
+  HANDLE file = CreateFileW(wide.wide(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    int error = lastError();
+    if (outExists) *outExists = error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS;
+    return error;
   }
   handle = reinterpret_cast<intptr_t>(file);
   openCount++;
@@ -144,6 +189,52 @@ int64_t PFileStream::fileSize(const char* fileName) {
   if (!GetFileAttributesExW(wide.wide(), GetFileExInfoStandard, &data)) return -1;
   if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return -1;
   return (static_cast<int64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+// ---------------------------------------------------------------------------
+// PDirectory: Windows opens by name, so the directory is its path, checked
+// once to be a directory.
+
+PDirectory::PDirectory() : handle(-1) {}
+
+PDirectory::~PDirectory() { close(); }
+
+void PDirectory::close() {
+  handle = -1;
+  path.clear();
+}
+
+int PDirectory::open(const char* name) {
+  close();
+  if (!name || !name[0]) return ERROR_INVALID_NAME;
+  CharString text = systemPath(name);
+  std::string opened = text.getText() ? text.getText() : "";
+  while (opened.size() > 3 && isSeparator(opened.back())) opened.pop_back();
+  TextConverter wide(opened.c_str());
+  DWORD attributes = GetFileAttributesW(wide.wide());
+  if (attributes == INVALID_FILE_ATTRIBUTES) return lastError();
+  if (!(attributes & FILE_ATTRIBUTE_DIRECTORY)) return ERROR_DIRECTORY;
+  path = opened;
+  handle = 0;
+  return 0;
+}
+
+int PDirectory::openBelow(const PDirectory& parent, const char* name, bool* outMade) {
+  *outMade = false;
+  if (!parent.isOpen() || !isPlainName(name)) return ERROR_INVALID_NAME;
+  std::string joined = joinName(parent.path, name);
+  TextConverter wide(joined.c_str());
+  if (CreateDirectoryW(wide.wide(), nullptr)) {
+    *outMade = true;
+  } else {
+    int error = lastError();
+    if (error != ERROR_ALREADY_EXISTS) return error;
+    if (!isRealDirectory(joined)) return ERROR_DIRECTORY;
+  }
+  close();
+  path = joined;
+  handle = 0;
+  return 0;
 }
 
 // ---------------------------------------------------------------------------

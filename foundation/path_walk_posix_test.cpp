@@ -145,6 +145,85 @@ TEST_F(PathWalkTest, WhatStandsAtANameIsReplacedNotWrittenThrough) {
   }
 }
 
+// A directory held open makes files in it with one open each: only where
+// nothing stands, never through a link or into a FIFO, and with the bits
+// asked for whatever the umask. What stood at the name is left as it was.
+TEST_F(PathWalkTest, AnOpenDirectoryMakesFilesOnlyWhereNothingStands) {
+  QUtils::PDirectory tree;
+  ASSERT_EQ(0, tree.open(path("tree").c_str()));
+  mode_t saved = umask(077);
+  QUtils::PFileStream file;
+  bool exists = true;
+  ASSERT_EQ(0, file.createNewIn(tree, "new", 0, &exists));
+  EXPECT_FALSE(exists);
+  uint32_t written = 0;
+  ASSERT_EQ(0, file.write("made", 4, &written));
+  EXPECT_EQ(path("tree/new"), QUtils::systemPath(file.getName()).getText());
+  file.close();
+  ASSERT_EQ(0, file.createNewIn(tree, "private", QUtils::kModePrivate, nullptr));
+  file.close();
+  umask(saved);
+  EXPECT_EQ("made", read(path("tree/new")));
+  EXPECT_EQ(0644, modeOf(path("tree/new")));
+  EXPECT_EQ(0600, modeOf(path("tree/private")));
+
+  ASSERT_TRUE(link(path("outside/victim"), path("tree/mine"), getuid()));
+  ASSERT_EQ(0, mkfifo(path("tree/fifo").c_str(), 0644));
+  for (const char* name : {"new", "mine", "fifo"}) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(EEXIST, file.createNewIn(tree, name, 0, &exists));
+    EXPECT_TRUE(exists);
+  }
+  EXPECT_EQ("made", read(path("tree/new")));
+  EXPECT_EQ("victim", read(path("outside/victim")));
+  EXPECT_TRUE(QUtils::isLink(path("tree/mine").c_str()));
+  // One name only: a path, "." or ".." is no file of this directory.
+  for (const char* name : {"sub/file", "..", ".", ""}) {
+    EXPECT_NE(0, file.createNewIn(tree, name, 0, &exists)) << name;
+    EXPECT_FALSE(exists) << name;
+  }
+}
+
+// Below an open directory, a level is made and opened in one step; a link
+// there, whoever made it, is not followed, and nothing is made where it
+// leads. The descriptor keeps to the directory it opened: a link put in
+// its place afterwards leads nothing astray.
+TEST_F(PathWalkTest, DirectoriesOpenBelowWithoutFollowingLinks) {
+  QUtils::PDirectory tree, sub;
+  ASSERT_EQ(0, tree.open(path("tree").c_str()));
+  mode_t saved = umask(077);
+  bool made = false;
+  ASSERT_EQ(0, sub.openBelow(tree, "sub", &made));
+  umask(saved);
+  EXPECT_TRUE(made);
+  EXPECT_EQ(0755, modeOf(path("tree/sub")));
+  EXPECT_EQ(path("tree/sub"), sub.getPath());
+  QUtils::PDirectory again;
+  ASSERT_EQ(0, again.openBelow(tree, "sub", &made));
+  EXPECT_FALSE(made);
+
+  ASSERT_TRUE(link(path("outside"), path("tree/mine"), getuid()));
+  write(path("tree/plain"), "file");
+  QUtils::PDirectory refused;
+  for (const char* name : {"mine", "plain", "..", "a/b"}) {
+    EXPECT_NE(0, refused.openBelow(tree, name, &made)) << name;
+    EXPECT_FALSE(made) << name;
+    EXPECT_FALSE(refused.isOpen()) << name;
+  }
+  QUtils::PFileStream file;
+  ASSERT_EQ(0, rename(path("tree/sub").c_str(), path("tree/moved").c_str()));
+  ASSERT_TRUE(link(path("outside"), path("tree/sub"), getuid()));
+  ASSERT_EQ(0, file.createNewIn(sub, "late", 0, nullptr));
+  file.close();
+  EXPECT_TRUE(QUtils::fileExists(path("tree/moved/late").c_str()));
+  EXPECT_FALSE(QUtils::fileExists(path("outside/late").c_str()));
+
+  if (getuid() != 0) return;  // only root can make a link of another user
+  ASSERT_TRUE(link(path("outside"), path("tree/theirs"), kOtherUser));
+  EXPECT_EQ(ELOOP, refused.open(path("tree/theirs/x").c_str()));
+  EXPECT_NE(0, refused.open(path("tree/theirs").c_str()));
+}
+
 // Whatever the umask, what the layer makes has the bits it asks for.
 TEST_F(PathWalkTest, ModesAreExplicitWhateverTheUmask) {
   mode_t saved = umask(0);
