@@ -26,6 +26,9 @@ namespace {
 const size_t kFileLinesCapacity = 32768;
 // The event loop runs at most once in this many milliseconds.
 const long kYieldInterval = 65;
+// How often, and how far apart, the toolkit is tried on the display.
+const int kDisplayAttempts = 4;
+const unsigned long kDisplayRetryMs = 500;
 
 }  // namespace
 
@@ -58,8 +61,15 @@ bool WxGUI::openDisplay() {
   // The toolkit's own messages go to the standard error: a message box
   // can't be shown while the display is in doubt.
   delete wxLog::SetActiveTarget(new wxLogStderr);
-  wxApp::SetInstance(new InstallerApp(this));
-  toolkitStarted = wxEntryStart(argc, argv);
+  // A display that is there may still refuse one connection on a busy
+  // machine: the toolkit is tried a few times before the wizard goes to the
+  // console, where a user who started the program from a menu has no
+  // terminal to see it. A failed start leaves no application object behind.
+  for (int attempt = 0; attempt < kDisplayAttempts && !toolkitStarted; attempt++) {
+    if (attempt > 0) wxMilliSleep(kDisplayRetryMs);
+    wxApp::SetInstance(new InstallerApp(this));
+    toolkitStarted = wxEntryStart(argc, argv);
+  }
   return toolkitStarted;
 }
 
