@@ -1,7 +1,8 @@
 // Support for the tests of windows: starts the toolkit once on the X
 // display named by DISPLAY (on Windows, on the desktop), and lets a test
 // skip cleanly when there is none. A failed assertion of the toolkit fails
-// the running test. tests/with_display.sh provides a private display under
+// the running test (on Linux: the Windows toolkit is built for size, without
+// its assertions). tests/with_display.sh provides a private display under
 // ctest.
 #ifndef QLUX_FRONTENDS_GUI_GUI_TEST_DISPLAY_H_
 #define QLUX_FRONTENDS_GUI_GUI_TEST_DISPLAY_H_
