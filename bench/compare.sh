@@ -87,6 +87,9 @@ measure() {
   local best="" best_mem="" run
   for run in $(seq 1 "$repeat"); do
     reset
+    # The disk takes the previous step's writes now, not during this one:
+    # otherwise a removal right after an extraction races their writeback.
+    sync
     local report=$work/time.txt
     if ! /usr/bin/time -v -o "$report" "$@" >"$work/out.txt" 2>&1; then
       echo "compare: $name failed:" >&2
