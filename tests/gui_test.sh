@@ -114,6 +114,18 @@ ocr() {
     convert "$sandbox/ocr.png" -resize 200% "$sandbox/ocr-large.png" &&
     tesseract "$sandbox/ocr-large.png" - 2>/dev/null
 }
+# ocr_for WINDOW TEXT: the window's text as read, read again (up to five
+# times, a second apart) until it shows TEXT, so that a page drawn late under
+# load, or one misread glyph, doesn't fail the checks that follow.
+ocr_for() {
+  local text
+  for _ in 1 2 3 4 5; do
+    text=$(ocr "$1")
+    holds "$text" "$2" && break
+    sleep 1
+  done
+  printf '%s\n' "$text"
+}
 # box_answer TITLE KEY: presses KEY in the message box TITLE; fails without one.
 box_answer() {
   local box
@@ -334,7 +346,7 @@ if [ -n "$window" ]; then
   press_return
   sleep 1
   # The task list names the steps to come, but no failure step.
-  text=$(ocr "$window")
+  text=$(ocr_for "$window" "Registering")
   check "cancel: the task list shows the steps to come" holds "$text" "Registering"
   check "cancel: ... and no failure step before a failure" bash -c "! grep -q 'Installation failed' <<<'$text'"
   # The Cancel button: 80 by 30 units, 20 units from the left and 50 from
@@ -500,7 +512,7 @@ check "running: the wizard window appears" test -n "$window"
 if [ -n "$window" ]; then
   press_until RunningApps
   sleep 1
-  text=$(ocr "$window")
+  text=$(ocr_for "$window" "Please close it")
   check "running: the page asks to close the program" holds "$text" "Please close it"
   check "running: its list names the program" holds "$text" "qlux-demo"
   press_return
@@ -532,12 +544,12 @@ start_window "$sandbox/plain-setup" "$sandbox/failed.out"
 check "failed: the wizard window appears" test -n "$window"
 if [ -n "$window" ]; then
   press_until BadFinish
-  text=$(ocr "$window")
+  text=$(ocr_for "$window" "FAILED")
   check "failed: the page after the file stage names the failure" holds "$text" "FAILED"
   check "failed: ... and the file that failed" holds "$text" "guide.txt"
   check "failed: ... under its heading" holds "$text" "errors summary"
   press_until Finish
-  text=$(ocr "$window")
+  text=$(ocr_for "$window" "has been undone")
   check "failed: the last page says the installation was undone" holds "$text" "has been undone"
   press_return
   wait_end
