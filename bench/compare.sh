@@ -247,10 +247,38 @@ for p in "${payloads[@]}"; do
 done
 
 # --- installing, uninstalling, upgrading ------------------------------------------------
+# Trees that a step made are moved into a graveyard, not deleted, before the
+# next timed step. ext4 without a journal (the root file system of the
+# machines this runs on) doesn't hand out an inode freed within the last
+# minute while it finds another: making thousands of files just after
+# deleting thousands walks past every freed one. Measured on the real tree:
+# an installation took 2.3 s right after a removal, 1.1 s otherwise, and
+# 0.4 s on a journaled ext4, where nothing of the kind happens. A step would
+# pay for the removal before it. The graveyard is emptied between payloads,
+# and the next payload waits until what was freed counts as old.
+grave=$work/grave
+buried=0
+mkdir -p "$grave"
+bury() {  # bury PATH...: moves each PATH that is there into the graveyard
+  local path
+  for path; do
+    [ -e "$path" ] || continue
+    buried=$((buried + 1))
+    mv -- "$path" "$grave/$buried"
+  done
+}
+empty_grave() {
+  [ "$buried" -gt 0 ] || return 0
+  rm -rf -- "$grave"
+  mkdir -p "$grave"
+  buried=0
+  sync
+  sleep 61
+}
 # A sandbox for one installer run: QLUX_ROOT with its program directory.
 sandbox() {
   case "$work" in */qlux-compare.*) ;; *) exit 1 ;; esac
-  rm -rf -- "$work/root" "$work/tmp"
+  bury "$work/root" "$work/tmp"
   mkdir -p "$work/root/opt" "$work/tmp"
 }
 export QLUX_ROOT=$work/root
@@ -261,6 +289,7 @@ uninstall_command() {
 }
 
 for p in "${payloads[@]}"; do
+  empty_grave
   reset() { sandbox; }
   case "$p" in gen1g | gen4g) repeat=1 ;; esac
   measure "install_$p" "$work/$p-v1" -gui=0 -auto
@@ -269,11 +298,11 @@ for p in "${payloads[@]}"; do
     { echo "compare: $p did not install" >&2; exit 1; }
   if [ "$p" = gen4g ]; then
     sandbox
-    reset() { rm -rf -- "$work/tar"; mkdir -p "$work/tar"; }
+    reset() { bury "$work/tar"; mkdir -p "$work/tar"; }
     repeat=1
     measure "tarxzf_$p" tar xzf "$work/$p.tar.gz" -C "$work/tar"
     repeat=3
-    rm -rf -- "$work/tar" "$work/$p.tar.gz"
+    bury "$work/tar" "$work/$p.tar.gz"
     continue
   fi
   if [ "$p" = gen1g ]; then
@@ -287,18 +316,20 @@ for p in "${payloads[@]}"; do
   measure "uninstall_$p" sh -c "$(uninstall_command) -gui=0 </dev/null | cat >/dev/null"
   [ ! -e "$installed/uninstall" ] || { echo "compare: $p did not uninstall" >&2; exit 1; }
   measure "upgrade_$p" "$work/$p-v2" -gui=0 -auto
-  reset() { rm -rf -- "$work/tar"; mkdir -p "$work/tar"; }
+  reset() { bury "$work/tar"; mkdir -p "$work/tar"; }
   measure "tarxzf_$p" tar xzf "$work/$p.tar.gz" -C "$work/tar"
-  reset() { rm -rf -- "$work/tar"; mkdir -p "$work/tar"; tar xzf "$work/$p.tar.gz" -C "$work/tar"; }
-  measure "rm_$p" rm -rf -- "$work/tar"
-  reset() { rm -rf -- "$work/mks"; }
+  reset() { bury "$work/mks"; }
   measure "makeself_$p" "$work/$p.run" --quiet --noexec --target "$work/mks"
-  rm -rf -- "$work/tar" "$work/mks"
+  # Last, since it frees what the steps above would find in the way.
+  reset() { bury "$work/tar"; mkdir -p "$work/tar"; tar xzf "$work/$p.tar.gz" -C "$work/tar"; }
+  measure "rm_$p" rm -rf -- "$work/tar"
+  bury "$work/mks"
   sandbox
 done
 
 # --- under Wine ---------------------------------------------------------------------
 if [ "$quick" -eq 0 ]; then
+  empty_grave
   echo "compare: making a Wine prefix" >&2
   export WINEPREFIX=$work/wine WINEDEBUG=-all
   "$wine" wineboot -i >/dev/null 2>&1
@@ -336,7 +367,7 @@ EOF
     done
     return 1
   }
-  reset() { rm -rf -- "$programs/Bench" "$programs/BenchNSIS"; "$wine" reg delete \
+  reset() { bury "$programs/Bench" "$programs/BenchNSIS"; "$wine" reg delete \
     'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Bench Product' /f >/dev/null 2>&1 || true; }
   measure wine_qlux_gen128 "$wine" "$work/gen128-setup.exe" -gui=0 -auto
   files_in "$programs/Bench" 1537 || { echo "compare: the Windows installer failed under Wine" >&2; exit 1; }

@@ -166,9 +166,10 @@ void BackupFile::failAdd(QUtils::ErrorChain& error, int64_t recordStart, int32_t
 }
 
 void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
-                         bool checkSumGiven, bool* outPassedOver) {
+                         bool checkSumGiven, bool* outPassedOver, bool* outUnreadable) {
   error.clear();
   if (outPassedOver) *outPassedOver = false;
+  if (outUnreadable) *outUnreadable = false;
   if (backupMode != kWriting) {
     error.setError(kAddSource, -1, "Not in write mode");
     return;
@@ -188,6 +189,11 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   bool link = QUtils::isLink(path);
   QUtils::PFileStream source;
   bool opened = !link && openForReading(&source, path) == 0;
+  if (!link && !opened && outUnreadable) {
+    *outUnreadable = true;
+    error.setError(kAddSource, -1, "File does not exist");
+    return;
+  }
   if (opened && beginsAsBackup(&source)) {
     if (outPassedOver) *outPassedOver = true;
     return;
@@ -199,7 +205,8 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   }
   int64_t recordStart = position();
   unsigned char field[2 + kMaxNameSize];
-  if (!writeNameField(error, path, maxLength, link, recordStart, field)) return;
+  int mode = opened ? source.permissionBits() : -1;
+  if (!writeNameField(error, path, maxLength, link, mode, recordStart, field)) return;
   const char* name = reinterpret_cast<const char*>(field + 2);
   // A path cut at `maxLength` names another file: the record holds that one.
   if (!link && std::strcmp(name, path) != 0) {
@@ -219,10 +226,9 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   if (size > 0) writeContent(error, link ? nullptr : &source, link ? linkText : nullptr, size, recordStart);
 }
 
-bool BackupFile::writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link,
+bool BackupFile::writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link, int mode,
                                 int64_t recordStart, unsigned char* field) {
   char attributes[8] = {0};
-  int mode = link ? -1 : QUtils::getFileMode(path);
   if (link)
     attributes[0] = kLinkAttribute;
   else if (mode >= 0)

@@ -82,9 +82,11 @@ class BackupFile : public QUtils::PFileStream {
   // file. `error` is cleared on success and carries the reason otherwise.
   // A file that is itself a backup is passed over, with success, and
   // `outPassedOver` (may be null) tells so. A symbolic link is saved as a
-  // link, never read through.
+  // link, never read through. With `outUnreadable` given, a file that can't
+  // be opened is reported there, with an error, and the backup takes
+  // further adds; without it, that add fails as any other does.
   void addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
-               bool checkSumGiven, bool* outPassedOver = nullptr);
+               bool checkSumGiven, bool* outPassedOver = nullptr, bool* outUnreadable = nullptr);
   // Restores every record of a backup opened with openForRestore. Each
   // record's file is written back if it is absent or its check sum is the
   // record's; otherwise it is left. A file is made anew with its saved
@@ -133,12 +135,12 @@ class BackupFile : public QUtils::PFileStream {
   bool restoreContent(const char* name, int64_t size, int mode, bool link);
   // The parts of addFile's record. writeNameField writes the name field
   // (the path, cut at `maxLength`, with its attributes: a link's mark or
-  // the permission bits) from `field`, a buffer of 2 + kMaxNameSize bytes,
+  // the permission bits `mode`, -1 for none) from `field`, a buffer of 2 + kMaxNameSize bytes,
   // whose name then starts at `field` + 2. writeSizeAndSum writes the
   // content's size and check sum; writeContent the content, the file's
   // (`source`, from its start) or the link's text. Each gives false after failAdd.
-  bool writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link, int64_t recordStart,
-                      unsigned char* field);
+  bool writeNameField(QUtils::ErrorChain& error, const char* path, int maxLength, bool link, int mode,
+                      int64_t recordStart, unsigned char* field);
   bool writeSizeAndSum(QUtils::ErrorChain& error, int64_t size, uint32_t checkSum, int64_t recordStart);
   void writeContent(QUtils::ErrorChain& error, QUtils::PFileStream* source, const char* linkText, int64_t size,
                     int64_t recordStart);

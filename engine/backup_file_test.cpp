@@ -256,6 +256,14 @@ TEST_F(BackupFileTest, AddFileRefusesAndKeepsTheBackupValidAfterAFailure) {
     EXPECT_TRUE(passedOver);
     writer.addFile(error, good.c_str(), QUtils::kMaxPath, 0, false, &passedOver);
     EXPECT_FALSE(passedOver);
+    // A caller that asks to hear of a file that isn't there gets no record
+    // and keeps the backup going.
+    bool unreadable = false;
+    writer.addFile(error, path("gone").c_str(), QUtils::kMaxPath, 0, false, nullptr, &unreadable);
+    EXPECT_TRUE(unreadable);
+    error.toText(text, sizeof text);
+    EXPECT_STREQ("[BackupFile::addFile] File does not exist", text);
+    EXPECT_FALSE(writer.hasError);
     writer.addFile(error, path("missing").c_str(), QUtils::kMaxPath, 0, false);
     error.toText(text, sizeof text);
     EXPECT_STREQ("[BackupFile::addFile] Error opening file", text);

@@ -33,12 +33,6 @@ bool namesAFile(const char* line) {
 
 const char kExecutableMark[] = "EXECUTABLE\t";
 
-bool isReadable(const char* path) {
-  QUtils::PFileStream probe;
-  return probe.openFile(path, QUtils::kGenericRead, QUtils::kShareRead | QUtils::kShareWrite,
-                        QUtils::kModeMustExist) == 0;
-}
-
 }  // namespace
 
 bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, const char* dirListPath,
@@ -88,36 +82,35 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
       const char* path = thirdField(line);
       // A link (a Symlink shortcut) is saved as a link, whatever it leads to.
       bool link = QUtils::isLink(path);
-      if (!link && !isReadable(path)) {
+      QUtils::ErrorChain error;
+      bool passedOver = false;
+      bool unreadable = false;
+      backup.addFile(error, path, static_cast<int>(std::strlen(path)) + 1, 0, false, &passedOver, &unreadable);
+      if (unreadable) {
         QUtils::boundedFormat(message, sizeof message, "FAILED to back up %s: File does not exist", path);
         addError(message);
+      } else if (!error.isEmpty()) {
+        char text[512];
+        error.toText(text, sizeof text);
+        QUtils::boundedFormat(message, sizeof message, "FAILED to back up %s: %s", path, text);
+        addError(message);
+        failed = true;
       } else {
-        QUtils::ErrorChain error;
-        bool passedOver = false;
-        backup.addFile(error, path, static_cast<int>(std::strlen(path)) + 1, 0, false, &passedOver);
-        if (!error.isEmpty()) {
-          char text[512];
-          error.toText(text, sizeof text);
-          QUtils::boundedFormat(message, sizeof message, "FAILED to back up %s: %s", path, text);
-          addError(message);
-          failed = true;
-        } else {
-          if (passedOver) {
-            // addFile passed it over: a backup of an earlier version is
-            // kept aside whole, to be put back with the rest.
-            char temporary[QUtils::kMaxPath];
-            if (getTempFileName(temporary, sizeof temporary) == 0 && temporary[0] && copyFile(path, temporary)) {
-              COPIEDFILE copied;
-              copied.original = QUtils::CharString(path);
-              copied.temporary = QUtils::CharString(temporary);
-              copiedFiles.add(copied);
-            } else {
-              log("WARNING: Could not keep a copy of the backup file %s", path);
-            }
+        if (passedOver) {
+          // addFile passed it over: a backup of an earlier version is
+          // kept aside whole, to be put back with the rest.
+          char temporary[QUtils::kMaxPath];
+          if (getTempFileName(temporary, sizeof temporary) == 0 && temporary[0] && copyFile(path, temporary)) {
+            COPIEDFILE copied;
+            copied.original = QUtils::CharString(path);
+            copied.temporary = QUtils::CharString(temporary);
+            copiedFiles.add(copied);
+          } else {
+            log("WARNING: Could not keep a copy of the backup file %s", path);
           }
-          if (!link && QUtils::isExecutable(path)) executables.add(QUtils::CharString(path));
-          QUtils::boundedFormat(message, sizeof message, "Back up %s", path);
         }
+        if (!link && QUtils::isExecutable(path)) executables.add(QUtils::CharString(path));
+        QUtils::boundedFormat(message, sizeof message, "Back up %s", path);
       }
       if (ui) {
         ui->addFileLine(message, done % 32 == 0);

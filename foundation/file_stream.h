@@ -65,6 +65,10 @@ class PFileStream : public PStream {
   int createNewIn(const PDirectory& directory, const char* leaf, int mode, bool* outExists);
 
   const char* getName() const { return name; }
+  // The permission bits of the open file (POSIX, as getFileMode of files.h
+  // gives them); -1 while closed, for a file that isn't regular, and on
+  // Windows.
+  int permissionBits() const;
   // How far the open file can be trusted to give orders (checkFileTrust of
   // files.h); kFileMissing while closed.
   int checkTrust() const;

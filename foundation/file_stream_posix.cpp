@@ -178,6 +178,12 @@ int64_t PFileStream::size() {
   return static_cast<int64_t>(info.st_size);
 }
 
+int PFileStream::permissionBits() const {
+  struct stat info;
+  if (handle == -1 || fstat(static_cast<int>(handle), &info) != 0 || !S_ISREG(info.st_mode)) return -1;
+  return static_cast<int>(info.st_mode & 0777);
+}
+
 int PFileStream::setEnd() {
   if (handle == -1) return EBADF;
   off_t at = lseek(static_cast<int>(handle), 0, SEEK_CUR);

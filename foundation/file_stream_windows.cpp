@@ -168,6 +168,8 @@ int64_t PFileStream::size() {
   return value.QuadPart;
 }
 
+int PFileStream::permissionBits() const { return -1; }
+
 int PFileStream::setEnd() {
   if (handle == -1) return ERROR_INVALID_HANDLE;
   return SetEndOfFile(toHandle(handle)) ? 0 : lastError();
