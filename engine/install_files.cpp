@@ -641,6 +641,8 @@ int Installer::installFiles(InstallerUI* ui) {
   int count = fileNames.getCount();
   for (int i = 0; i < count; i++) stage.installEntry(i, count);
   package.setWaiter(nullptr);
+  // The files are written: the older installation's space can go now.
+  if (olderFilesSpace) olderFilesSpace->release();
   int errors = stage.errors;
   if (runLaterStages(this, ui)) errors++;
   if (ui) {

@@ -17,6 +17,7 @@
 #define QLUX_ENGINE_INSTALLER_H_
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ class BackupFile;
 class InstallerUI;
 namespace QUtils {
 class FileDeleter;
+class RemovedFiles;
 }  // namespace QUtils
 
 // Indices of the control variables (names read from InstallerControlVariables).
@@ -798,6 +800,16 @@ class Installer : public InstallExchangeInfo {
   char uninstallRefusal[1800] = {0};
   char installedBackupFile[1560];
   char installedDirListFile[1560];
+  // The space of an older installation's files, held from their removal
+  // until this installation's files are written: making thousands of files
+  // right after freeing thousands is slow on some file systems, and the
+  // freeing itself goes faster many at a time. Null until an older
+  // installation is removed.
+  std::unique_ptr<QUtils::RemovedFiles> olderFilesSpace;
+  // Where uninstall() holds the space of the files it deletes, for the
+  // engine that removes an older installation; null: uninstall() frees it
+  // itself before it returns.
+  QUtils::RemovedFiles* removedFilesSpace = nullptr;
   QUtils::Table<COPIEDFILE> copiedFiles;
   QUtils::Table<EXCLUDEINFO> excludes;
   uint32_t theme[kThemeColourCount];

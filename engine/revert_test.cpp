@@ -9,6 +9,7 @@
 #include "engine/test_support.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
+#include "foundation/test_env.h"
 
 namespace {
 
@@ -161,6 +162,13 @@ TEST_F(RevertTest, AnUpgradeWithoutBackupRemovesTheOlderInstallationForGood) {
   ASSERT_EQ(0, engine.installFiles(&ui));
   EXPECT_TRUE(debugLog.has("Skipping creation of uninstall backup file"));
   EXPECT_EQ("<missing>", readFile(root + "/app/old.txt"));
+  // The older files' space was held while the new files were written, and
+  // is free now.
+  ASSERT_TRUE(engine.olderFilesSpace);
+  EXPECT_EQ(0, engine.olderFilesSpace->count());
+#ifndef _WIN32
+  EXPECT_EQ(0, QUtils::descriptorsOfDeletedFiles(root));
+#endif
   EXPECT_EQ(0, engine.revertInstallation(&ui));
   EXPECT_FALSE(QUtils::fileExists((root + "/app/common.txt").c_str()));
   EXPECT_FALSE(QUtils::fileExists((root + "/app/old.txt").c_str()));

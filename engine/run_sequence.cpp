@@ -291,6 +291,7 @@ int Installer::runInstallation(InstallerUI* ui, QUtils::PConsole* log) {
 
 int Installer::cleanup() {
   package.release();
+  if (olderFilesSpace) olderFilesSpace->release();
   if (installedBackupFile[0]) QUtils::deleteFile(installedBackupFile);
   if (installedDirListFile[0]) QUtils::deleteFile(installedDirListFile);
   for (int i = 0; i < copiedFiles.getCount(); i++) {

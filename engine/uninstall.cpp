@@ -407,9 +407,13 @@ struct UndoRun {
   bool environmentChanged = false;
   QUtils::Table<LoggedDirectory> directories;
   QUtils::Table<LoggedKey> keys;
+  // The space of the deleted files, freed many at a time at the end (or
+  // by the engine that removes this older installation, once its own
+  // files are written).
+  QUtils::RemovedFiles removed;
   // The files of a directory are logged one after the other: its walk is
   // done once for all of them.
-  QUtils::FileDeleter deleter;
+  QUtils::FileDeleter deleter{engine->removedFilesSpace ? engine->removedFilesSpace : &removed};
   int line = 0;   // the number of the action line, from 0
   int total = 0;  // the action lines, and the DIR lines again
 };
@@ -690,6 +694,7 @@ int Installer::uninstall(InstallerUI* ui, const char* backupPath) {
   removeNewIniFiles(ui);
   uninstallWildcards(ui);
   removeLoggedDirectories(run);
+  run.removed.release();
 
   if (ui) {
     ui->setOverallProgress(100);

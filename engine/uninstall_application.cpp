@@ -95,7 +95,11 @@ int Installer::uninstallApplication(InstallerUI* ui, const char* application) {
       log("Skipping creation of uninstall backup file");
     }
 
-    // A failed backup doesn't keep the older installation from going.
+    // A failed backup doesn't keep the older installation from going. The
+    // space of its files stays taken until this installation's files are
+    // written (installFiles frees it).
+    if (!olderFilesSpace) olderFilesSpace.reset(new QUtils::RemovedFiles);
+    second->removedFilesSpace = olderFilesSpace.get();
     int result = second->uninstall(ui, nullptr);
     second->package.release();
     return result;

@@ -12,6 +12,7 @@
 #include "engine/test_support.h"
 #include "foundation/errors.h"
 #include "foundation/files.h"
+#include "foundation/test_env.h"
 #include "package/md5.h"
 #include "package/test_writer.h"
 
@@ -143,6 +144,10 @@ TEST_F(UninstallTest, RemovesFilesAndDirectoriesRestoresBackupAndKeepsUserFiles)
   EXPECT_TRUE(hasLine(ui.lines, "Delete: " + root + "/bin/*.cache"));
   EXPECT_EQ(0, engine.errorList->getCount());
   EXPECT_EQ(100, ui.progress);
+#ifndef _WIN32
+  // The deleted files' space is free when the uninstallation returns.
+  EXPECT_EQ(0, QUtils::descriptorsOfDeletedFiles(root));
+#endif
   // Registry: values first, then the logged levels of keys, deepest first.
   EXPECT_FALSE(engine.registry.hasKey("HKEY_CURRENT_USER", "Software\\Demo"));
   EXPECT_TRUE(engine.registry.hasKey("HKEY_CURRENT_USER", "Software"));

@@ -45,6 +45,37 @@ const int kPrivateFileMode = 0600;
 FILE* openFile(const char* name, const char* mode, int newFileMode = kPublicFileMode);
 
 int deleteFile(const char* name);
+
+// The files that FileDeleters took away but whose space the system hasn't
+// given back yet. Freeing a file can wait for the disk (a file system that
+// tells the disk of each freed block does so while the file is deleted),
+// and a deletion of thousands of files then spends most of its time
+// waiting, one file after the other. A deleter given a RemovedFiles takes
+// each file's name away at once and keeps a reference to the file (POSIX:
+// a descriptor); release() drops the references on several threads at
+// once, so that the waits overlap. Until then the files take the space
+// they took before; the system frees it however the process ends. At most
+// half of the descriptors that the process may open are held: past that,
+// the ones held are released first. Windows frees a file with its name,
+// and holds nothing.
+class RemovedFiles {
+ public:
+  RemovedFiles();
+  ~RemovedFiles();  // releases
+  RemovedFiles(const RemovedFiles&) = delete;
+  RemovedFiles& operator=(const RemovedFiles&) = delete;
+  // Frees the space of every file held, and returns when it is free.
+  void release();
+  // The number of files held.
+  int count() const;
+
+ private:
+  friend class FileDeleter;
+  struct Held;
+  void hold(int descriptor);
+  Held* held;  // null until the first file
+};
+
 // Deletes many files (and empty directories) one after the other, each as
 // deleteFile (removeDirectory) does, for a caller that removes a whole
 // tree in order. The directories of the last few names stay open (POSIX:
@@ -52,9 +83,12 @@ int deleteFile(const char* name);
 // look-up of the directory's identity and the removal, instead of a walk of
 // its whole path; a directory moved away or replaced in between is walked
 // anew, so that each name gives what deleteFile would.
+//
+// With a RemovedFiles, a deleted file's space is freed when that releases
+// it (see above); without one, by the deletion itself.
 class FileDeleter {
  public:
-  FileDeleter();
+  explicit FileDeleter(RemovedFiles* removed = nullptr);
   ~FileDeleter();
   FileDeleter(const FileDeleter&) = delete;
   FileDeleter& operator=(const FileDeleter&) = delete;
@@ -64,7 +98,9 @@ class FileDeleter {
  private:
   struct Place;
   int removeEntry(const char* name, int flags);
+  int removeAt(int directory, const char* leaf, int flags);
   Place* place;  // POSIX: the kept directories; null until the first name
+  RemovedFiles* removed;
 };
 int renameFile(const char* oldName, const char* newName);
 // Moves `source` over `target`, replacing it in one step, after flushing

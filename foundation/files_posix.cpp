@@ -5,10 +5,12 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -17,6 +19,8 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "foundation/files.h"
@@ -115,6 +119,71 @@ int deleteFile(const char* name) {
   return unlinkat(where.directory(), where.leaf(), 0) == 0 ? 0 : lastError();
 }
 
+// The descriptors of removed files, and how many may be held: half of what
+// the process may open, so that the run's own files always open.
+struct RemovedFiles::Held {
+  std::vector<int> descriptors;
+  size_t limit = 0;
+};
+
+namespace {
+
+// Freeing waits for the disk, not the processor: more threads than cores
+// overlap more of the waits.
+const size_t kReleaseThreads = 8;
+// Too few files to be worth a thread.
+const size_t kFilesPerThread = 32;
+
+size_t heldLimit() {
+  struct rlimit limit;
+  rlim_t open = getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 1024;
+  if (open == RLIM_INFINITY || open > (1u << 20)) open = 1u << 20;
+  return open < 64 ? 16 : static_cast<size_t>(open / 2);
+}
+
+void closeShare(const std::vector<int>* descriptors, std::atomic<size_t>* next) {
+  for (size_t i = (*next)++; i < descriptors->size(); i = (*next)++) close((*descriptors)[i]);
+}
+
+}  // namespace
+
+RemovedFiles::RemovedFiles() : held(nullptr) {}
+
+RemovedFiles::~RemovedFiles() {
+  release();
+  delete held;
+}
+
+int RemovedFiles::count() const { return held ? static_cast<int>(held->descriptors.size()) : 0; }
+
+void RemovedFiles::hold(int descriptor) {
+  if (!held) {
+    held = new Held;
+    held->limit = heldLimit();
+  }
+  if (held->descriptors.size() >= held->limit) release();
+  held->descriptors.push_back(descriptor);
+}
+
+void RemovedFiles::release() {
+  if (!held || held->descriptors.empty()) return;
+  std::vector<int> descriptors;
+  descriptors.swap(held->descriptors);
+  std::atomic<size_t> next(0);
+  std::vector<std::thread> helpers;
+  size_t wanted = std::min(kReleaseThreads, descriptors.size() / kFilesPerThread);
+  for (size_t i = 1; i < wanted; i++) {
+    // A thread that can't start leaves its share to the others.
+    try {
+      helpers.emplace_back(closeShare, &descriptors, &next);
+    } catch (const std::system_error&) {
+      break;
+    }
+  }
+  closeShare(&descriptors, &next);
+  for (std::thread& helper : helpers) helper.join();
+}
+
 // The kept directories, the most recently used first: the text of a name
 // up to its last separator, and the walk's descriptor of that directory. A
 // few are kept, since a tree's files come in the order of their names, and
@@ -134,7 +203,7 @@ namespace {
 const size_t kKeptDirectories = 8;
 }  // namespace
 
-FileDeleter::FileDeleter() : place(nullptr) {}
+FileDeleter::FileDeleter(RemovedFiles* removedFiles) : place(nullptr), removed(removedFiles) {}
 
 FileDeleter::~FileDeleter() { delete place; }
 
@@ -165,12 +234,12 @@ int FileDeleter::removeEntry(const char* name, int flags) {
       break;
     }
     if (i > 0) std::rotate(kept.begin(), kept.begin() + static_cast<long>(i), kept.begin() + static_cast<long>(i) + 1);
-    return unlinkat(kept[0]->walked.directory(), leaf.c_str(), flags) == 0 ? 0 : lastError();
+    return removeAt(kept[0]->walked.directory(), leaf.c_str(), flags);
   }
   std::unique_ptr<Place::Kept> entry(new Place::Kept);
   int error = walkPath(name, 0, &entry->walked);
   if (error != 0) return error;
-  int result = unlinkat(entry->walked.directory(), entry->walked.leaf(), flags) == 0 ? 0 : lastError();
+  int result = removeAt(entry->walked.directory(), entry->walked.leaf(), flags);
   // A walk that ended on another last part than the name's own (an odd
   // name) isn't kept.
   struct stat walked;
@@ -182,6 +251,22 @@ int FileDeleter::removeEntry(const char* name, int flags) {
     if (kept.size() > kKeptDirectories) kept.pop_back();
   }
   return result;
+}
+
+// Removes `leaf` below `directory`. With `removed`, the file or empty
+// directory is opened first (O_PATH: a link itself, never what it leads
+// to), so that the open reference keeps it until the release; one that
+// can't be opened is removed the plain way.
+int FileDeleter::removeAt(int directory, const char* leaf, int flags) {
+  int reference = -1;
+  if (removed) reference = openat(directory, leaf, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  if (unlinkat(directory, leaf, flags) != 0) {
+    int error = lastError();
+    if (reference >= 0) close(reference);
+    return error;
+  }
+  if (reference >= 0) removed->hold(reference);
+  return 0;
 }
 
 int renameFile(const char* oldName, const char* newName) {

@@ -15,6 +15,7 @@
 #include "foundation/text.h"
 
 #ifndef _WIN32
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -406,6 +407,55 @@ TEST_F(FilesTest, LinksAreNeverFollowedOutOfATree) {
   EXPECT_EQ(0, deleter.deleteFile(path("chain/link/one").c_str()));
   EXPECT_FALSE(exists("outside/one"));
   EXPECT_TRUE(exists("outside/victim.tmp"));
+}
+
+// With a RemovedFiles, a deletion takes the names at once and keeps the
+// files (and emptied directories) open until the release; a deletion that
+// fails keeps nothing; and never more than half the descriptors the process
+// may open are held.
+TEST_F(FilesTest, RemovedFilesHoldTheSpaceOfDeletedFilesUntilReleased) {
+  std::string prefix = path("held");
+  makeDirectories("held/sub");
+  for (int i = 0; i < 40; i++) makeFile(("held/f" + std::to_string(i)).c_str(), "content");
+  RemovedFiles removed;
+  {
+    FileDeleter deleter(&removed);
+    for (int i = 0; i < 40; i++) EXPECT_EQ(0, deleter.deleteFile(path(("held/f" + std::to_string(i)).c_str()).c_str()));
+    EXPECT_EQ(0, deleter.removeDirectory(path("held/sub").c_str()));
+    EXPECT_NE(0, deleter.deleteFile(path("held/missing").c_str()));
+    makeFile("held/stays");
+    EXPECT_NE(0, deleter.removeDirectory(path("held").c_str()));  // not empty
+  }
+  EXPECT_FALSE(exists("held/f0"));
+  EXPECT_FALSE(exists("held/sub"));
+  EXPECT_TRUE(exists("held/stays"));
+  EXPECT_EQ(41, removed.count());
+  EXPECT_EQ(41, descriptorsOfDeletedFiles(prefix));
+  removed.release();
+  EXPECT_EQ(0, removed.count());
+  EXPECT_EQ(0, descriptorsOfDeletedFiles(prefix));
+
+  // At 64 descriptors a process may open, 32 are held at most; the rest
+  // go on being deleted.
+  struct rlimit saved;
+  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &saved));
+  struct rlimit low = saved;
+  low.rlim_cur = 64;
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &low));
+  for (int i = 0; i < 100; i++) makeFile(("held/g" + std::to_string(i)).c_str());
+  {
+    RemovedFiles bounded;
+    FileDeleter deleter(&bounded);
+    int most = 0;
+    for (int i = 0; i < 100; i++) {
+      EXPECT_EQ(0, deleter.deleteFile(path(("held/g" + std::to_string(i)).c_str()).c_str()));
+      most = std::max(most, bounded.count());
+    }
+    EXPECT_EQ(32, most);
+  }
+  EXPECT_EQ(0, descriptorsOfDeletedFiles(prefix));
+  setrlimit(RLIMIT_NOFILE, &saved);
+  EXPECT_FALSE(exists("held/g99"));
 }
 
 TEST_F(FilesTest, ReplaceFileKeepsLinksAndPermissions) {

@@ -50,10 +50,23 @@ int deleteFile(const char* name) {
   return DeleteFileW(wide.wide()) ? 0 : lastError();
 }
 
+// Windows frees a file's space with its name: nothing is held.
+struct RemovedFiles::Held {};
+
+RemovedFiles::RemovedFiles() : held(nullptr) {}
+
+RemovedFiles::~RemovedFiles() { delete held; }
+
+void RemovedFiles::release() {}
+
+int RemovedFiles::count() const { return 0; }
+
+void RemovedFiles::hold(int) {}
+
 // Windows deletes by name in one call already: nothing is kept.
 struct FileDeleter::Place {};
 
-FileDeleter::FileDeleter() : place(nullptr) {}
+FileDeleter::FileDeleter(RemovedFiles* removedFiles) : place(nullptr), removed(removedFiles) {}
 
 FileDeleter::~FileDeleter() { delete place; }
 
