@@ -55,9 +55,10 @@ int deleteFile(const char* name);
 // a descriptor); release() drops the references on several threads at
 // once, so that the waits overlap. Until then the files take the space
 // they took before; the system frees it however the process ends. At most
-// half of the descriptors that the process may open are held: past that,
-// the ones held are released first. Windows frees a file with its name,
-// and holds nothing.
+// half of the descriptors that the process may open are held, and never
+// more space than is free beside it on the file's file system: past
+// either, the files held are released first. Windows frees a file with its
+// name, and holds nothing.
 class RemovedFiles {
  public:
   RemovedFiles();

@@ -7,6 +7,7 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -120,10 +122,12 @@ int deleteFile(const char* name) {
 }
 
 // The descriptors of removed files, and how many may be held: half of what
-// the process may open, so that the run's own files always open.
+// the process may open, so that the run's own files always open. `bytes`
+// is the space that they take.
 struct RemovedFiles::Held {
   std::vector<int> descriptors;
   size_t limit = 0;
+  uint64_t bytes = 0;
 };
 
 namespace {
@@ -161,14 +165,24 @@ void RemovedFiles::hold(int descriptor) {
     held = new Held;
     held->limit = heldLimit();
   }
-  if (held->descriptors.size() >= held->limit) release();
+  // The space held never outgrows what is free beside it: files written in
+  // its place while it is held find at least as much room.
+  struct stat status;
+  uint64_t size = fstat(descriptor, &status) == 0 ? static_cast<uint64_t>(status.st_blocks) * 512u : 0;
+  struct statfs system;
+  uint64_t free = fstatfs(descriptor, &system) == 0
+                      ? static_cast<uint64_t>(system.f_bavail) * static_cast<uint64_t>(system.f_bsize)
+                      : UINT64_MAX;
+  if (held->descriptors.size() >= held->limit || held->bytes + size > free) release();
   held->descriptors.push_back(descriptor);
+  held->bytes += size;
 }
 
 void RemovedFiles::release() {
   if (!held || held->descriptors.empty()) return;
   std::vector<int> descriptors;
   descriptors.swap(held->descriptors);
+  held->bytes = 0;
   std::atomic<size_t> next(0);
   std::vector<std::thread> helpers;
   size_t wanted = std::min(kReleaseThreads, descriptors.size() / kFilesPerThread);
