@@ -500,7 +500,8 @@ check "careless: the product's program ran once" test "$(wc -l <"$product/var/la
 check "careless: the product was registered once" test "$(entered RegisterApplication)" -eq 1
 
 # A program of the product runs from the folder: the running-programs page
-# says what to do and names it in its list, and holds the wizard; once the
+# says what to do first (a long folder wraps only what follows it), names
+# the program in its list, and holds the wizard; once the
 # program has ended, Next comes back with the focus, and one Return goes on.
 # (A copy of sleep stands in for the program: a script would show as its
 # shell.)
@@ -516,8 +517,8 @@ check "running: the wizard window appears" test -n "$window"
 if [ -n "$window" ]; then
   press_until RunningApps
   sleep 1
-  text=$(ocr_for "$window" "Please close it")
-  check "running: the page asks to close the program" shows "$text" "Please close it"
+  text=$(ocr_for "$window" "Please close Qlux Demo")
+  check "running: the page asks to close the program" shows "$text" "Please close Qlux Demo"
   check "running: its list names the program" holds "$text" "qlux-demo"
   press_return
   sleep 1
