@@ -166,10 +166,11 @@ void BackupFile::failAdd(QUtils::ErrorChain& error, int64_t recordStart, int32_t
 }
 
 void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
-                         bool checkSumGiven, bool* outPassedOver, bool* outUnreadable) {
+                         bool checkSumGiven, bool* outPassedOver, bool* outUnreadable, int* outMode) {
   error.clear();
   if (outPassedOver) *outPassedOver = false;
   if (outUnreadable) *outUnreadable = false;
+  if (outMode) *outMode = -1;
   if (backupMode != kWriting) {
     error.setError(kAddSource, -1, "Not in write mode");
     return;
@@ -194,6 +195,8 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
     error.setError(kAddSource, -1, "File does not exist");
     return;
   }
+  int mode = opened ? source.permissionBits() : -1;
+  if (outMode) *outMode = mode;
   if (opened && beginsAsBackup(&source)) {
     if (outPassedOver) *outPassedOver = true;
     return;
@@ -205,7 +208,6 @@ void BackupFile::addFile(QUtils::ErrorChain& error, const char* path, int maxLen
   }
   int64_t recordStart = position();
   unsigned char field[2 + kMaxNameSize];
-  int mode = opened ? source.permissionBits() : -1;
   if (!writeNameField(error, path, maxLength, link, mode, recordStart, field)) return;
   const char* name = reinterpret_cast<const char*>(field + 2);
   // A path cut at `maxLength` names another file: the record holds that one.

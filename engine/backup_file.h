@@ -85,8 +85,11 @@ class BackupFile : public QUtils::PFileStream {
   // link, never read through. With `outUnreadable` given, a file that can't
   // be opened is reported there, with an error, and the backup takes
   // further adds; without it, that add fails as any other does.
+  // `outMode` (may be null) gets the permission bits of the file as opened
+  // (PFileStream::permissionBits), -1 for a link or a file not opened.
   void addFile(QUtils::ErrorChain& error, const char* path, int maxLength, uint32_t checkSum,
-               bool checkSumGiven, bool* outPassedOver = nullptr, bool* outUnreadable = nullptr);
+               bool checkSumGiven, bool* outPassedOver = nullptr, bool* outUnreadable = nullptr,
+               int* outMode = nullptr);
   // Restores every record of a backup opened with openForRestore. Each
   // record's file is written back if it is absent or its check sum is the
   // record's; otherwise it is left. A file is made anew with its saved

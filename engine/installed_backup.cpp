@@ -32,6 +32,9 @@ bool namesAFile(const char* line) {
 }
 
 const char kExecutableMark[] = "EXECUTABLE\t";
+// The owner's execute bit among a file's permission bits: what makes a
+// saved file one that the restore marks as executable again.
+const int kOwnerExecute = 0100;
 
 }  // namespace
 
@@ -80,12 +83,15 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
     stripLogLine(line);
     if (namesAFile(line)) {
       const char* path = thirdField(line);
-      // A link (a Symlink shortcut) is saved as a link, whatever it leads to.
-      bool link = QUtils::isLink(path);
+      // A link (a Symlink shortcut) is saved as a link, whatever it leads
+      // to, and has no permission bits of its own: it is never marked as
+      // executable.
       QUtils::ErrorChain error;
       bool passedOver = false;
       bool unreadable = false;
-      backup.addFile(error, path, static_cast<int>(std::strlen(path)) + 1, 0, false, &passedOver, &unreadable);
+      int mode = -1;
+      backup.addFile(error, path, static_cast<int>(std::strlen(path)) + 1, 0, false, &passedOver, &unreadable,
+                     &mode);
       if (unreadable) {
         QUtils::boundedFormat(message, sizeof message, "FAILED to back up %s: File does not exist", path);
         addError(message);
@@ -109,7 +115,7 @@ bool Installer::backupInstalledFiles(InstallerUI* ui, const char* backupPath, co
             log("WARNING: Could not keep a copy of the backup file %s", path);
           }
         }
-        if (!link && QUtils::isExecutable(path)) executables.add(QUtils::CharString(path));
+        if (mode >= 0 && (mode & kOwnerExecute) != 0) executables.add(QUtils::CharString(path));
         QUtils::boundedFormat(message, sizeof message, "Back up %s", path);
       }
       if (ui) {
