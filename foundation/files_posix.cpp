@@ -21,13 +21,12 @@
 #include <deque>
 #include <memory>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 #include "foundation/files.h"
 #include "foundation/path_walk.h"
 #include "foundation/text.h"
+#include "foundation/thread_manager.h"
 
 namespace QUtils {
 
@@ -145,9 +144,20 @@ size_t heldLimit() {
   return open < 64 ? 16 : static_cast<size_t>(open / 2);
 }
 
-void closeShare(const std::vector<int>* descriptors, std::atomic<size_t>* next) {
-  for (size_t i = (*next)++; i < descriptors->size(); i = (*next)++) close((*descriptors)[i]);
-}
+// Closes descriptors until none is left: each thread that runs it takes
+// the next one that no thread has taken.
+class CloseJob : public MultiThreaded {
+ public:
+  explicit CloseJob(const std::vector<int>* all) : descriptors(all), next(0) {}
+  void run(std::atomic<int32_t>*, std::atomic<int32_t>*, int, int) override {
+    for (size_t i = next++; i < descriptors->size(); i = next++) close((*descriptors)[i]);
+  }
+  const char* getThreadName() override { return "qlux-release"; }
+
+ private:
+  const std::vector<int>* descriptors;
+  std::atomic<size_t> next;
+};
 
 }  // namespace
 
@@ -183,19 +193,18 @@ void RemovedFiles::release() {
   std::vector<int> descriptors;
   descriptors.swap(held->descriptors);
   held->bytes = 0;
-  std::atomic<size_t> next(0);
-  std::vector<std::thread> helpers;
-  size_t wanted = std::min(kReleaseThreads, descriptors.size() / kFilesPerThread);
-  for (size_t i = 1; i < wanted; i++) {
-    // A thread that can't start leaves its share to the others.
-    try {
-      helpers.emplace_back(closeShare, &descriptors, &next);
-    } catch (const std::system_error&) {
-      break;
-    }
+  CloseJob job(&descriptors);
+  size_t threads = std::min(kReleaseThreads, descriptors.size() / kFilesPerThread);
+  ThreadManager* manager = threads > 1 ? createThreadManager() : nullptr;
+  if (manager) {
+    // Ignoring the result on purpose: it is the job's stop code, and
+    // nothing stops this job.
+    manager->run(static_cast<int>(threads), &job, nullptr, 0);
+    deleteThreadManager(manager);
   }
-  closeShare(&descriptors, &next);
-  for (std::thread& helper : helpers) helper.join();
+  // What no thread took (all of it without a manager, or when no thread
+  // could start) is closed here.
+  job.run(nullptr, nullptr, 0, 1);
 }
 
 // The kept directories, the most recently used first: the text of a name
